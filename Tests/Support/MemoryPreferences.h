@@ -1,0 +1,27 @@
+// Preferences that live as long as the test.
+#pragma once
+
+#include "Platform/Preferences.h"
+
+namespace ostrel {
+
+class MemoryPreferences final : public Preferences {
+ public:
+  std::optional<Json> object(std::string_view key) const override {
+    if (const auto found = stored.find(key); found != stored.end()) return found->second;
+    if (const auto found = defaults.find(key); found != defaults.end()) return found->second;
+    return std::nullopt;
+  }
+  void set(std::string_view key, Json value) override {
+    stored.insert_or_assign(std::string(key), std::move(value));
+  }
+  void remove(std::string_view key) override {
+    if (const auto found = stored.find(key); found != stored.end()) stored.erase(found);
+  }
+  void registerDefaults(const PreferenceMap& values) override { defaults = values; }
+
+  PreferenceMap stored;
+  PreferenceMap defaults;
+};
+
+}  // namespace ostrel
