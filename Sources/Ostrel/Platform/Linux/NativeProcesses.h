@@ -1,0 +1,96 @@
+// The process tables, read from /proc. The real `Processes`.
+//
+// The first `rows` reads every process; later ones list the processes (their pids and inodes) and read only
+// what can have changed: rows that are new, that first appeared in one of the two calls before (a fork
+// executes its program right after), that have a terminal, that are followed or an ancestor of a followed
+// one, or whose parent is gone, and of the others a twelfth by turns.
+//
+// Nothing is allocated per row: the table and the list live in vectors that keep their room between calls.
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+#include <unordered_map>
+
+#include "Platform/Processes.h"
+#include "Runtime/UniqueFd.h"
+
+namespace ostrel {
+
+class NativeProcesses : public Processes {
+ public:
+  // `procRoot` is a folder laid out like /proc. Where it can't be opened every answer is empty.
+  explicit NativeProcesses(const std::filesystem::path& procRoot = "/proc");
+  ~NativeProcesses() override;
+
+  std::vector<ProcessRow> rows(NameTest followed) override;
+  std::optional<std::string> table() override;
+  std::optional<std::uint32_t> uid(std::int32_t pid) override;
+  std::string command(const ProcessRow& row) override;
+  std::string terminalName(std::int32_t device) override;
+  std::string startString(std::int64_t seconds) override;
+  std::vector<std::string> argumentList(std::int32_t pid) override;
+  std::string openFiles(std::int32_t pid) override;
+  std::string executablePath(std::int32_t pid) override;
+  bool alive(std::int32_t pid) override;
+  bool traced(std::int32_t pid) override;
+  std::uint32_t ownUid() override;
+
+ private:
+  // One process as it was last read. `firstSeen` and `readAt` are numbers of refreshes.
+  struct Entry {
+    ProcessRow row;
+    std::uint64_t inode = 0;
+    std::uint64_t firstSeen = 0;
+    std::uint64_t readAt = 0;
+    bool vanished = false;
+  };
+  struct Listed {
+    std::int32_t pid;
+    std::uint64_t inode;
+  };
+  struct NamedCommand {
+    std::array<char, 16> comm;  // an exec keeps pid and start, so the name belongs to what is remembered
+    std::string command;
+  };
+  struct Identity {
+    std::int32_t pid;
+    std::uint64_t startTicks;
+    bool operator==(const Identity&) const = default;
+  };
+  struct IdentityHash {
+    std::size_t operator()(const Identity& identity) const;
+  };
+
+  enum class Extent { changed, all };
+
+  // Under `tableLock_`, like the fields below it.
+  std::vector<ProcessRow> refresh(NameTest followed, Extent extent);
+  bool list();
+  void updateBootTime();
+  void read(Entry& entry);
+  void readOrphans();
+  void readAncestors(const Entry& entry);
+
+  const UniqueFd root_;
+  const std::int64_t ticksPerSecond_;
+
+  std::mutex tableLock_;
+  std::uint64_t refreshes_ = 0;
+  std::vector<char> buffer_;
+  std::vector<Listed> listed_;
+  std::vector<Entry> entries_;       // ascending by pid
+  std::vector<Entry> older_;         // the room of the entries before
+  std::vector<std::int32_t> ended_;  // whose children have another parent now
+  std::optional<std::int64_t> bootTime_;
+  std::int64_t bootOffset_ = 0;  // wall time less time since boot when `bootTime_` was read, nanoseconds
+  bool refused_ = false;         // the kernel lacks room for more descriptors or memory
+
+  std::mutex cacheLock_;
+  std::unordered_map<std::int32_t, std::string> ttyNames_;
+  std::unordered_map<std::int64_t, std::string> startStrings_;
+  std::mutex commandLock_;
+  std::unordered_map<Identity, NamedCommand, IdentityHash> commands_;
+};
+
+}  // namespace ostrel
