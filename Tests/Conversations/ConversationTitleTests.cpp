@@ -1,0 +1,186 @@
+#include <fcntl.h>
+#include <random>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "Conversations/ConversationTitle.h"
+#include "Conversations/LineScan.h"
+#include "Conversations/TitleSearch.h"
+#include "Runtime/UniqueFd.h"
+#include "Support/TemporaryFolder.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+using Title = std::optional<std::string>;
+
+const std::string kId = "0a1b2c3d-1111-4111-8111-00000000abcd";
+
+std::string custom(const std::string& title, const std::string& session = kId) {
+  return R"({"type":"custom-title","customTitle":")" + title + R"(","sessionId":")" + session + "\"}\n";
+}
+std::string automatic(const std::string& title) {
+  return R"({"type":"ai-title","aiTitle":")" + title + R"(","sessionId":")" + kId + "\"}\n";
+}
+std::string prompt(const std::string& content, const std::string& extra = "") {
+  return R"({"type":"user","message":{"role":"user","content":)" + content + "}," + extra +
+         R"("sessionId":")" + kId + "\"}\n";
+}
+
+TEST(ConversationTitle, OfLines) {
+  const auto repeated = [](const std::string& piece, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) text += piece;
+    return text;
+  };
+  const struct {
+    std::string data;
+    Title expected;
+  } table[] = {
+      {"", {}},
+      {custom("a") + custom("b") + automatic("c") + prompt("\"d\""), "b"},
+      {automatic("a") + automatic("b") + prompt("\"d\""), "b"},
+      {custom("a", "other") + automatic("b"), "b"},
+      {custom("a") + custom(" ") + custom("x\\ny") + custom("\\u0085"), "a"},
+      {custom("  a b\\n "), "a b"},
+      {custom(repeated("é", 300)), repeated("é", 300)},
+      {custom(repeated("é", 301)), {}},
+      {custom(repeated("👩‍👩‍👧", 300)), repeated("👩‍👩‍👧", 300)},
+      {R"({"type":"custom-title","customTitle":7,"sessionId":")" + kId + "\"}", {}},
+      {R"({"type":"custom-title","aiTitle":"a","sessionId":")" + kId + "\"}", {}},
+      {R"({"type" : "custom-title" , "customTitle":"a","sessionId":")" + kId + "\"}", "a"},
+      {R"([{"type":"custom-title","customTitle":"a","sessionId":")" + kId + "\"}]", {}},
+      {custom("a").substr(0, 60) + "\n" + custom("b").substr(5), {}},
+      // Prompts: only with these very bytes, the first that a person may have typed.
+      {prompt("\"first\"") + prompt("\"second\""), "first"},
+      {R"({"type": "user","message":{"content":"a"},"sessionId":")" + kId + "\"}", {}},
+      {prompt("\"/clear\"") + prompt("\"<command-name>\"") + prompt("\" \\n\"") + prompt("7") +
+           prompt("\"meta\"", "\"isMeta\":true,") + prompt("[{\"type\":\"tool_result\",\"content\":\"x\"}]") +
+           prompt("[{\"type\":\"image\"},{\"text\":\"p\",\"type\":\"text\"},{\"type\":\"text\",\"text\":"
+                  "\"q\"}]"),
+       "p"},
+      {prompt("[{\"type\":\"text\"},{\"type\":\"text\",\"text\":\"q\"}]"), {}},
+      {prompt("\"\\n  one line \\r\\n two\""), "one line"},
+      {prompt("\"" + repeated("é", 48) + "\""), repeated("é", 48)},
+      {prompt("\"" + repeated("é", 49) + "\""), repeated("é", 47) + "…"},
+      {prompt("\"" + repeated("é", 46) + "   x\""), repeated("é", 46) + "…"},
+  };
+  for (const auto& row : table) EXPECT_EQ(conversationTitle(row.data, kId), row.expected) << row.data;
+}
+
+class TitleFileTest : public testing::Test {
+ protected:
+  // What the backward search finds.
+  Title search(const std::string& data, TitleWindow window) {
+    const auto file = folder.write("t.jsonl", data);
+    const UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto title = titleOfFile(fd.get(), data.size(), kId, window);
+    EXPECT_TRUE(title) << title.error();
+    return title.value_or("failed");
+  }
+  Title search(const std::string& data) { return search(data, {}); }
+  TemporaryFolder folder;
+};
+
+// The search through blocks from the end must give what the plain definition gives for the window, wherever
+// markers and lines lie across the blocks' borders.
+TEST_F(TitleFileTest, BackwardSearchEqualsTheDefinition) {
+  std::mt19937 random(7);
+  const std::string kinds[] = {custom("c"),
+                               automatic("a"),
+                               automatic("b"),
+                               prompt("\"p\""),
+                               prompt("\"/no\""),
+                               custom("bad\\n\\tx"),
+                               "{\"x\":\"-title\"}\n",
+                               "\n",
+                               "-title\"\"type\":\"user\"\n",
+                               std::string(90, 'f') + "\n",
+                               "{\"type\":\"ai-title\",\"f\":\"" + std::string(200, 'g') +
+                                   "\",\"aiTitle\":\"far\",\"sessionId\":\"" + kId + "\"}\n"};
+  for (int round = 0; round < 400; ++round) {
+    std::string data;
+    const auto first = random() % std::size(kinds);  // few kinds a round, so that each kind wins at times
+    for (auto lines = random() % 12; lines > 0; --lines)
+      data += kinds[(first + random() % 4) % std::size(kinds)];
+    if (random() % 2 && !data.empty()) data.pop_back();
+    const TitleWindow window{random() % 2 ? 1 + random() % 700 : 2'000'000, 1 + random() % 150};
+    const auto start = data.size() - std::min<std::size_t>(data.size(), window.bytes);
+    ASSERT_EQ(search(data, window), conversationTitle(std::string_view(data).substr(start), kId))
+        << data << "\nwindow " << window.bytes << " block " << window.blockBytes;
+  }
+}
+
+TEST_F(TitleFileTest, OnlyTheLastTwoMillionBytesCount) {
+  const std::string filler = std::string(2'000'000, 'f');
+  const std::string exact = custom("in");
+  EXPECT_EQ(search(exact + filler.substr(exact.size())), "in");
+  EXPECT_EQ(search(exact + filler.substr(exact.size() - 1)), Title{});
+  EXPECT_EQ(search(custom("out") + prompt("\"p\"") + filler.substr(500'000) + "\n" + prompt("\"q\"")), "out");
+  EXPECT_EQ(search(prompt("\"p\"") + filler + "\n" + prompt("\"q\"") + filler.substr(1'000'000)), "q");
+}
+
+TEST(LineScan, FindsMarkersAtEveryPlace) {
+  const auto check = [](const std::string& data) {
+    const auto title = data.rfind(kTitleMarker);
+    const auto prompt = data.rfind(kPromptMarker);
+    const auto none = std::string::npos;
+    EXPECT_EQ(findTitleMarker(data), data.find(kTitleMarker));
+    EXPECT_EQ(findPromptMarker(data), data.find(kPromptMarker));
+    EXPECT_EQ(findLastTitleMarker(data), title);
+    EXPECT_EQ(findLastMarker(data),
+              title == none || prompt == none ? std::min(title, prompt) : std::max(title, prompt));
+  };
+  for (std::size_t size = 0; size < 400; ++size) {
+    // The bytes that the search probes for stand in many places.
+    std::string data(size, '-');
+    for (std::size_t i = 6; i < size; i += 13) data[i] = '"';
+    for (std::size_t i = 3; i + 6 < size; i += 11) data[i] = 'y', data[i + 6] = 'u';
+    check(data);
+    for (const auto marker : {kTitleMarker, kPromptMarker}) {
+      for (std::size_t at = 0; at + marker.size() <= size; at += 1 + size / 20) {
+        std::string with = data;
+        with.replace(at, marker.size(), marker);
+        check(with);
+        with.replace(0, std::min<std::size_t>(size, 7), std::string(kTitleMarker).substr(0, size));
+        check(with);
+        ASSERT_FALSE(HasFailure()) << size << " " << at;
+      }
+    }
+  }
+}
+
+class LinkedTitleTest : public testing::Test {
+ protected:
+  Title title(TimePoint now, const std::string& reference = kId, const std::string& kind = "id",
+              const std::string& provider = "claude") {
+    return titles.linkedTitle(reference, kind, provider, now);
+  }
+  void write(const std::string& data) {
+    home.write(".claude/projects/-p/" + kId + ".jsonl", data);
+    const timespec times[2] = {{++second, 0}, {second, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  }
+  TemporaryFolder home;
+  const std::filesystem::path file = home.path() / (".claude/projects/-p/" + kId + ".jsonl");
+  AgentTranscript transcripts{Environment{{}, home.path(), {}}};
+  ConversationTitles titles{transcripts};
+  time_t second = 1'700'000'000;
+  const TimePoint start{1h};
+};
+
+TEST_F(LinkedTitleTest, AConversationThatIsBeingWrittenIsReadEachHalfMinute) {
+  write("{}\n");
+  EXPECT_EQ(title(start), Title{});
+  write(automatic("a"));
+  EXPECT_EQ(title(start + 29s), Title{});  // that there is none is known as well
+  EXPECT_EQ(title(start + 30s), "a");
+  EXPECT_EQ(title(start + 1h), "a");
+  write(automatic("b"));
+  EXPECT_EQ(title(start + 1h), "b");
+}
+
+}  // namespace
+}  // namespace ostrel

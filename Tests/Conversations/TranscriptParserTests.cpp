@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+
+#include "Conversations/LineBuffer.h"
+#include "Conversations/TranscriptParser.h"
+
+namespace ostrel {
+namespace {
+
+using Messages = std::vector<AgentTranscriptMessage>;
+using State = AgentTranscript::ParseState;
+
+State consumed(std::string_view data) {
+  State state;
+  AgentTranscript::consume(data, state);
+  return state;
+}
+
+Messages messagesOf(std::string_view data) { return consumed(data).snapshot().messages; }
+
+// Lines as Claude Code 2.1 and Codex 0.169 write them, shortened in their texts.
+const std::string kClaudePrompt =
+    R"({"parentUuid":null,"isSidechain":false,"promptId":"p1","type":"user","message":{"role":"user","content":"Fix the build"},)"
+    R"("uuid":"11111111-1111-4111-8111-111111111111","timestamp":"2026-11-22T21:00:00.000Z","origin":{"kind":"human"},)"
+    R"("promptSource":"typed","permissionMode":"default","userType":"external","entrypoint":"cli","cwd":"/work/p",)"
+    R"("sessionId":"s","version":"2.1.197","gitBranch":"main"})";
+const std::string kClaudeAnswer =
+    R"({"parentUuid":"a","isSidechain":false,"message":{"model":"claude-opus-4-1","id":"msg_1","type":"message","role":"assistant",)"
+    R"("content":[{"type":"text","text":"Looking \ud83d\ude00\n"}],"stop_reason":null,"usage":{"input_tokens":3,)"
+    R"("cache":{"a":[1,2,{"b":null}]}}},"requestId":"r","type":"assistant","uuid":"22222222-2222-4222-8222-222222222222",)"
+    R"("timestamp":"2026-11-22T21:00:01.000Z","sessionId":"s","gitBranch":"main"})";
+const std::string kClaudeToolResult =
+    R"({"type":"user","message":{"role":"user","content":[{"tool_use_id":"t","type":"tool_result","content":"total 4\n","is_error":false}]},)"
+    R"("uuid":"33333333-3333-4333-8333-333333333333","toolUseResult":{"stdout":"total 4","type":"text","text":"x"},"gitBranch":"feature"})";
+const std::string kCodexMeta =
+    R"({"timestamp":"2026-11-22T21:00:00.000Z","ordinal":0,"type":"session_meta","payload":{"id":"x","cwd":"/p","git":{"commit_hash":"c","branch":"trunk"},"base_instructions":{"text":"y"}}})";
+const std::string kCodexTurn =
+    R"({"timestamp":"t","ordinal":3,"type":"turn_context","payload":{"turn_id":"1","cwd":"/p","model":"gpt-5.2-codex","effort":"high","summary":"auto"}})";
+const std::string kCodexMessage =
+    R"({"timestamp":"2026-11-22T21:00:02.000Z","ordinal":4,"type":"response_item","payload":{"type":"message","role":"assistant","content":[{"type":"output_text","text":"Done."}]}})";
+
+TEST(TranscriptLines, ClaudeAndCodexLinesAsTheyAreWritten) {
+  const State claude = consumed(kClaudePrompt + "\n" + kClaudeAnswer + "\n" + kClaudeToolResult);
+  EXPECT_EQ(
+      claude.snapshot().messages,
+      (Messages{
+          {"11111111-1111-4111-8111-111111111111", "user", "Fix the build", "2026-11-22T21:00:00.000Z"},
+          {"22222222-2222-4222-8222-222222222222", "assistant", "Looking 😀", "2026-11-22T21:00:01.000Z"}}));
+  EXPECT_EQ(claude.details, (AgentSessionDetails{"feature", "claude-opus-4-1", std::nullopt}));
+  EXPECT_EQ(claude.lines, 3u);
+
+  const State codex = consumed(kCodexMeta + "\n" + kCodexTurn + "\n" + kCodexMessage);
+  EXPECT_EQ(codex.snapshot().messages,
+            (Messages{{"line-3", "assistant", "Done.", "2026-11-22T21:00:02.000Z"}}));
+  EXPECT_EQ(codex.details, (AgentSessionDetails{"trunk", "gpt-5.2-codex", "high"}));
+}
+
+TEST(TranscriptLines, WhatMakesAMessage) {
+  const auto nothing = Messages{};
+  const auto one = [](std::string role, std::string text) {
+    return Messages{{"line-1", role, text, std::nullopt}};
+  };
+  const struct {
+    std::string line;
+    Messages expected;
+  } table[] = {
+      {R"({"type":"user","message":{"content":"a"}})", one("user", "a")},
+      {R"({"message":{"role":"assistant","content":"a"}})", one("assistant", "a")},
+      {R"({"type":"user","message":{"role":7,"content":"a"}})", one("user", "a")},  // only a text is a role
+      {R"({"type":"user","message":{"role":"system","content":"a"}})", nothing},
+      {R"({"type":"User","message":{"content":"a"}})", nothing},
+      {R"({"type":"user","content":"a"})", nothing},
+      {R"({"type":"user","message":"a"})", nothing},
+      {R"({"type":"user","message":{"content":7}})", nothing},
+      {R"({"type":"user","message":{"content":{"type":"text","text":"a"}}})", nothing},
+      {R"({"type":"user","isMeta":true,"message":{"content":"a"}})", nothing},
+      {R"({"type":"user","isMeta":"true","message":{"content":"a"}})", one("user", "a")},
+      {R"({"type":"user","message":{"content":" \u00a0\n\u2028 "}})", nothing},
+      {R"({"type":"user","message":{"content":"\u3000 a\tb \r\n"}})", one("user", "a\tb")},
+      {R"({"type":"user","message":{"content":[{"type":"input_text","text":"a"},{"type":"image","text":"no"},)"
+       R"({"type":"output_text","text":""},7,null,{"text":"no"},{"type":"text"},{"text":"b","type":"text"}]}})",
+       one("user", "a\n\nb")},
+      {R"({"type":"user","message":{"content":[{"type":"text","text":" "},{"type":"text","text":"b"}]}})",
+       one("user", "b")},
+      {R"({"type":"response_item","payload":{"type":"message","role":"user","content":"a"}})",
+       one("user", "a")},
+      {R"({"type":"response_item","payload":{"type":"reasoning","role":"user","content":"a"}})", nothing},
+      {R"({"type":"response_item","payload":{"type":"message","content":"a"}})", nothing},
+      {R"({"type":"response_item","message":{"role":"user","content":"a"}})", nothing},
+      {R"({"type":"event_msg","payload":{"type":"message","role":"user","content":"a"}})", nothing},
+      {R"({"payload":{"type":"message","role":"user","content":"a"},"type":"response_item"})",
+       one("user", "a")},
+      // The last of repeated keys counts, whatever it holds.
+      {R"({"type":"user","message":{"content":"a","content":"b"}})", one("user", "b")},
+      {R"({"type":"user","message":{"content":["x"],"content":"b"}})", one("user", "b")},
+      {R"({"type":"user","message":{"content":"a","content":[]}})", nothing},
+      {R"({"type":"user","message":{"content":"a"},"message":{}})", nothing},
+      {R"({"type":"user","message":{"content":"a"},"message":3})", nothing},
+      // Escapes in keys and short values, half surrogate pairs, every short escape.
+      {R"({"t\u0079pe":"\u0075ser","message":{"conten\u0074":"\ud83dx\ude00"}})",
+       one("user", "\uFFFDx\uFFFD")},
+      {R"({"type":"user","message":{"content":"\"\\\/\b\f\r\t\u00e9\u20ac."}})",
+       one("user", "\"\\/\b\f\r\té€.")},
+      {R"({"type":"user","message":{"content":"<task-notification>\nx</task-notification> "}})",
+       one("activity", "<task-notification>\nx</task-notification>")},
+      {R"({"type":"assistant","message":{"content":"<system-reminder></system-reminder>"}})",
+       one("assistant", "<system-reminder></system-reminder>")},
+  };
+  for (const auto& row : table) EXPECT_EQ(messagesOf(row.line), row.expected) << row.line;
+}
+
+TEST(TranscriptLines, BrokenLinesCountAndAreReadAround) {
+  const std::string good = R"({"type":"user","message":{"content":"ok"}})";
+  const std::string nul("\0", 1);
+  const std::string broken[] = {"",
+                                " ",
+                                "{",
+                                "}",
+                                "[]",
+                                "7",
+                                "\"x\"",
+                                "null",
+                                "nonsense",
+                                good.substr(0, good.size() - 1),
+                                good + good,
+                                good + "x",
+                                good + "}",
+                                R"({"type":"user","message":{"content":"x"},})",
+                                R"({"type":"user","message":{"content":"x"]})",
+                                R"({"type":"user" "message":{"content":"x"}})",
+                                R"({"type":"user","message":{"content":"\q"}})",
+                                R"({"type":"user","message":{"content":"\u12g4"}})",
+                                R"({"type":"user","message":{"content":"x},"gitBranch":"b"})",
+                                R"({"gitBranch":"b","model)",
+                                R"({"gitBranch":"b","message":{"model":"m","content":["a"})",
+                                nul,
+                                nul + good,
+                                R"({"type":"user","gitBranch":"b)" + nul + R"(","message":{"content":"x"}})"};
+  for (const auto& line : broken) {
+    const State state = consumed(line + "\n" + good);
+    EXPECT_EQ(state.snapshot().messages, (Messages{{"line-2", "user", "ok", std::nullopt}})) << line;
+    EXPECT_EQ(state.details, AgentSessionDetails{}) << line;
+    EXPECT_EQ(state.lines, 2u);
+  }
+  EXPECT_EQ(messagesOf(" \t" + good + "\r").size(), 1u);
+}
+
+TEST(TranscriptLines, IllFormedUtf8IsRepaired) {
+  EXPECT_EQ(messagesOf("{\"type\":\"user\",\"message\":{\"content\":\"a\x80z\xE2\x82\"},\"uuid\":\"\xFF\"}"),
+            (Messages{{"\uFFFD", "user", "a\uFFFDz\uFFFD", std::nullopt}}));
+}
+
+TEST(TranscriptLines, OneMessageAnIdAndTheLatestHundred) {
+  const auto line = [](int n, const std::string& id) {
+    return R"({"type":"user","message":{"content":"m)" + std::to_string(n) + "\"}" +
+           (id.empty() ? "" : ",\"uuid\":\"" + id + "\"") + "}\n";
+  };
+  std::string data;
+  for (int i = 0; i < 250; ++i) data += line(i, "id-" + std::to_string(i));
+  data += line(0, "id-0");      // long gone from the messages, yet still known
+  data += line(1, "line-254");  // names the id that the line after the next would have had
+  data += line(2, "");
+  data += line(3, "");
+  data.pop_back();
+  const State state = consumed(data);
+  const auto messages = state.snapshot().messages;
+  ASSERT_EQ(messages.size(), 100u);
+  EXPECT_EQ(messages.front().text, "m152");
+  EXPECT_EQ(messages[97].id, "id-249");
+  EXPECT_EQ(messages[98].id, "line-254");
+  EXPECT_EQ(messages[98].text, "m1");
+  EXPECT_EQ(messages[99].id, "line-253");
+  EXPECT_EQ(state.seen.size(), 252u);
+}
+
+TEST(TranscriptDetails, FollowTheLatestModelLine) {
+  AgentSessionDetails details;
+  const auto after = [&](const std::string& line) {
+    AgentTranscript::applyDetails(line, details);
+    return details;
+  };
+  using D = AgentSessionDetails;
+  const auto none = std::nullopt;
+  EXPECT_EQ(after(R"({"message":{"model":"m1","effort":"low","reasoning_effort":"high"}})"),
+            (D{none, "m1", "low"}));
+  EXPECT_EQ(after(R"({"message":{"model":"m1","reasoning_effort":"high"},"gitBranch":"b"})"),
+            (D{"b", "m1", "high"}));
+  EXPECT_EQ(after(R"({"message":{"model":"<synthetic>"},"gitBranch":""})"), (D{"b", "m1", "high"}));
+  EXPECT_EQ(after(R"({"message":{"model":"","effort":"x"}})"), (D{"b", "m1", "high"}));
+  EXPECT_EQ(after(R"({"payload":{"model":"p","git":{"branch":"g"}}})"), (D{"b", "m1", "high"}));
+  EXPECT_EQ(after(R"({"type":"session_meta","gitBranch":"x","payload":{"git":{"branch":"g"}}})"),
+            (D{"g", "m1", "high"}));
+  EXPECT_EQ(after(R"({"type":"session_meta","payload":{"git":{"branch":7}}})"), (D{"g", "m1", "high"}));
+  EXPECT_EQ(after(R"({"type":"turn_context","message":{"model":"no"},"payload":{"model":"m2"}})"),
+            (D{"g", "m2", none}));
+  EXPECT_EQ(after(R"({"isMeta":true,"message":{"model":"m3","effort":4,"reasoning_effort":"r"}})"),
+            (D{"g", "m3", "r"}));
+  EXPECT_EQ(after(R"({"message":{"model":"m4"},"gitBranch":"no")"), (D{"g", "m3", "r"}));
+  // A last line that is cut changes nothing, though it ends in a bracket.
+  EXPECT_EQ(AgentTranscript::details(kCodexTurn + "\n" +
+                                     R"({"type":"session_meta","payload":{"git":{"branch":"x"})"),
+            (D{none, "gpt-5.2-codex", "high"}));
+}
+
+// A stream is cut into the same lines wherever its pieces end, and the parser takes them where they stand.
+TEST(LineBuffer, EverySplitGivesTheSame) {
+  const std::string data =
+      kClaudePrompt + "\n\n" + kClaudeAnswer + "\nbroken\n" + kCodexMessage + "\n" + kClaudeToolResult;
+  const std::string whole = data.substr(0, data.rfind('\n'));
+  const auto expected = consumed(whole).snapshot();
+  TranscriptParser parser;
+  for (std::size_t split = 0; split <= data.size(); ++split) {
+    State state;
+    LineBuffer buffer;
+    buffer.start(1);  // grows as the lines want it
+    std::string_view rest = data;
+    for (const std::size_t end : {split, data.size()}) {
+      std::size_t count = end - (data.size() - rest.size());
+      while (count > 0) {
+        const auto room = buffer.room();
+        const std::size_t piece = std::min(count, room.size());
+        std::ranges::copy(rest.substr(0, piece), room.begin());
+        rest.remove_prefix(piece);
+        count -= piece;
+        if (const auto lines = buffer.take(piece))
+          parser.consume(*lines, buffer.readable(lines->data()), state);
+      }
+    }
+    ASSERT_EQ(state.snapshot(), expected) << split;
+    ASSERT_EQ(state.lines, 5u);
+    ASSERT_EQ(buffer.pending(), kClaudeToolResult);
+  }
+}
+
+}  // namespace
+}  // namespace ostrel
