@@ -1,0 +1,237 @@
+#include "Discovery/ExternalAgents.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <set>
+#include <tuple>
+#include <unordered_set>
+
+#include <fmt/format.h>
+
+#include "Runtime/Failure.h"
+#include "Runtime/Files.h"
+#include "Runtime/Text.h"
+
+namespace ostrel {
+
+namespace {
+
+using namespace std::literals;
+
+// A server or a run that only prints something is no conversation.
+constexpr std::array kNoConversation = {"app-server"sv,           "mcp-server"sv, "completion"sv,
+                                        "generate-json-schema"sv, "--version"sv,  "--help"sv};
+constexpr auto kBundle = ".app/Contents/MacOS/"sv;
+
+// The words of a command line, whether the program keeps its arguments apart or has rewritten them into one.
+std::vector<std::string> words(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all;
+  for (const std::string& argument : arguments) {
+    for (const auto word : text::words(argument)) all.emplace_back(word);
+  }
+  return all;
+}
+
+bool isConversation(const std::vector<std::string>& words, std::string_view tty) {
+  if (words.empty()) return false;
+  for (std::size_t i = 1; i < std::min<std::size_t>(words.size(), 3); ++i) {
+    if (std::ranges::find(kNoConversation, words[i]) != kNoConversation.end()) return false;
+  }
+  return tty != "??" || (words.size() > 1 && words[1] == "exec");
+}
+
+// Calls `visit` with each ancestor that `find` knows, nearest first, until it returns true; whether one did.
+template <class Find, class Visit>
+bool anyAncestor(const ExternalProcess& process, Find find, Visit visit) {
+  std::set<std::int64_t> visited;
+  for (std::int64_t pid = process.parent; visited.insert(pid).second;) {
+    const ScanTable::Entry* const ancestor = find(pid);
+    if (!ancestor) return false;
+    if (visit(ancestor->process)) return true;
+    pid = ancestor->process.parent;
+  }
+  return false;
+}
+
+// "<provider>:<conversation>", where the agent's conversation is known.
+std::optional<std::string> conversationKey(const HerdrAgent& agent, const std::string& id,
+                                           const std::map<std::string, std::string>& references) {
+  const auto known = references.find(id);
+  const auto& reference = known == references.end() ? agent.transcriptReference : known->second;
+  const auto conversation = reference ? conversationID(*reference) : std::nullopt;
+  if (!conversation) return std::nullopt;
+  return text::lowercase(agent.provider) + ":" + *conversation;
+}
+
+}  // namespace
+
+ExternalAgents::ExternalAgents(Sources sources)
+    : sources_(std::move(sources)), sessions_(sources_.environment.claudeFolder() / "sessions") {}
+
+std::vector<HerdrAgent> ExternalAgents::scan(std::stop_token stop) {
+  ScanTable table = this->table(stop);
+  const auto candidates = table.candidates();
+  if (sources_.announce && sources_.environment.hasArgument("--check-discovery-live"))
+    sources_.announce(
+        fmt::format("Observed {} user processes; candidates: {}", table.ownCount(), candidates.size()));
+
+  std::vector<HerdrAgent> agents;
+  Hosts hosts;
+  for (const std::int64_t pid : candidates) {
+    if (stop.stop_requested()) throw Cancelled();
+    const ScanTable::Entry* const entry = table.findOwn(pid);
+    if (auto found = agent(table, *entry, hosts)) agents.push_back(std::move(*found));
+  }
+  std::erase_if(agents, [this](const HerdrAgent& agent) {
+    return !sources_.processes.alive(static_cast<std::int32_t>(agent.externalProcess->pid));
+  });
+  return agents;
+}
+
+ScanTable ExternalAgents::table(const std::stop_token& stop) {
+  Processes& processes = sources_.processes;
+  auto rows = processes.rows(&ScanTable::mayBeAgent);
+  if (!rows.empty()) return {processes, std::move(rows)};
+  if (const auto text = processes.table()) return {processes, *text};
+  if (!sources_.runPs) throw Failure("The process table could not be read.");
+  return {processes,
+          text::repairUtf8(sources_.runPs({"-axo", "pid=,ppid=,uid=,stat=,tty=,lstart=,comm="}, stop))};
+}
+
+std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTable::Entry& entry,
+                                                Hosts& hosts) {
+  const ExternalProcess& process = entry.process;
+  const auto pid = static_cast<std::int32_t>(process.pid);
+  const std::string provider(*process.provider());
+  if (!isConversation(words(sources_.processes.argumentList(pid)), process.tty)) return std::nullopt;
+
+  const auto own = [&table](std::int64_t ancestor) { return table.findOwn(ancestor); };
+  // A child of an agent is not a second agent, while a Claude that a Codex started is.
+  if (anyAncestor(process, own,
+                  [&](const ExternalProcess& ancestor) { return ancestor.provider() == provider; }))
+    return std::nullopt;
+
+  HerdrAgent agent;
+  agent.externalProcess = process;
+  agent.herdrOwned =
+      anyAncestor(process, own, [](const ExternalProcess& ancestor) { return ancestor.name() == "herdr"; });
+  if (!agent.herdrOwned) agent.externalProcess->hostApp = hostApp(table, process, hosts);
+
+  OpenFiles files = openFiles(sources_.processes.openFiles(pid));
+  agent.paneID = fmt::format("{}:{}", process.pid, process.started);
+  agent.session = "external";
+  agent.provider = provider;
+  agent.context = std::move(files.folder);
+  tie(agent, entry, files.transcripts);
+
+  auto title = sources_.titles.linkedTitle(agent.transcriptReference, agent.transcriptKind, provider,
+                                           std::chrono::steady_clock::now());
+  const std::string_view project =
+      agent.context.starts_with('/') ? text::lastPathComponent(agent.context) : std::string_view(process.tty);
+  agent.title = title ? std::move(*title) : fmt::format("{} · {}", text::capitalizedFirst(provider), project);
+  if (!agent.since && agent.transcriptKind == "path") {
+    if (const auto status = files::status(*agent.transcriptReference)) agent.since = status->modified;
+  }
+  return agent;
+}
+
+std::optional<std::string> ExternalAgents::hostApp(ScanTable& table, const ExternalProcess& process,
+                                                   Hosts& hosts) {
+  std::optional<std::string> host;
+  // Through other users' processes too: a `sudo` or a login between terminal and agent is no end.
+  anyAncestor(
+      process, [&table](std::int64_t pid) { return table.find(pid); },
+      [&](const ExternalProcess& ancestor) {
+        const auto [known, fresh] = hosts.try_emplace(ancestor.pid);
+        if (fresh) known->second = hostOf(ancestor);
+        host = known->second;
+        return host.has_value();
+      });
+  return host;
+}
+
+std::optional<std::string> ExternalAgents::hostOf(const ExternalProcess& ancestor) {
+  if (ancestor.executable.contains(kBundle))
+    return ancestor.executable.substr(0, ancestor.executable.find(".app/")) + ".app";
+  // The command names a program by the kernel's name where that differs from its file's: a terminal written
+  // in Python bears its script's name, and longer names are cut. So the path itself is asked for.
+  const auto pid = static_cast<std::int32_t>(ancestor.pid);
+  const std::string path = sources_.processes.executablePath(pid);
+  if (path.empty()) return std::nullopt;
+  return sources_.hosts.hostOf(path, sources_.processes.argumentList(pid));
+}
+
+// A link is made only where it is proved: by the one conversation that the process holds open for writing, or
+// by Claude Code's own session file.
+void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
+                         const std::vector<std::string>& candidates) {
+  std::set<std::string> paths;
+  for (const std::string& candidate : candidates) {
+    try {
+      paths.insert(sources_.transcripts.resolve(candidate, "path", agent.provider).string());
+    } catch (const Failure&) {
+      continue;  // outside the history folders
+    }
+  }
+  if (paths.size() == 1) {
+    agent.transcriptKind = "path";
+    agent.transcriptReference = *paths.begin();
+  }
+  if (agent.provider != "claude") return;
+  const WallTime started = entry.startSeconds ? WallTime(std::chrono::seconds(*entry.startSeconds))
+                                              : startDate(entry.process.started);
+  auto session = sessions_.session(entry.process.pid, started);
+  if (!session) return;
+  agent.transcriptKind = "id";
+  agent.transcriptReference = std::move(session->id);
+  agent.since = session->since;
+  agent.state = std::move(session->state);
+}
+
+std::vector<HerdrAgent> ExternalAgents::merge(std::vector<HerdrAgent> managed,
+                                              std::vector<HerdrAgent> external,
+                                              const std::map<std::string, std::string>& references) {
+  // Records are large: what is sorted are their ids, and of equal ones the first stays the first.
+  struct Named {
+    std::string id;
+    std::size_t order;
+    HerdrAgent* agent;
+    auto byId() const { return std::tie(id, order); }
+    auto outsideFirst() const { return std::tie(agent->herdrOwned, id, order); }
+  };
+  const auto named = [](std::vector<HerdrAgent>& agents, std::size_t order) {
+    std::vector<Named> list;
+    list.reserve(agents.size());
+    for (HerdrAgent& agent : agents) list.push_back({agent.id(), order++, &agent});
+    return list;
+  };
+  std::vector<Named> inside = named(managed, 0);
+  std::vector<Named> outside = named(external, managed.size());
+  std::ranges::sort(inside, {}, &Named::byId);
+  std::ranges::sort(outside, {}, &Named::outsideFirst);
+
+  std::vector<Named> kept;
+  kept.reserve(inside.size() + outside.size());
+  std::unordered_set<std::string> keys;
+  for (Named& each : inside) {
+    auto key = conversationKey(*each.agent, each.id, references);
+    if (!key || keys.insert(std::move(*key)).second) kept.push_back(std::move(each));
+  }
+  std::unordered_set<std::string> seen;
+  for (Named& each : outside) {
+    if (!seen.insert(each.id).second) continue;
+    auto key = conversationKey(*each.agent, each.id, references);
+    // A process under Herdr without a conversation of its own is shown by its pane already.
+    if (key ? keys.insert(std::move(*key)).second : !each.agent->herdrOwned) kept.push_back(std::move(each));
+  }
+  std::ranges::sort(kept, {}, &Named::byId);
+  const auto repeated = std::ranges::unique(kept, {}, &Named::id);
+  kept.erase(repeated.begin(), repeated.end());
+  std::vector<HerdrAgent> merged;
+  merged.reserve(kept.size());
+  for (const Named& each : kept) merged.push_back(std::move(*each.agent));
+  return merged;
+}
+
+}  // namespace ostrel
