@@ -1,0 +1,157 @@
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "Herdr/HerdrSocket.h"
+#include "Runtime/Failure.h"
+#include "Support/TemporaryFolder.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+
+// A server for one connection, scripted by the test; joined at the end.
+class Server {
+ public:
+  using Script = std::function<void(Server&)>;
+
+  explicit Server(Script script) : path_((folder_.path() / "s").string()) {
+    listener_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path_.data(), path_.size());
+    EXPECT_EQ(::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(::listen(listener_.get(), 1), 0);
+    thread_ = std::thread([this, script = std::move(script)] {
+      connection_.reset(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+      script(*this);
+      connection_.reset();
+    });
+  }
+  ~Server() { thread_.join(); }
+
+  const std::string& path() const { return path_; }
+  void send(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t sent = ::send(connection_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (sent <= 0) return;
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+  }
+  // A request line, parsed; null at the end.
+  Json receive() {
+    std::string line;
+    char byte = 0;
+    while (::recv(connection_.get(), &byte, 1, 0) == 1) {
+      if (byte == '\n') return *json::parse(line);
+      line += byte;
+    }
+    return {};
+  }
+
+ private:
+  TemporaryFolder folder_;
+  std::string path_;
+  UniqueFd listener_;
+  UniqueFd connection_;
+  std::thread thread_;
+};
+
+std::string failureOf(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const Failure& failure) {
+    return failure.message();
+  }
+  return "(no failure)";
+}
+
+TimePoint soon(Duration delay) {
+  return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now()) + delay;
+}
+
+TEST(HerdrSocket, PathsAreCheckedBeforeConnecting) {
+  EXPECT_EQ(failureOf([] { HerdrSocket::Wire("relative"); }), "Invalid Herdr socket path.");
+  EXPECT_EQ(failureOf([] { HerdrSocket::Wire("/" + std::string(103, 'x')); }), "Invalid Herdr socket path.");
+  EXPECT_EQ(failureOf([] { HerdrSocket::Wire("/" + std::string(102, 'x')); }),
+            "Herdr socket is unavailable.");
+}
+
+TEST(HerdrSocket, LinesAreCutWhereverTheyArriveAndOverlongOnesRefused) {
+  Server server([](Server& s) {
+    for (const char c : "split\none more\n\nlast"s) s.send({&c, 1});
+    s.send(std::string(9'000'000, 'x'));
+  });
+  HerdrSocket::Wire wire(server.path());
+  const std::stop_token never;
+  EXPECT_EQ(wire.next({}, never), "split");
+  EXPECT_EQ(wire.next({}, never), "one more");
+  EXPECT_EQ(wire.next({}, never), "");
+  EXPECT_EQ(failureOf([&] { wire.next({}, never); }), "Herdr response exceeded its size limit.");
+}
+
+TEST(HerdrSocket, SilenceEndsAtTheDeadlineAndStoppingEndsAnyWait) {
+  std::stop_source stop;
+  Server server([&](Server& s) {
+    s.receive();
+    stop.request_stop();
+    s.receive();
+  });
+  HerdrSocket::Wire wire(server.path());
+  EXPECT_EQ(failureOf([&] { wire.next(soon(1ms), {}); }), "Herdr socket timed out.");
+  wire.send("x", "y", Json::object());
+  EXPECT_THROW(wire.next({}, stop.get_token()), Cancelled);
+}
+
+TEST(HerdrSocket, ReadsAScreen) {
+  Json request;
+  Server server([&](Server& s) {
+    request = s.receive();
+    s.send("{\"id\":\"read\",\"result\":{\"read\":{\"text\":\"screen\"}}}\n");
+  });
+  EXPECT_EQ(HerdrSocket::read(server.path(), "p1", "recent", {}), "screen");
+  EXPECT_EQ(request, *json::parse(R"({"id":"read","method":"pane.read",
+    "params":{"pane_id":"p1","source":"recent","lines":200,"strip_ansi":true}})"));
+
+  Server closing([](Server& s) { s.receive(); });
+  EXPECT_EQ(failureOf([&] { HerdrSocket::read(closing.path(), "p", "s", {}); }), "Herdr disconnected.");
+}
+
+TEST(HerdrSocket, EventsArriveUntilTheStreamBreaks) {
+  Json subscription;
+  Server server([&](Server& s) {
+    s.receive();
+    s.send("{\"result\":{\"protocol\":7}}\n");
+    subscription = s.receive();
+    s.send("{\"result\":{}}\n{\"event\":1}\n[1]\n{\"result\":{}}\n{\"event\":null}\nnot json\n");
+  });
+  int received = 0;
+  const std::vector<std::string> panes = {"p1", "p2"};
+  EXPECT_EQ(failureOf([&] { HerdrSocket::events(server.path(), 7, panes, [&] { ++received; }, {}); }),
+            "Herdr sent an event that is no JSON.");
+  EXPECT_EQ(received, 3);
+  const Json& list = subscription["params"]["subscriptions"];
+  ASSERT_EQ(list.size(), 8u);
+  EXPECT_EQ(list[0], (Json{{"type", "pane.created"}}));
+  EXPECT_EQ(list[7], (Json{{"type", "pane.agent_status_changed"}, {"pane_id", "p2"}}));
+
+  for (const auto pong :
+       {R"({"result":{"protocol":8}})", R"({"result":{}})", R"({"result":{"protocol":"7"}})"}) {
+    Server newer([&](Server& s) {
+      s.receive();
+      s.send(pong + "\n"s);
+      EXPECT_TRUE(s.receive().is_null()) << "no subscription is sent";
+    });
+    EXPECT_EQ(failureOf([&] { HerdrSocket::events(newer.path(), 7, panes, [] {}, {}); }),
+              "Herdr API version changed.");
+  }
+}
+
+}  // namespace
+}  // namespace ostrel
