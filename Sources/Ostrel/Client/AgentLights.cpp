@@ -1,0 +1,35 @@
+#include "Client/AgentLights.h"
+
+#include <optional>
+
+namespace ostrel {
+
+AgentLight AgentLights::light(const HerdrAgent& agent, WallTime now) const {
+  if (agent.state == "blocked") return AgentLight::needsYou;
+  if (agent.state == "working" || agent.recentlyActive(now)) return AgentLight::working;
+
+  const std::string id = agent.id();
+  std::optional<WallTime> changed = agent.since;
+  if (!changed) {
+    const auto change = stateChanges_.find(id);
+    if (change == stateChanges_.end()) return AgentLight::idle;
+    changed = change->second.at;
+  }
+  if (agent.state != "done" && agent.state != "idle") return AgentLight::idle;
+  const auto seen = seenAt_.find(id);
+  return *changed > (seen == seenAt_.end() ? launchedAt_ : seen->second) ? AgentLight::done
+                                                                         : AgentLight::idle;
+}
+
+void AgentLights::observeStates(const std::vector<HerdrAgent>& agents, WallTime now) {
+  for (const HerdrAgent& agent : agents) {
+    const auto [entry, fresh] = stateChanges_.try_emplace(agent.id(), Change{agent.state, kDistantPast});
+    if (!fresh && entry->second.state != agent.state) entry->second = {agent.state, now};
+  }
+}
+
+void AgentLights::markSeen(std::string_view id, WallTime now) {
+  seenAt_.insert_or_assign(std::string(id), now);
+}
+
+}  // namespace ostrel

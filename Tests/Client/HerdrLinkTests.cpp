@@ -1,0 +1,363 @@
+#include <condition_variable>
+#include <mutex>
+#include <random>
+#include <set>
+
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+
+#include "Client/HerdrLink.h"
+#include "Runtime/Failure.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+
+// A Herdr made up by the test: sessions with panes, faults, events. Its doors are called on background
+// threads.
+class FakeHerdr {
+ public:
+  struct Pane {
+    std::string state = "idle";
+    std::string terminal = "t1";
+  };
+  struct Session {
+    std::map<std::string, Pane> panes;
+    bool running = true;
+    bool answers = true;
+    std::string socket = "/s";
+  };
+
+  HerdrLink::Doors doors() {
+    return {[this](const auto&, const auto& arguments, Duration limit, std::stop_token) {
+              EXPECT_EQ(limit, 8s);
+              return run(arguments);
+            },
+            [this](const std::string& path, std::int64_t protocol, std::span<const std::string>,
+                   const std::function<void()>& receive,
+                   const std::stop_token& stop) { events(path, protocol, receive, stop); },
+            [this]() -> std::optional<std::filesystem::path> {
+              if (!installed) return std::nullopt;
+              return "/bin/herdr";
+            },
+            [](const std::filesystem::path& path) { return path == "/chosen/herdr"; }};
+  }
+
+  template <class Change>
+  void change(Change change) {
+    {
+      std::lock_guard lock(mutex_);
+      change(*this);
+    }
+    changed_.notify_all();
+  }
+  // One event on the socket, to whoever listens.
+  void fireEvent(const std::string& path) {
+    {
+      std::lock_guard lock(mutex_);
+      ++events_[path];
+    }
+    changed_.notify_all();
+  }
+  // Closes the connections to a socket.
+  void breakStreams() {
+    {
+      std::lock_guard lock(mutex_);
+      ++breaks_;
+    }
+    changed_.notify_all();
+  }
+  int listeners() {
+    std::lock_guard lock(mutex_);
+    return listening_;
+  }
+  // Streams that have asked for their first step, since the beginning.
+  int subscribed() {
+    std::lock_guard lock(mutex_);
+    return subscribed_;
+  }
+  int received() {
+    std::lock_guard lock(mutex_);
+    return received_;
+  }
+  std::vector<std::string> takeCommands() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(commands_, {});
+  }
+
+  std::map<std::string, Session> sessions;
+  std::string schema = R"({"schemas":{},"protocol":3})";
+  bool listFails = false;
+  bool installed = true;
+
+ private:
+  std::string run(const std::vector<std::string>& arguments) {
+    std::lock_guard lock(mutex_);
+    ++running_;
+    EXPECT_EQ(running_, 1) << "steps overlap";
+    const std::string words = fmt::format("{}", fmt::join(arguments, " "));
+    commands_.push_back(words);
+    --running_;
+    if (words == "api schema --json") return schema;
+    Json document;
+    if (words == "session list --json") {
+      if (listFails)
+        throw Failure("Herdr request failed. Check the selected session and installed CLI version.");
+      document["sessions"] = Json::array();
+      for (const auto& [name, session] : sessions) {
+        document["sessions"].push_back(
+            {{"name", name}, {"running", session.running}, {"socket_path", session.socket}});
+      }
+    } else {
+      const auto session = sessions.find(arguments.at(1));
+      if (session == sessions.end() || !session->second.answers) throw Failure("no answer");
+      document["agents"] = Json::array();
+      for (const auto& [id, pane] : session->second.panes) {
+        document["agents"].push_back(
+            {{"pane_id", id}, {"agent_status", pane.state}, {"terminal_id", pane.terminal}});
+      }
+    }
+    return document.dump();
+  }
+
+  void events(const std::string& path, std::int64_t protocol, const std::function<void()>& receive,
+              const std::stop_token& stop) {
+    // Before the lock, which must be free when this goes.
+    std::stop_callback wake(stop, [this] {
+      std::lock_guard inner(mutex_);
+      changed_.notify_all();
+    });
+    std::unique_lock lock(mutex_);
+    if (protocol != 3) throw Failure("Herdr API version changed.");
+    ++listening_;
+    int seen = events_[path];
+    const int unbroken = breaks_;
+    receive();
+    ++subscribed_;
+    while (!stop.stop_requested() && breaks_ == unbroken) {
+      changed_.wait(lock,
+                    [&] { return stop.stop_requested() || breaks_ != unbroken || events_[path] != seen; });
+      for (; seen < events_[path]; ++seen, ++received_) receive();
+    }
+    --listening_;
+    if (stop.stop_requested()) throw Cancelled();
+    throw Failure("Herdr disconnected.");
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> commands_;
+  std::map<std::string, int> events_;
+  int breaks_ = 0;
+  int listening_ = 0;
+  int received_ = 0;
+  int subscribed_ = 0;
+  int running_ = 0;
+};
+
+class HerdrLinkTest : public testing::Test {
+ protected:
+  HerdrLinkTest() {
+    herdr_.sessions["main"].panes["p1"] = {};
+    herdr_.sessions["main"].socket = "/main";
+    herdr_.sessions["side"].panes["p1"] = {"working", "t2"};
+    herdr_.sessions["side"].socket = "/side";
+  }
+  bool stepsReach(std::uint64_t count) {
+    return loop_.waitUntil([&] { return *link_.steps() >= count; });
+  }
+  std::vector<std::string> ids() {
+    std::vector<std::string> ids;
+    for (const HerdrAgent& agent : *link_.agents()) ids.push_back(agent.id() + " " + agent.state);
+    return ids;
+  }
+  // Lets the steps pass that fresh event streams ask for.
+  void settle() {
+    loop_.waitUntil([&] { return herdr_.subscribed() == 2; });
+    loop_.runFor(100ms);
+    stepsReach(2);
+    // The heartbeat's first round began before there were streams.
+    loop_.runFor(1900ms);
+    stepsReach(3);
+  }
+
+  FakeHerdr herdr_;
+  VirtualLoop loop_;
+  MemoryPreferences preferences_;
+  BackgroundPool pool_;
+  HerdrLink link_{loop_, pool_, preferences_, herdr_.doors()};
+};
+
+TEST_F(HerdrLinkTest, ConnectsToAllSessionsAndArmsTheReconnection) {
+  EXPECT_EQ(link_.status(), "Not connected");
+  link_.connect();
+  EXPECT_EQ(link_.status(), "Connecting…");
+  EXPECT_FALSE(preferences_.boolean("herdrReconnect"));
+  ASSERT_TRUE(stepsReach(1));
+  EXPECT_EQ(link_.status(), "Connected · 2 sessions");
+  EXPECT_EQ(ids(), (std::vector{"4:mainp1 idle"s, "4:sidep1 working"s}));
+  EXPECT_TRUE(*link_.inventoryComplete());
+  EXPECT_FALSE(*link_.error());
+  EXPECT_TRUE(preferences_.boolean("herdrReconnect"));
+  EXPECT_EQ(preferences_.string("herdrExecutable"), "/bin/herdr");
+  link_.disconnect(false);
+  EXPECT_TRUE(preferences_.boolean("herdrReconnect"));
+  EXPECT_TRUE(link_.agents()->empty());
+  link_.disconnect(true);
+  EXPECT_FALSE(preferences_.boolean("herdrReconnect"));
+}
+
+TEST_F(HerdrLinkTest, RefusesWhatCantWorkInTheWrittenWords) {
+  herdr_.installed = false;
+  link_.connect();
+  EXPECT_EQ(*link_.error(), "Herdr was not found. Install it or choose its executable below.");
+  EXPECT_EQ(link_.status(), "Connection unavailable");
+  herdr_.installed = true;
+  link_.executablePath().set("/stale/herdr");
+  EXPECT_FALSE(link_.resolveExecutable()) << "no search behind a stale choice";
+  link_.executablePath().set("/chosen/herdr");
+  link_.sessionName().set(" -x");
+  link_.connect();
+  EXPECT_EQ(*link_.error(), "Enter a local Herdr session name, such as default.");
+  EXPECT_FALSE(*link_.active());
+  link_.sessionName().set("");
+  for (const auto schema : {R"({"protocol":3})", R"({"schemas":1,"protocol":"3"})", "[]", ""}) {
+    herdr_.schema = schema;
+    link_.connect();
+    ASSERT_TRUE(loop_.waitUntil([&] { return link_.error()->has_value(); }));
+    EXPECT_EQ(
+        *link_.error(),
+        "Could not read Herdr’s API schema: Unsupported Herdr schema document. Update Herdr and try again.");
+    EXPECT_FALSE(*link_.active());
+    herdr_.takeCommands();
+    loop_.runFor(5min);
+    EXPECT_TRUE(herdr_.takeCommands().empty()) << "not asked again";
+  }
+}
+
+TEST_F(HerdrLinkTest, AFilterTakesOneSession) {
+  link_.sessionName().set(" side ");
+  link_.connect();
+  ASSERT_TRUE(stepsReach(1));
+  EXPECT_EQ(ids(), std::vector{"4:sidep1 working"s});
+  EXPECT_FALSE(*link_.inventoryComplete());
+  EXPECT_EQ(preferences_.string("herdrSessionOverride"), "side");
+  herdr_.change([](FakeHerdr& herdr) { herdr.sessions["side"].running = false; });
+  loop_.runFor(30s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return !*link_.connected(); }));
+  EXPECT_EQ(*link_.error(), "No running Herdr sessions yet. Start Herdr; we’ll keep looking.");
+}
+
+TEST_F(HerdrLinkTest, ADeadSessionHidesNoOtherAndComesBack) {
+  link_.connect();
+  ASSERT_TRUE(stepsReach(1));
+  herdr_.change([](FakeHerdr& herdr) { herdr.sessions["main"].answers = false; });
+  loop_.runFor(31s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return *link_.sessionCount() == 1; }));
+  EXPECT_EQ(ids(), std::vector{"4:sidep1 working"s});
+  EXPECT_EQ(*link_.error(), "Could not reach: main. Retrying automatically.");
+  herdr_.change([](FakeHerdr& herdr) { herdr.listFails = true; });
+  loop_.runFor(31s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return !*link_.connected(); }));
+  EXPECT_EQ(
+      *link_.error(),
+      "Herdr request failed. Check the selected session and installed CLI version. Retrying automatically.");
+  EXPECT_TRUE(link_.agents()->empty());
+  herdr_.change([](FakeHerdr& herdr) {
+    herdr.listFails = false;
+    herdr.sessions["main"].answers = true;
+  });
+  loop_.runFor(31s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return *link_.sessionCount() == 2; }));
+  EXPECT_FALSE(*link_.error());
+}
+
+TEST_F(HerdrLinkTest, EventsShortenTheWaitAndBurstsFoldIntoOneStep) {
+  link_.connect();
+  ASSERT_TRUE(stepsReach(1));
+  settle();
+  herdr_.takeCommands();
+  loop_.runFor(20s);
+  EXPECT_TRUE(herdr_.takeCommands().empty()) << "with streams the heartbeat is slow";
+
+  const std::uint64_t before = *link_.steps();
+  herdr_.change([](FakeHerdr& herdr) { herdr.sessions["main"].panes["p1"].state = "blocked"; });
+  for (int i = 0; i < 1000; ++i) herdr_.fireEvent("/main");
+  ASSERT_TRUE(loop_.waitUntil([&] { return herdr_.received() == 1000; }));
+  loop_.runFor(99ms);
+  EXPECT_EQ(*link_.steps(), before);
+  loop_.runFor(1ms);
+  ASSERT_TRUE(stepsReach(before + 1));
+  EXPECT_EQ(ids()[0], "4:mainp1 blocked");
+  loop_.runFor(5s);
+  EXPECT_EQ(*link_.steps(), before + 1);
+}
+
+TEST_F(HerdrLinkTest, StreamsFollowThePanesAndComeBackAfterABreak) {
+  herdr_.sessions["side"].socket = "relative";
+  link_.connect();
+  ASSERT_TRUE(stepsReach(1));
+  ASSERT_TRUE(loop_.waitUntil([&] { return herdr_.listeners() == 1; })) << "a relative path has no stream";
+  herdr_.breakStreams();
+  ASSERT_TRUE(loop_.waitUntil([&] { return herdr_.listeners() == 0; }));
+  loop_.runFor(31s);
+  EXPECT_TRUE(loop_.waitUntil([&] { return herdr_.listeners() == 1; }));
+  link_.disconnect(false);
+  EXPECT_TRUE(loop_.waitUntil([&] { return herdr_.listeners() == 0; }));
+  herdr_.takeCommands();
+  link_.requestRefresh();
+  loop_.runFor(5min);
+  EXPECT_TRUE(herdr_.takeCommands().empty()) << "off is off";
+}
+
+// Half an hour of faults: sessions come, go and hang up, streams break, the person connects anew.
+TEST_F(HerdrLinkTest, HalfAnHourOfFaultsLeavesNothingStale) {
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE(fmt::format("seed {}", seed));
+  std::mt19937 random(seed);
+  const auto chance = [&](unsigned percent) { return random() % 100 < percent; };
+  link_.connect();
+  for (Duration passed{}; passed < 30min; passed += 700ms) {
+    herdr_.change([&](FakeHerdr& herdr) {
+      herdr.listFails = chance(5);
+      for (auto& [name, session] : herdr.sessions) {
+        session.running = !chance(10);
+        session.answers = !chance(10);
+        const std::string pane = fmt::format("p{}", random() % 4);
+        if (chance(20))
+          session.panes[pane] = {chance(50) ? "working" : "blocked", fmt::format("t{}", random() % 9)};
+        if (chance(10)) session.panes.erase(pane);
+      }
+    });
+    if (chance(3)) herdr_.breakStreams();
+    if (chance(20)) herdr_.fireEvent(chance(50) ? "/main" : "/side");
+    if (chance(2)) link_.disconnect(false);
+    if (!*link_.active() && chance(50)) link_.connect();
+    loop_.runFor(700ms);
+    // Commands that were begun end in real time.
+    loop_.waitUntil([&] { return pool_.threads() == 0 || !*link_.connecting(); }, 5s);
+  }
+  herdr_.change([](FakeHerdr& herdr) {
+    herdr.listFails = false;
+    for (auto& [name, session] : herdr.sessions) {
+      session.running = session.answers = true;
+      session.panes = {{"last", {"done", "t"}}};
+    }
+  });
+  if (!*link_.active()) link_.connect();
+  for (int i = 0; i < 3; ++i) {
+    const std::uint64_t before = *link_.steps();
+    loop_.runFor(31s);
+    ASSERT_TRUE(stepsReach(before + 1));
+  }
+  EXPECT_EQ(ids(), (std::vector{"4:mainlast done"s, "4:sidelast done"s}));
+  EXPECT_FALSE(*link_.error());
+  EXPECT_TRUE(loop_.waitUntil([&] { return herdr_.listeners() == 2; }))
+      << "one stream for each session, no more";
+}
+
+}  // namespace
+}  // namespace ostrel

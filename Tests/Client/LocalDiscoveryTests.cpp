@@ -1,0 +1,194 @@
+#include <atomic>
+#include <future>
+#include <mutex>
+
+#include <gtest/gtest.h>
+
+#include "Client/LocalDiscovery.h"
+#include "Runtime/Failure.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+
+class FakeExits final : public ProcessExits {
+ public:
+  Registration watch(std::int32_t pid, std::move_only_function<void()> exited) override {
+    watched[pid] = std::move(exited);
+    return Registration([this, pid] { watched.erase(pid); });
+  }
+  std::map<std::int32_t, std::move_only_function<void()>> watched;
+};
+
+class FakeFiles final : public FileWatcher {
+ public:
+  Registration watchFolder(const std::filesystem::path& folder, Changed handler) override {
+    if (!exists) return {};
+    watched = folder;
+    changed = std::make_shared<Changed>(std::move(handler));
+    return Registration([this] { changed.reset(); });
+  }
+  void fire(std::string_view name) {
+    const auto handler = changed;  // the watch may be reset in its own callback
+    if (handler) (*handler)(name);
+  }
+  bool exists = true;
+  std::filesystem::path watched;
+  std::shared_ptr<Changed> changed;
+};
+
+HerdrAgent agentOf(std::int64_t pid) {
+  HerdrAgent agent;
+  agent.session = "external";
+  agent.paneID = std::to_string(pid);
+  agent.externalProcess = ExternalProcess{};
+  agent.externalProcess->pid = pid;
+  return agent;
+}
+
+// A discovery over fakes. The scan runs on a real thread, so each step waits for it; time is virtual.
+class LocalDiscoveryTest : public testing::Test {
+ protected:
+  std::vector<HerdrAgent> scan() {
+    std::lock_guard lock(mutex_);
+    if (!problem_.empty()) throw Failure(problem_);
+    return found_;
+  }
+  void find(std::vector<HerdrAgent> agents, std::string problem = {}) {
+    std::lock_guard lock(mutex_);
+    found_ = std::move(agents);
+    problem_ = std::move(problem);
+  }
+  testing::AssertionResult scansReach(std::uint64_t count) {
+    if (loop_.waitUntil([&] { return *discovery_.scans() >= count; }) && *discovery_.scans() == count) {
+      return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << *discovery_.scans() << " scans";
+  }
+  // Starts, and lets the second scan pass that follows the first sight of the sessions folder.
+  void start() {
+    discovery_.start();
+    ASSERT_TRUE(scansReach(1));
+    loop_.runFor(12ms);
+    ASSERT_TRUE(scansReach(2));
+  }
+
+  std::mutex mutex_;
+  std::vector<HerdrAgent> found_;
+  std::string problem_;
+  VirtualLoop loop_;
+  BackgroundPool pool_;
+  FakeExits exits_;
+  FakeFiles files_;
+  LocalDiscovery discovery_{
+      loop_, pool_, {exits_, files_}, [this](std::stop_token) { return scan(); }, "/sessions"};
+};
+
+TEST_F(LocalDiscoveryTest, ScansEveryFiveSecondsAndSoonerWhenTheKernelTells) {
+  find({agentOf(7)});
+  start();
+  EXPECT_EQ(*discovery_.agents(), std::vector{agentOf(7)});
+  EXPECT_EQ(files_.watched, "/sessions");
+  ASSERT_TRUE(exits_.watched.contains(7));
+
+  loop_.runFor(5011ms);
+  EXPECT_TRUE(scansReach(2));
+  loop_.runFor(1ms);
+  EXPECT_TRUE(scansReach(3));
+
+  exits_.watched[7]();
+  loop_.runFor(11ms);
+  EXPECT_TRUE(scansReach(3));
+  loop_.runFor(1ms);
+  EXPECT_TRUE(scansReach(4));
+
+  // A burst folds into one scan; names that are no session files don't count.
+  files_.fire("7.json.tmp");
+  loop_.runFor(1s);
+  EXPECT_TRUE(scansReach(4));
+  for (int i = 0; i < 5; ++i) {
+    files_.fire("7.json");
+    loop_.runFor(2ms);
+  }
+  loop_.runFor(2ms);
+  EXPECT_TRUE(scansReach(5));
+  loop_.runFor(1s);
+  EXPECT_TRUE(scansReach(5));
+}
+
+TEST_F(LocalDiscoveryTest, WatchesFollowTheAgents) {
+  find({agentOf(7), agentOf(8)});
+  start();
+  EXPECT_EQ(exits_.watched.size(), 2u);
+  find({agentOf(8)});
+  discovery_.rescan();
+  loop_.runFor(12ms);
+  EXPECT_TRUE(scansReach(3));
+  EXPECT_EQ(exits_.watched.size(), 1u);
+  EXPECT_TRUE(exits_.watched.contains(8));
+
+  // The folder goes: a scan follows, and the watch comes back with the folder.
+  files_.exists = false;
+  files_.fire("");
+  EXPECT_FALSE(files_.changed);
+  loop_.runFor(12ms);
+  EXPECT_TRUE(scansReach(4));
+  files_.exists = true;
+  loop_.runFor(5012ms);
+  EXPECT_TRUE(scansReach(5));
+  EXPECT_TRUE(files_.changed);
+}
+
+TEST_F(LocalDiscoveryTest, AFailedScanEmptiesTheListAndIsRetried) {
+  find({agentOf(7)});
+  start();
+  int changes = 0;
+  const Subscription subscription = discovery_.agents().observe([&] { ++changes; });
+  find({}, "no table");
+  loop_.runFor(5012ms);
+  EXPECT_TRUE(scansReach(3));
+  EXPECT_TRUE(discovery_.agents()->empty());
+  EXPECT_EQ(*discovery_.error(), "Local discovery unavailable: no table");
+  EXPECT_EQ(exits_.watched.size(), 1u) << "watches stay";
+  find({agentOf(7)});
+  exits_.watched[7]();
+  loop_.runFor(12ms);
+  EXPECT_TRUE(scansReach(4));
+  EXPECT_FALSE(*discovery_.error());
+  loop_.runFor(5012ms);
+  EXPECT_TRUE(scansReach(5));
+  EXPECT_EQ(changes, 2) << "an unchanged list is not announced";
+}
+
+TEST(LocalDiscovery, ASignalDuringAScanIsNotLost) {
+  VirtualLoop loop;
+  BackgroundPool pool;
+  FakeExits exits;
+  FakeFiles files;
+  files.exists = false;
+  std::promise<void> go;
+  const std::shared_future<void> gate = go.get_future().share();
+  std::atomic<int> begun = 0;
+  LocalDiscovery discovery(
+      loop, pool, {exits, files},
+      [&begun, gate](std::stop_token) -> std::vector<HerdrAgent> {
+        if (++begun == 1) gate.wait();
+        return {};
+      },
+      "/sessions");
+  discovery.start();
+  discovery.start();
+  ASSERT_TRUE(loop.waitUntil([&] { return begun == 1; }));
+  discovery.rescan();
+  go.set_value();
+  ASSERT_TRUE(loop.waitUntil([&] { return *discovery.scans() == 1; }));
+  loop.runFor(12ms);
+  EXPECT_TRUE(loop.waitUntil([&] { return *discovery.scans() == 2; }));
+  loop.runFor(1s);
+  EXPECT_EQ(begun, 2);
+}
+
+}  // namespace
+}  // namespace ostrel
