@@ -1,0 +1,62 @@
+// The core on Linux: every port with its real implementation, and the client on top. A composition root makes
+// one.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "App/OstrelPreferences.h"
+#include "Client/HerdrClient.h"
+#include "Conversations/AgentTranscript.h"
+#include "Conversations/ConversationTitle.h"
+#include "Discovery/CommandLineTools.h"
+#include "Discovery/ExternalAgents.h"
+#include "Platform/Environment.h"
+#include "Platform/Linux/DesktopHostApplications.h"
+#include "Platform/Linux/InotifyWatcher.h"
+#include "Platform/Linux/NativeProcesses.h"
+#include "Platform/Linux/PidfdExits.h"
+#include "Platform/Linux/PreferenceFiles.h"
+#include "Runtime/Background.h"
+#include "Runtime/EpollLoop.h"
+
+namespace ostrel {
+
+class LinuxCore {
+ public:
+  // `complain` gets the one-line reports that can't be shown elsewhere, such as a preference file that was
+  // set aside; `announce` the line of the discovery self-check, where the arguments ask for it. Throws
+  // `Failure` when the kernel lacks descriptors for a main loop.
+  LinuxCore(Environment environment, std::function<void(std::string_view)> complain,
+            std::function<void(std::string_view)> announce);
+  LinuxCore(const LinuxCore&) = delete;
+  LinuxCore& operator=(const LinuxCore&) = delete;
+
+  const Environment& environment() const { return environment_; }
+  EpollLoop& loop() { return loop_; }
+  BackgroundPool& pool() { return pool_; }
+  NativeProcesses& processes() { return processes_; }
+  AgentTranscript& transcripts() { return transcripts_; }
+  ExternalAgents& externalAgents() { return externalAgents_; }
+  OstrelPreferences& preferences() { return preferences_; }
+  HerdrClient& client() { return client_; }
+
+ private:
+  // Order matters: what background work uses stands before the pool, whose destruction waits for that work.
+  const Environment environment_;
+  const CommandLineTools tools_;
+  EpollLoop loop_;
+  NativeProcesses processes_;
+  DesktopHostApplications hosts_;
+  AgentTranscript transcripts_;
+  ConversationTitles titles_;
+  ExternalAgents externalAgents_;
+  PreferenceFiles preferenceFiles_;
+  OstrelPreferences preferences_;
+  BackgroundPool pool_;
+  PidfdExits exits_;
+  InotifyWatcher files_;
+  HerdrClient client_;
+};
+
+}  // namespace ostrel
