@@ -1,0 +1,58 @@
+// The program behind `ostrelctl agents` and `ostrelctl watch`: waits for scans and prints the list when it
+// changed. Main thread; looking up transcripts and writing happen in the background, since a reader may be
+// slow.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "AgentList.h"
+#include "Client/HerdrClient.h"
+#include "Conversations/AgentTranscript.h"
+#include "Options.h"
+#include "Platform/Preferences.h"
+#include "Runtime/Background.h"
+#include "Runtime/Task.h"
+
+namespace ostrel::console {
+
+class ListProgram {
+ public:
+  struct Parts {
+    MainLoop& loop;
+    BackgroundPool& pool;
+    HerdrClient& client;
+    AgentTranscript& transcripts;
+    const Preferences& preferences;
+  };
+  struct Output {
+    // Writes to standard output, in the background; false when nobody reads any more.
+    std::function<bool(std::string_view)> write;
+    // One line for the person, on standard error.
+    std::function<void(std::string_view)> complain;
+    // The program is over, with this exit status. Called once, on the main thread.
+    std::function<void(int)> finished;
+    bool columns = false;  // standard output is a terminal
+  };
+  ListProgram(Parts parts, Options options, Output output);
+
+  // Starts discovery and prints what `options` asks for.
+  void start();
+
+ private:
+  Task<void> run();
+  AgentList current();
+  void finish(int status);
+
+  Parts parts_;
+  Options options_;
+  Output output_;
+  WakeFlag changed_;
+  Subscription scans_;
+  Timer deadline_;
+  bool over_ = false;
+  TaskScope tasks_;
+};
+
+}  // namespace ostrel::console

@@ -1,0 +1,36 @@
+// The command line of `ostrelctl`.
+#pragma once
+
+#include <chrono>
+#include <expected>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ostrel::console {
+
+struct Options {
+  enum class Command { agents, watch, help, version };
+  Command command = Command::help;
+  bool json = false;
+  // `agents`: how long the first scan may take.
+  std::chrono::milliseconds wait = std::chrono::seconds(10);
+  bool operator==(const Options&) const = default;
+};
+
+inline constexpr std::string_view kUsage =
+    "usage: ostrelctl agents [--json] [--wait SECONDS]\n"
+    "       ostrelctl watch [--json]\n"
+    "       ostrelctl --help | --version\n"
+    "\n"
+    "  agents   print the agents that run now, one a line:\n"
+    "           id, provider, state, light, title, context\n"
+    "  watch    print the list again whenever it changes, until interrupted\n"
+    "\n"
+    "  --json           one JSON object a line: {\"agents\":[...]}\n"
+    "  --wait SECONDS   give up when the first scan takes longer (default 10)\n";
+
+// The words after the program's name; the error is one line that says what is wrong with them.
+std::expected<Options, std::string> parseOptions(std::span<const std::string> words);
+
+}  // namespace ostrel::console

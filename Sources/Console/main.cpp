@@ -1,0 +1,83 @@
+// ostrelctl: the core with a console face.
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <poll.h>
+#include <span>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "App/OstrelSetting.h"
+#include "Composition/LinuxCore.h"
+#include "ListProgram.h"
+#include "Options.h"
+
+namespace {
+
+using namespace ostrel;
+
+bool writeOutput(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN) {
+      pollfd ready{STDOUT_FILENO, POLLOUT, 0};
+      ::poll(&ready, 1, -1);
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void complain(std::string_view line) { fmt::print(stderr, "ostrelctl: {}\n", line); }
+
+int runList(const Environment& environment, const console::Options& options) {
+  LinuxCore core(environment, complain, {});
+  core.preferences().migrate();
+  core.preferences().shared().registerDefaults(OstrelSetting::defaults());
+  int status = 0;
+  console::ListProgram::Output output{writeOutput, complain,
+                                      [&](int ended) {
+                                        status = ended;
+                                        core.loop().stop();
+                                      },
+                                      ::isatty(STDOUT_FILENO) == 1};
+  console::ListProgram program(
+      {core.loop(), core.pool(), core.client(), core.transcripts(), core.preferences().shared()}, options,
+      std::move(output));
+  program.start();
+  core.loop().run();
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using Command = console::Options::Command;
+  ::signal(SIGPIPE, SIG_IGN);
+  const Environment environment = Environment::ofProcess(argc, argv);
+  const auto options = console::parseOptions(std::span(environment.arguments).subspan(argc > 0 ? 1 : 0));
+  if (!options) {
+    complain(options.error());
+    fmt::print(stderr, "{}", console::kUsage);
+    return 2;
+  }
+  switch (options->command) {
+    case Command::help:
+      return writeOutput(console::kUsage) ? 0 : 1;
+    case Command::version:
+      return writeOutput("ostrelctl " OSTREL_VERSION "\n") ? 0 : 1;
+    case Command::agents:
+    case Command::watch:
+      break;
+  }
+  try {
+    return runList(environment, *options);
+  } catch (const std::exception& failure) {
+    complain(failure.what());
+    return 1;
+  }
+}

@@ -1,0 +1,144 @@
+#include <mutex>
+
+#include <gtest/gtest.h>
+
+#include "Console/ListProgram.h"
+#include "Runtime/Failure.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel::console {
+namespace {
+
+using namespace std::literals;
+using Command = Options::Command;
+
+class NoExits final : public ProcessExits {
+  Registration watch(std::int32_t, std::move_only_function<void()>) override { return {}; }
+};
+class NoFiles final : public FileWatcher {
+  Registration watchFolder(const std::filesystem::path&, Changed) override { return {}; }
+};
+class NoPreferences final : public Preferences {
+ public:
+  std::optional<Json> object(std::string_view key) const override {
+    if (key == "agentTitle.8:external1:x") return "My own title";
+    return std::nullopt;
+  }
+  void set(std::string_view, Json) override {}
+  void remove(std::string_view) override {}
+  void registerDefaults(const PreferenceMap&) override {}
+};
+
+class ListProgramTest : public testing::Test {
+ protected:
+  // What the next scans find: a title for each agent; a failure for "!".
+  void find(std::vector<std::string> titles) {
+    std::lock_guard lock(mutex_);
+    titles_ = std::move(titles);
+  }
+  std::vector<HerdrAgent> scan() {
+    std::lock_guard lock(mutex_);
+    std::vector<HerdrAgent> agents;
+    for (const std::string& title : titles_) {
+      if (title == "!") throw Failure("no table");
+      HerdrAgent agent;
+      agent.session = "external";
+      agent.paneID = std::to_string(agents.size()) + ":x";
+      agent.title = title;
+      agent.externalProcess = ExternalProcess{};
+      agents.push_back(std::move(agent));
+    }
+    return agents;
+  }
+  void start(Options options) {
+    program_.emplace(ListProgram::Parts{loop_, pool_, client_, transcripts_, preferences_}, options,
+                     ListProgram::Output{[this](std::string_view text) {
+                                           std::lock_guard lock(mutex_);
+                                           written_.emplace_back(text);
+                                           return !broken_;
+                                         },
+                                         [this](std::string_view line) { complaints_.emplace_back(line); },
+                                         [this](int status) { status_ = status; }, false});
+    program_->start();
+  }
+  bool waitForScans(std::uint64_t count) {
+    return loop_.waitUntil([&] { return *client_.local().scans() >= count; });
+  }
+  std::vector<std::string> written() {
+    std::lock_guard lock(mutex_);
+    return written_;
+  }
+
+  std::mutex mutex_;
+  std::vector<std::string> titles_;
+  std::vector<std::string> written_;
+  bool broken_ = false;
+  std::vector<std::string> complaints_;
+  std::optional<int> status_;
+  VirtualLoop loop_;
+  AgentTranscript transcripts_{Environment{}};
+  NoPreferences preferences_;
+  BackgroundPool pool_;
+  NoExits exits_;
+  NoFiles files_;
+  HerdrClient client_{
+      {loop_, pool_, exits_, files_}, [this](std::stop_token) { return scan(); }, "/sessions"};
+  std::optional<ListProgram> program_;
+};
+
+TEST_F(ListProgramTest, AgentsPrintsTheFirstScanAndEnds) {
+  find({"A", "B"});
+  start({Command::agents, false, 10s});
+  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
+  EXPECT_EQ(status_, 0);
+  EXPECT_EQ(written(), std::vector{"8:external0:x\tAgent\tunknown\tidle\tA\tLocal session\n"
+                                   "8:external1:x\tAgent\tunknown\tidle\tMy own title\tLocal session\n"s});
+}
+
+TEST_F(ListProgramTest, AgentsSaysWhyThereIsNoList) {
+  find({"!"});
+  start({Command::agents, true, 10s});
+  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(complaints_, std::vector{"Local discovery unavailable: no table"s});
+  EXPECT_EQ(written(), std::vector{"{\"agents\":[],\"error\":\"Local discovery unavailable: no table\"}\n"s});
+}
+
+TEST_F(ListProgramTest, AgentsGivesUpWhenTheScanTakesTooLong) {
+  std::unique_lock hanging(mutex_);
+  start({Command::agents, false, 2500ms});
+  loop_.runFor(2500ms);
+  hanging.unlock();
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(complaints_, std::vector{"The first scan took longer than 2.5 seconds."s});
+}
+
+TEST_F(ListProgramTest, WatchPrintsChangesOnly) {
+  find({"A"});
+  start({Command::watch, false, 10s});
+  ASSERT_TRUE(loop_.waitUntil([&] { return written().size() == 1; }));
+  for (std::uint64_t scans = 2; scans < 5; ++scans) {
+    loop_.runFor(5012ms);
+    ASSERT_TRUE(waitForScans(scans));
+  }
+  find({});
+  loop_.runFor(5012ms);
+  ASSERT_TRUE(loop_.waitUntil([&] { return written().size() == 2; }));
+  EXPECT_EQ(written()[1], "\n");
+  find({"!"});
+  loop_.runFor(5012ms);
+  ASSERT_TRUE(loop_.waitUntil([&] { return complaints_.size() == 1; }));
+  EXPECT_FALSE(status_);
+
+  find({"B"});
+  {
+    std::lock_guard lock(mutex_);
+    broken_ = true;
+  }
+  loop_.runFor(5012ms);
+  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
+  EXPECT_EQ(status_, 0) << "nobody reads any more";
+}
+
+}  // namespace
+}  // namespace ostrel::console
