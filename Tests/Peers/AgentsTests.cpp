@@ -1,0 +1,178 @@
+// The main job on real input: what `ostrelctl` says of the real Claude Code and Codex while they start, work,
+// ask and end.
+#include <csignal>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "PeerWorld.h"
+
+namespace ostrel {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+std::string field(const Json& agent, std::string_view key) {
+  return json::string(agent, key).value_or("(none)");
+}
+
+// A running `ostrelctl watch --json`, read for what it says of the one agent of a folder.
+class Watching {
+ public:
+  Watching(const PeerWorld& world, fs::path folder)
+      : folder_(std::move(folder)), process_({world.ostrelctl(), "watch", "--json"}, world.variables()) {}
+
+  // Reads on until the agent's state and light are these ("gone" for no agent).
+  testing::AssertionResult shows(const std::string& wanted, std::chrono::milliseconds limit = 20s) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (std::chrono::steady_clock::now() < end) {
+      const auto line = process_.line(
+          std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()));
+      if (!line) break;
+      seen_ += now(*line) + "; ";
+      if (now(*line) == wanted) return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "wanted " << wanted << ", saw: " << seen_;
+  }
+
+ private:
+  std::string now(const std::string& line) const {
+    const auto list = json::parse(line);
+    if (!list || !json::member(*list, "agents")) return "(unreadable) " + line;
+    for (const Json& agent : (*list)["agents"]) {
+      if (field(agent, "context") == folder_.string())
+        return field(agent, "state") + " " + field(agent, "light");
+    }
+    return "gone";
+  }
+
+  fs::path folder_;
+  ChildProcess process_;
+  std::string seen_;
+};
+
+TEST(RealClaude, IsListedAndFollowedThroughItsStates) {
+  PeerWorld world;
+  const fs::path folder = world.project("proj-é");
+  Watching watch(world, folder);
+  EXPECT_TRUE(watch.shows("gone"));
+
+  Terminal terminal(world, folder, world.claude());
+  // "done": it fell quiet after `watch` started, and nobody has looked at it.
+  ASSERT_TRUE(watch.shows("idle done")) << terminal.screen();
+  auto agents = world.agentsIn(folder);
+  ASSERT_EQ(agents.size(), 1u);
+  EXPECT_EQ(field(agents[0], "provider"), "claude");
+  EXPECT_EQ(field(agents[0], "state"), "idle");
+  EXPECT_EQ(field(agents[0], "light"), "idle");
+  EXPECT_EQ(field(agents[0], "title"), "Claude · proj-é");
+  EXPECT_EQ(agents[0]["id"], "8:external" + std::to_string(agents[0]["pid"].get<int>()) +
+                                 field(agents[0], "id").substr(field(agents[0], "id").find(':', 2)));
+
+  terminal.submit("Please wait [hold]");
+  ASSERT_TRUE(watch.shows("working working")) << terminal.screen();
+  world.model().release();
+  ASSERT_TRUE(watch.shows("idle done")) << terminal.screen();
+
+  terminal.submit("Make the file [run touch made-by-claude]");
+  ASSERT_TRUE(watch.shows("blocked needsYou")) << terminal.screen();
+  agents = world.agentsIn(folder);
+  ASSERT_EQ(agents.size(), 1u);
+  EXPECT_EQ(field(agents[0], "state"), "blocked");
+  EXPECT_EQ(field(agents[0], "light"), "needsYou");
+  // The session goes by its id; the file that holds it is found, and the title comes from it.
+  EXPECT_EQ(field(agents[0]["transcript"], "kind"), "id");
+  const fs::path transcript = field(agents[0]["transcript"], "path");
+  EXPECT_EQ(transcript.stem(), field(agents[0]["transcript"], "reference"));
+  EXPECT_TRUE(fs::exists(transcript));
+  EXPECT_EQ(field(agents[0], "title"), "Talking to a stub");
+  EXPECT_FALSE(fs::exists(folder / "made-by-claude"));
+
+  terminal.key("Enter");  // "Yes"
+  ASSERT_TRUE(watch.shows("idle done")) << terminal.screen();
+  EXPECT_TRUE(fs::exists(folder / "made-by-claude"));
+
+  ::kill(agents[0]["pid"].get<pid_t>(), SIGTERM);
+  EXPECT_TRUE(watch.shows("gone"));
+  EXPECT_TRUE(world.agentsIn(folder).empty());
+}
+
+TEST(RealClaude, SessionsOfOneFolderAreToldApart) {
+  PeerWorld world;
+  const fs::path folder = world.project("shared");
+  Terminal first(world, folder, world.claude());
+  ASSERT_TRUE(eventually([&] { return world.agentsIn(folder).size() == 1; })) << first.screen();
+  const fs::path other = world.project("other");
+  // A second terminal, beginning elsewhere but working in the same folder.
+  Terminal second(world, other, {"sh", "-c", "cd '" + folder.string() + "' && exec claude"});
+  ASSERT_TRUE(eventually([&] {
+    const auto agents = world.agentsIn(folder);
+    return agents.size() == 2 && field(agents[0], "state") == "idle" && field(agents[1], "state") == "idle";
+  })) << second.screen();
+  second.submit("Make the file [run touch made-by-second]");
+  ASSERT_TRUE(eventually([&] {
+    const auto agents = world.agentsIn(folder);
+    return agents.size() == 2 &&
+           (field(agents[0], "state") == "blocked") != (field(agents[1], "state") == "blocked");
+  })) << second.screen();
+  const auto agents = world.agentsIn(folder);
+  EXPECT_NE(agents[0]["transcript"]["reference"], agents[1]["transcript"]["reference"]);
+}
+
+TEST(RealClaude, OneShotRunsAreNoAgents) {
+  PeerWorld world;
+  const fs::path folder = world.project("oneshot");
+  ChildProcess print({"sh", "-c", "cd '" + folder.string() + "' && exec claude -p 'Please wait [hold]'"},
+                     world.variables());
+  ASSERT_TRUE(eventually([&] { return !world.model().requests().empty(); }));
+  EXPECT_TRUE(world.agentsIn(folder).empty());  // no terminal: nobody to talk to
+  world.model().release();
+  EXPECT_EQ(print.finish().output, "Understood.\n");
+}
+
+TEST(RealCodex, IsListedOnceWithItsRollout) {
+  PeerWorld world;
+  const fs::path folder = world.project("codex-proj");
+  auto command = world.codex();
+  command.emplace_back("--no-daemon");
+  Watching watch(world, folder);
+  Terminal terminal(world, folder, command);
+  // Codex tells its state over its server only; from outside it is told by its growing rollout.
+  ASSERT_TRUE(watch.shows("unknown idle")) << terminal.screen();
+  auto agents = world.agentsIn(folder);
+  ASSERT_EQ(agents.size(), 1u);  // the launcher is not a second one
+  EXPECT_EQ(field(agents[0], "provider"), "codex");
+  EXPECT_EQ(field(agents[0], "title"), "Codex · codex-proj");
+  EXPECT_TRUE(agents[0]["transcript"].is_null());
+
+  ASSERT_TRUE(eventually([&] { return terminal.screen().find("stub-model") != std::string::npos; }))
+      << terminal.screen();
+  world.model().release();
+  terminal.submit("Hello there");
+  ASSERT_TRUE(watch.shows("unknown working")) << terminal.screen();
+  agents = world.agentsIn(folder);
+  ASSERT_EQ(agents.size(), 1u);
+  EXPECT_EQ(field(agents[0]["transcript"], "kind"), "path");
+  const fs::path transcript = field(agents[0]["transcript"], "path");
+  EXPECT_TRUE(transcript.string().starts_with((world.home() / ".codex/sessions/").string())) << transcript;
+  EXPECT_TRUE(fs::exists(transcript));
+  EXPECT_TRUE(watch.shows("unknown idle", 30s)) << terminal.screen();
+
+  ::kill(agents[0]["pid"].get<pid_t>(), SIGTERM);
+  EXPECT_TRUE(watch.shows("gone"));
+}
+
+TEST(RealCodex, ServersAreNoAgents) {
+  PeerWorld world;
+  const fs::path folder = world.project("server");
+  auto command = world.codex();
+  command.insert(command.end(), {"app-server", "--listen", "unix://"});
+  Terminal terminal(world, folder, command);
+  const fs::path socket = world.home() / ".codex/app-server-control/app-server-control.sock";
+  ASSERT_TRUE(eventually([&] { return fs::exists(socket); })) << terminal.screen();
+  EXPECT_TRUE(world.agentsIn(folder).empty());
+}
+
+}  // namespace
+}  // namespace ostrel
