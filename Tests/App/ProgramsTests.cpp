@@ -133,7 +133,7 @@ TEST(DesktopProgramTest, TheLaterOfTwoCopiesStays) {
   if (runCommand(command, variables).status != 0) GTEST_SKIP() << "namespaces are not allowed here";
   command = alone;
   command.emplace_back(R"(
-    listens() { until ls -l /proc/$1/fd | grep -q signalfd; do sleep 0.02; done; }
+    listens() { until ls -l /proc/$1/fd 2>/dev/null | grep -q signalfd; do sleep 0.02; done; }
     "$0" & first=$!
     listens $first
     "$0" & second=$!
