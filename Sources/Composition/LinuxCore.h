@@ -17,6 +17,8 @@
 #include "Platform/Linux/NativeProcesses.h"
 #include "Platform/Linux/PidfdExits.h"
 #include "Platform/Linux/PreferenceFiles.h"
+#include "Platform/Linux/SpawnedServers.h"
+#include "Platform/OverlayPreferences.h"
 #include "Runtime/Background.h"
 #include "Runtime/EpollLoop.h"
 
@@ -24,11 +26,14 @@ namespace ostrel {
 
 class LinuxCore {
  public:
+  // A face that only looks changes no setting of the person's: what the client notes stays in memory.
+  enum class Settings { kept, untouched };
+
   // `complain` gets the one-line reports that can't be shown elsewhere, such as a preference file that was
   // set aside; `announce` the line of the discovery self-check, where the arguments ask for it. Throws
   // `Failure` when the kernel lacks descriptors for a main loop.
   LinuxCore(Environment environment, std::function<void(std::string_view)> complain,
-            std::function<void(std::string_view)> announce);
+            std::function<void(std::string_view)> announce, Settings settings = Settings::kept);
   LinuxCore(const LinuxCore&) = delete;
   LinuxCore& operator=(const LinuxCore&) = delete;
 
@@ -56,6 +61,8 @@ class LinuxCore {
   BackgroundPool pool_;
   PidfdExits exits_;
   InotifyWatcher files_;
+  SpawnedServers servers_;
+  OverlayPreferences untouched_;
   HerdrClient client_;
 };
 

@@ -9,9 +9,10 @@ namespace ostrel::console {
 namespace {
 
 constexpr Duration kForever = std::chrono::hours(24 * 365);
+constexpr Duration kShowInterval = std::chrono::milliseconds(50);
 
 // Looks at files: background work.
-std::string render(AgentList list, const Options& options, bool columns, AgentTranscript& transcripts) {
+std::string render(Listing list, const Options& options, bool columns, AgentTranscript& transcripts) {
   if (!options.json) {
     // `watch` ends each list with an empty line.
     return asText(list, columns) + (options.command == Options::Command::watch ? "\n" : "");
@@ -32,29 +33,53 @@ std::string render(AgentList list, const Options& options, bool columns, AgentTr
 }  // namespace
 
 ListProgram::ListProgram(Parts parts, Options options, Output output)
-    : parts_(parts), options_(options), output_(std::move(output)), tasks_(parts.loop) {}
+    : parts_(parts),
+      options_(options),
+      output_(std::move(output)),
+      shows_(parts.loop, kShowInterval, [this] { changed_.raise(); }),
+      tasks_(parts.loop) {}
 
 void ListProgram::start() {
-  scans_ = parts_.client.local().scans().observe([this] { changed_.raise(); });
+  HerdrClient& client = parts_.client;
+  // A light depends on the time too, so every scan is a reason to look.
+  scans_ = client.local().scans().observe([this] { shows_.request(); });
+  changes_ = client.changes().observe([this] { shows_.request(); });
   if (options_.command == Options::Command::agents) {
     deadline_ = parts_.loop.after(options_.wait, [this] {
       const std::chrono::duration<double> seconds = options_.wait;
+      if (*parts_.client.local().scans() > 0) {
+        output_.complain(fmt::format("Herdr took longer than {:g} seconds.", seconds.count()));
+        late_ = true;
+        changed_.raise();
+        return;
+      }
       output_.complain(fmt::format("The first scan took longer than {:g} seconds.", seconds.count()));
       finish(1);
     });
   }
   tasks_.start(run());
-  parts_.client.startDiscovery();
+  client.startDiscovery();
+  client.link().readSettings();
+  const bool left = parts_.preferences.object("herdrReconnect") == Json(false);
+  if (!left && client.link().resolveExecutable()) client.connect();
+}
+
+// Whether every source has told what it knows.
+bool ListProgram::ready() {
+  return *parts_.client.local().scans() > 0 && (late_ || !*parts_.client.link().connecting());
 }
 
 Task<void> ListProgram::run() {
   const bool once = options_.command == Options::Command::agents;
   std::optional<std::string> shown;
   std::optional<std::string> shownError;
+  std::optional<std::string> shownHerdrError;
   for (;;) {
     co_await changed_.waitFor(kForever);
-    AgentList list = current();
+    if (!ready()) continue;
+    Listing list = current();
     const std::optional<std::string> error = list.error;
+    const std::optional<std::string> herdrError = list.herdrError;
     // By value: the job may outlive this program's objects.
     std::string text =
         co_await parts_.pool.run([list = std::move(list), options = options_, columns = output_.columns,
@@ -72,6 +97,8 @@ Task<void> ListProgram::run() {
     }
     if (error != shownError && error) output_.complain(*error);
     shownError = error;
+    if (herdrError != shownHerdrError && herdrError) output_.complain(*herdrError);
+    shownHerdrError = herdrError;
     if (once) {
       finish(error ? 1 : 0);
       co_return;
@@ -79,14 +106,19 @@ Task<void> ListProgram::run() {
   }
 }
 
-AgentList ListProgram::current() {
-  const std::vector<HerdrAgent>& agents = parts_.client.inventory().primary;
+Listing ListProgram::current() {
+  const AgentList agents = parts_.client.inventory().primary;
   parts_.client.observeStates(agents);
-  AgentList list;
+  Listing list;
   for (const HerdrAgent& agent : agents) {
     list.agents.push_back({agent, agent.displayTitle(parts_.preferences), parts_.client.light(agent), {}});
   }
   list.error = *parts_.client.local().error();
+  HerdrLink& link = parts_.client.link();
+  if (*link.active() || *link.error()) {
+    list.herdr = link.status();
+    list.herdrError = *link.error();
+  }
   return list;
 }
 

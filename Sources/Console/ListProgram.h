@@ -1,5 +1,5 @@
-// The program behind `ostrelctl agents` and `ostrelctl watch`: waits for scans and prints the list when it
-// changed. Main thread; looking up transcripts and writing happen in the background, since a reader may be
+// The program behind `ostrelctl agents` and `ostrelctl watch`: waits for its sources and prints the list when
+// it changed. Main thread; looking up transcripts and writing happen in the background, since a reader may be
 // slow.
 #pragma once
 
@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "AgentList.h"
 #include "Client/HerdrClient.h"
 #include "Conversations/AgentTranscript.h"
+#include "Listing.h"
 #include "Options.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Background.h"
@@ -37,20 +37,25 @@ class ListProgram {
   };
   ListProgram(Parts parts, Options options, Output output);
 
-  // Starts discovery and prints what `options` asks for.
+  // Starts discovery, joins Herdr where it is installed and the person has not left it, and prints what
+  // `options` asks for.
   void start();
 
  private:
   Task<void> run();
-  AgentList current();
+  Listing current();
+  bool ready();
   void finish(int status);
 
   Parts parts_;
   Options options_;
   Output output_;
   WakeFlag changed_;
+  Throttle shows_;
   Subscription scans_;
+  Subscription changes_;
   Timer deadline_;
+  bool late_ = false;  // Herdr has used up the time for a first list
   bool over_ = false;
   TaskScope tasks_;
 };

@@ -40,11 +40,10 @@ void run(const Environment& environment) {
   NativeSignals otherProcesses;
   OtherCopies copies(core.processes(), otherProcesses, core.loop(), ::getpid());
   TaskScope tasks(core.loop());
-  // Discovery ends with the core; there is nothing yet that must be stopped before.
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.startDiscovery = [&] { core.client().startDiscovery(); },
+                          {.startDiscovery = [&] { core.client().restoreConnection(); },
                            .checkDiscovery = [&] { tasks.start(checkDiscovery(core)); },
-                           .stopDiscovery = [] {}});
+                           .stopDiscovery = [&] { core.client().disconnect(false); }});
 
   const Watch asked = signals.watch(core.loop(), [&] { core.loop().stop(); });
   if (program.launch()) core.loop().run();

@@ -47,11 +47,11 @@ TEST(AgentLights, FollowTheStateAndWhatWasSeen) {
 TEST(AgentLights, AChangeThatWasObservedStandsInForTheSourcesDate) {
   AgentLights lights(kLaunch);
   const HerdrAgent done = agentIn("done");
-  lights.observeStates({done}, kLaunch + 1s);
+  lights.observeStates(AgentList({done}), kLaunch + 1s);
   EXPECT_EQ(lights.light(done, kLaunch + 1s), AgentLight::idle) << "was done before the start";
-  lights.observeStates({agentIn("working")}, kLaunch + 2s);
-  lights.observeStates({done}, kLaunch + 3s);
-  lights.observeStates({done}, kLaunch + 9s);  // no change, no new date
+  lights.observeStates(AgentList({agentIn("working")}), kLaunch + 2s);
+  lights.observeStates(AgentList({done}), kLaunch + 3s);
+  lights.observeStates(AgentList({done}), kLaunch + 9s);  // no change, no new date
   EXPECT_EQ(lights.light(done, kLaunch + 9s), AgentLight::done);
   lights.markSeen(done.id(), kLaunch + 5s);
   EXPECT_EQ(lights.light(done, kLaunch + 9s), AgentLight::idle);

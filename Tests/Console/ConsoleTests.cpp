@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Console/AgentList.h"
+#include "Console/Listing.h"
 #include "Console/Options.h"
 #include "Runtime/Json.h"
 #include "Runtime/Text.h"
@@ -50,9 +50,9 @@ ShownAgent shownAgent() {
   return shown;
 }
 
-TEST(AgentList, OneLineIsAlwaysOneAgent) {
-  AgentList list{{shownAgent(), shownAgent()}, {}};
-  EXPECT_EQ(asText({{shownAgent()}, {}}, false),
+TEST(Listing, OneLineIsAlwaysOneAgent) {
+  Listing list{{shownAgent(), shownAgent()}, {}, {}, {}};
+  EXPECT_EQ(asText({{shownAgent()}, {}, {}, {}}, false),
             "8:external42:Sun Nov 22 21:51:10 2026\tclaude\tidle\tdone\tFix é\t/home/me/a\\tb\\n\n");
   list.agents[1].title = "x";
   const std::string table = asText(list, true);
@@ -66,15 +66,15 @@ TEST(AgentList, OneLineIsAlwaysOneAgent) {
   EXPECT_EQ(asText({}, false), "");
 }
 
-TEST(AgentList, JsonHasEveryFieldOfEveryAgent) {
-  AgentList list{{shownAgent()}, {}};
+TEST(Listing, JsonHasEveryFieldOfEveryAgent) {
+  Listing list{{shownAgent()}, {}, {}, {}};
   const std::string line = asJson(list);
   EXPECT_EQ(line.find('\n'), line.size() - 1);
   const Json agent = (*json::parse(line))["agents"][0];
   EXPECT_EQ(agent,
             *json::parse(R"({"id":"8:external42:Sun Nov 22 21:51:10 2026","provider":"claude","state":"idle",
     "light":"done","title":"Fix é","context":"/home/me/a\tb\n","project":"a\tb\n","host":"kitty","pid":42,"tty":"pts/3",
-    "since":"2023-11-14T22:13:20.250Z","transcript":{"kind":"id","reference":"0f8fad5b-d9cb-469f-a165-70867728950e",
+    "since":"2023-11-14T22:13:20.250Z","pane":null,"transcript":{"kind":"id","reference":"0f8fad5b-d9cb-469f-a165-70867728950e",
     "path":null}})"));
   list.agents[0].agent.externalProcess->tty = "??";
   list.agents[0].agent.transcriptReference.reset();

@@ -18,6 +18,12 @@ class NoExits final : public ProcessExits {
 class NoFiles final : public FileWatcher {
   Registration watchFolder(const std::filesystem::path&, Changed) override { return {}; }
 };
+class NoServers final : public ServerLauncher {
+  std::unique_ptr<LaunchedServer> launch(const std::string&, const std::vector<std::string>&,
+                                         const std::map<std::string, std::string>&) override {
+    return nullptr;
+  }
+};
 class NoPreferences final : public Preferences {
  public:
   std::optional<Json> object(std::string_view key) const override {
@@ -81,8 +87,13 @@ class ListProgramTest : public testing::Test {
   BackgroundPool pool_;
   NoExits exits_;
   NoFiles files_;
+  NoServers servers_;
   HerdrClient client_{
-      {loop_, pool_, exits_, files_}, [this](std::stop_token) { return scan(); }, "/sessions"};
+      {loop_, pool_, exits_, files_, preferences_, servers_},
+      {.scanExternal = [this](std::stop_token) { return scan(); },
+       .claudeSessions = "/sessions",
+       .herdr = {.run = {}, .events = {}, .find = [] { return std::nullopt; }, .isExecutable = {}},
+       .toolEnvironment = {}}};
   std::optional<ListProgram> program_;
 };
 

@@ -306,48 +306,5 @@ TEST(ProcessTableText, StatusWordsBecomeStates) {
   for (const auto& [status, state] : cases) EXPECT_EQ(ExternalAgents::claudeState(status), state) << status;
 }
 
-HerdrAgent record(std::string session, std::string pane, std::optional<std::string> reference,
-                  bool owned = false) {
-  HerdrAgent agent;
-  agent.session = std::move(session);
-  agent.paneID = std::move(pane);
-  agent.provider = "Claude";
-  agent.transcriptReference = std::move(reference);
-  agent.herdrOwned = owned;
-  return agent;
-}
-
-TEST(Merge, KeepsOneRecordOfAConversation) {
-  const auto path = [](std::string id) { return "/h/" + id + ".jsonl"; };
-  const std::string first = kFirst;
-  const std::string second = kSecond;
-  const HerdrAgent pane = record("default", "p2", first);
-  const auto merged = [&](std::vector<HerdrAgent> managed, std::vector<HerdrAgent> external,
-                          std::map<std::string, std::string> references = {}) {
-    std::string panes;
-    for (const auto& agent : ExternalAgents::merge(std::move(managed), std::move(external), references))
-      panes += agent.paneID + " ";
-    return panes;
-  };
-  // Managed beats external; between managed ones the lower id, whatever the order given.
-  EXPECT_EQ(merged({record("default", "p9", path(first)), pane}, {record("external", "1", path(first))}),
-            "p2 ");
-  // Outside Herdr beats inside; a process in Herdr without a conversation is its pane's.
-  EXPECT_EQ(merged({}, {record("external", "1", second, true), record("external", "2", path(second)),
-                        record("external", "3", std::nullopt, true), record("external", "4", std::nullopt)}),
-            "2 4 ");
-  // A known reference counts before the record's own; other providers' conversations are others.
-  HerdrAgent codex = record("external", "5", first);
-  codex.provider = "codex";
-  EXPECT_EQ(merged({pane}, {codex, record("external", "6", second)},
-                   {{record("external", "6", {}).id(), path(first)}}),
-            "p2 5 ");
-  // Repeated ids: the first stays. Sorted by id, the session's length in front.
-  HerdrAgent again = record("default", "p2", std::nullopt);
-  EXPECT_EQ(merged({pane, again, record("a", "z", std::nullopt)},
-                   {record("external", "1", {}), record("external", "1", {})}),
-            "z p2 1 ");
-}
-
 }  // namespace
 }  // namespace ostrel

@@ -21,10 +21,11 @@ AgentLight AgentLights::light(const HerdrAgent& agent, WallTime now) const {
                                                                          : AgentLight::idle;
 }
 
-void AgentLights::observeStates(const std::vector<HerdrAgent>& agents, WallTime now) {
-  for (const HerdrAgent& agent : agents) {
-    const auto [entry, fresh] = stateChanges_.try_emplace(agent.id(), Change{agent.state, kDistantPast});
-    if (!fresh && entry->second.state != agent.state) entry->second = {agent.state, now};
+void AgentLights::observeStates(const AgentList& agents, WallTime now) {
+  for (const auto& listed : agents.entries()) {
+    const std::string& state = listed->agent.state;
+    const auto [entry, fresh] = stateChanges_.try_emplace(listed->id, Change{state, kDistantPast});
+    if (!fresh && entry->second.state != state) entry->second = {state, now};
   }
 }
 

@@ -7,9 +7,8 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "Agents/HerdrAgent.h"
+#include "Agents/AgentList.h"
 #include "Runtime/MainLoop.h"
 
 namespace ostrel {
@@ -25,7 +24,7 @@ class AgentLights {
 
   // Notes the state of each agent and the time of a change. An agent observed for the first time counts as
   // changed long ago, so that a start does not light up every agent that had finished before.
-  void observeStates(const std::vector<HerdrAgent>& agents, WallTime now);
+  void observeStates(const AgentList& agents, WallTime now);
 
   // The person has looked at the agent.
   void markSeen(std::string_view id, WallTime now);

@@ -2,38 +2,128 @@
 
 #include <utility>
 
-#include "Discovery/ExternalAgents.h"
+#include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 
 namespace ostrel {
 
-HerdrClient::HerdrClient(Ports ports, LocalDiscovery::Scan scanExternal, std::filesystem::path claudeSessions)
+HerdrClient::HerdrClient(Ports ports, Sources sources)
     : loop_(ports.loop),
+      preferences_(ports.preferences),
+      fixture_(sources.fixture),
       lights_(ports.loop.wallNow()),
-      local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(scanExternal),
-             std::move(claudeSessions)) {
-  localChanges_ = local_.agents().observe([this] { inventoryCache_.reset(); });
+      local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(sources.scanExternal),
+             std::move(sources.claudeSessions)),
+      link_(ports.loop, ports.pool, ports.preferences, sources.herdr),
+      integrations_(ports.loop, ports.pool,
+                    {sources.herdr.run, [this] { return link_.resolveExecutable(); }}),
+      managed_(ports.pool, ports.preferences,
+               {.run = sources.herdr.run,
+                .executable = [this] { return link_.resolveExecutable(); },
+                .chosenSession = [this] { return std::string(text::trim(*link_.sessionName())); },
+                .connecting = [this] { return *link_.connecting(); },
+                .environment = std::move(sources.toolEnvironment),
+                .launcher = ports.servers,
+                .fixture = sources.fixture}),
+      inventory_(ports.preferences),
+      selection_({[this]() -> const Inventory& { return inventory(); }, link_.agents(), codexAgents_,
+                  ports.preferences},
+                 {.selected =
+                      [this](const HerdrAgent& agent, bool seen) {
+                        if (seen) markSeen(agent.id());
+                      },
+                  .cleared = {},
+                  .refreshed = {}}),
+      tasks_(ports.loop) {
+  using Source = AgentInventory::Source;
+  merge(Source::herdr, link_.agents());
+  merge(Source::external, local_.agents());
+  merge(Source::codex, codexAgents_);
+  merge(Source::remote, remoteAgents_);
+  tell(local_.error());
+  tell(link_.active());
+  tell(link_.connecting());
+  tell(link_.connected());
+  tell(link_.error());
+  tell(link_.sessionCount());
+  tell(link_.inventoryComplete());
+  tell(integrations_.integrations());
+  tell(integrations_.busy());
+  tell(integrations_.message());
+  tell(managed_.starting());
+  tell(connectedMachines_);
+  tell(selection_.selectedID());
+  subscriptions_.push_back(local_.scans().observe([this] { selection_.reconcile(); }));
+  subscriptions_.push_back(link_.steps().observe([this] { selection_.herdrChanged(); }));
+  for (auto* const list : {&codexAgents_, &remoteAgents_})
+    subscriptions_.push_back(list->observe([this] { selection_.reconcile(); }));
+  link_.onConnect = [this] { integrations_.check(); };
+}
+
+void HerdrClient::merge(AgentInventory::Source source, Published<std::vector<HerdrAgent>>& agents) {
+  subscriptions_.push_back(agents.observe([this, source, &agents] {
+    inventory_.changed(source, *agents);
+    changes_.notify();
+  }));
+}
+
+void HerdrClient::restoreConnection() {
+  if (fixture_) return;
+  startDiscovery();
+  link_.readSettings();
+  if (!preferences_.boolean("herdrReconnect")) return;
+  if (preferences_.boolean("herdrManagedServer")) {
+    connectManaged();
+  } else {
+    connect();
+  }
 }
 
 void HerdrClient::startDiscovery() { local_.start(); }
 
-const Inventory& HerdrClient::inventory() {
-  if (!inventoryCache_) {
-    Inventory merged;
-    merged.all = ExternalAgents::merge({}, *local_.agents(), {});
-    for (const HerdrAgent& agent : merged.all) {
-      (agent.isCodexLive() ? merged.loadedCodex : merged.primary).push_back(agent);
-    }
-    inventoryCache_ = std::move(merged);
+void HerdrClient::connect() {
+  selection_.clear();
+  link_.connect();
+}
+
+void HerdrClient::connectManaged() {
+  if (!*managed_.starting()) tasks_.start(ensureAndConnect());
+}
+
+Task<void> HerdrClient::ensureAndConnect() {
+  try {
+    co_await managed_.ensureSession();
+    connect();
+  } catch (const Failure& failure) {
+    link_.error().set(failure.message());
   }
-  return *inventoryCache_;
+}
+
+void HerdrClient::disconnect(bool forget) {
+  selection_.clear();
+  link_.disconnect(forget);
 }
 
 AgentLight HerdrClient::light(const HerdrAgent& agent) const { return lights_.light(agent, loop_.wallNow()); }
 
-void HerdrClient::observeStates(const std::vector<HerdrAgent>& agents) {
-  lights_.observeStates(agents, loop_.wallNow());
+void HerdrClient::observeStates(const AgentList& agents) { lights_.observeStates(agents, loop_.wallNow()); }
+
+void HerdrClient::markSeen(std::string_view id) {
+  lights_.markSeen(id, loop_.wallNow());
+  changes_.notify();
 }
 
-void HerdrClient::markSeen(std::string_view id) { lights_.markSeen(id, loop_.wallNow()); }
+void HerdrClient::preferencesChanged() {
+  inventory_.preferencesChanged();
+  changes_.notify();
+}
+
+std::vector<HerdrAgent> HerdrClient::managedAgents() const {
+  std::vector<HerdrAgent> all = *link_.agents();
+  all.insert(all.end(), remoteAgents_->begin(), remoteAgents_->end());
+  return all;
+}
+
+bool HerdrClient::hasManagedConnection() const { return *link_.connected() || !connectedMachines_->empty(); }
 
 }  // namespace ostrel

@@ -3,23 +3,24 @@
 // together.
 #pragma once
 
-#include <optional>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
 #include <vector>
 
-#include "Agents/HerdrAgent.h"
+#include "Agents/AgentList.h"
+#include "Client/AgentInventory.h"
 #include "Client/AgentLights.h"
+#include "Client/AgentSelection.h"
+#include "Client/HerdrLink.h"
+#include "Client/IntegrationSetup.h"
 #include "Client/LocalDiscovery.h"
+#include "Client/ManagedServer.h"
 #include "Runtime/Published.h"
 
 namespace ostrel {
-
-// The merged list, by use. `primary` and `loadedCodex` partition `all`, order kept.
-struct Inventory {
-  std::vector<HerdrAgent> all;
-  std::vector<HerdrAgent> primary;      // what the interface shows as agents
-  std::vector<HerdrAgent> loadedCodex;  // Codex threads that are loaded and linked to no agent
-  bool operator==(const Inventory&) const = default;
-};
 
 class HerdrClient {
  public:
@@ -28,31 +29,83 @@ class HerdrClient {
     BackgroundPool& pool;
     ProcessExits& exits;
     FileWatcher& files;
+    Preferences& preferences;
+    ServerLauncher& servers;
   };
-  // `scanExternal` finds the agents outside Herdr; replaceable, so that the logic runs against prepared
-  // input.
-  HerdrClient(Ports ports, LocalDiscovery::Scan scanExternal, std::filesystem::path claudeSessions);
+  struct Sources {
+    // Finds the agents outside Herdr; replaceable, so that the logic runs against prepared input.
+    LocalDiscovery::Scan scanExternal;
+    std::filesystem::path claudeSessions;
+    HerdrLink::Doors herdr;
+    std::map<std::string, std::string> toolEnvironment;  // for programs that are started to stay
+    bool fixture = false;                                // a run that leaves the person's agents alone
+  };
+  HerdrClient(Ports ports, Sources sources);
 
-  // Starts every source; does nothing when started before.
+  // At launch: starts every source, and the link with Herdr where it was wanted last. Nothing in a fixture
+  // run.
+  void restoreConnection();
+  // Starts the sources that need no wish; does nothing when started before.
   void startDiscovery();
 
-  // The merged list, sorted by id. Merged when first asked for after a source changed.
-  const Inventory& inventory();
+  // Attaches to the Herdr sessions that run. The selection is dropped.
+  void connect();
+  // Makes sure of a session first, by a server of the product's own if need be.
+  void connectManaged();
+  // `forget`: not at the next launch either.
+  void disconnect(bool forget);
+
+  const Inventory& inventory() { return inventory_.merged(); }
 
   AgentLight light(const HerdrAgent& agent) const;
   // To be called with what was shown whenever the inventory changed, before lights are computed.
-  void observeStates(const std::vector<HerdrAgent>& agents);
+  void observeStates(const AgentList& agents);
   // The person has looked at the agent.
   void markSeen(std::string_view id);
+  // A manual link or a title was set or removed in the preferences.
+  void preferencesChanged();
+
+  // All of Herdr's agents, of this machine and of saved ones.
+  std::vector<HerdrAgent> managedAgents() const;
+  bool hasManagedConnection() const;
 
   LocalDiscovery& local() { return local_; }
+  HerdrLink& link() { return link_; }
+  IntegrationSetup& integrations() { return integrations_; }
+  ManagedServer& managedServer() { return managed_; }
+  AgentSelection& selection() { return selection_; }
+  // Loaded Codex threads and agents of saved machines, for those who list them.
+  Published<std::vector<HerdrAgent>>& codexAgents() { return codexAgents_; }
+  Published<std::vector<HerdrAgent>>& remoteAgents() { return remoteAgents_; }
+  Published<std::set<std::string>>& connectedMachines() { return connectedMachines_; }  // ids
+
+  // Something that a view may show has changed. Views go through a `Throttle`.
+  ChangeSignal& changes() { return changes_; }
 
  private:
+  template <class T>
+  void tell(Published<T>& value) {
+    subscriptions_.push_back(value.observe([this] { changes_.notify(); }));
+  }
+  void merge(AgentInventory::Source source, Published<std::vector<HerdrAgent>>& agents);
+  Task<void> ensureAndConnect();
+
   MainLoop& loop_;
+  Preferences& preferences_;
+  const bool fixture_;
+  ChangeSignal changes_;
   AgentLights lights_;
   LocalDiscovery local_;
-  std::optional<Inventory> inventoryCache_;
-  Subscription localChanges_;
+  HerdrLink link_;
+  IntegrationSetup integrations_;
+  ManagedServer managed_;
+  Published<std::vector<HerdrAgent>> codexAgents_;
+  Published<std::vector<HerdrAgent>> remoteAgents_;
+  Published<std::set<std::string>> connectedMachines_;
+  AgentInventory inventory_;
+  AgentSelection selection_;
+  std::vector<Subscription> subscriptions_;
+  TaskScope tasks_;
 };
 
 }  // namespace ostrel

@@ -55,10 +55,15 @@ HerdrLink::HerdrLink(MainLoop& loop, BackgroundPool& pool, Preferences& preferen
       preferences_(preferences),
       doors_(std::move(doors)),
       streamPool_(kMostStreams),
-      executablePath_(preferences.string("herdrExecutable").value_or("")),
-      sessionName_(preferences.string("herdrSessionOverride").value_or("")),
       heartbeat_(loop),
-      polling_(loop) {}
+      polling_(loop) {
+  readSettings();
+}
+
+void HerdrLink::readSettings() {
+  executablePath_.set(preferences_.string("herdrExecutable").value_or(""));
+  sessionName_.set(preferences_.string("herdrSessionOverride").value_or(""));
+}
 
 std::optional<std::filesystem::path> HerdrLink::resolveExecutable() const {
   if (executablePath_->empty()) return doors_.find();

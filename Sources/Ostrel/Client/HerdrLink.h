@@ -44,12 +44,13 @@ class HerdrLink {
     std::function<bool(const std::filesystem::path&)> isExecutable;
   };
 
-  // `pool` runs the commands. Settings start from the preferences "herdrExecutable" and
-  // "herdrSessionOverride".
+  // `pool` runs the commands. The settings are the preferences "herdrExecutable" and "herdrSessionOverride".
   HerdrLink(MainLoop& loop, BackgroundPool& pool, Preferences& preferences, Doors doors);
   HerdrLink(const HerdrLink&) = delete;
   HerdrLink& operator=(const HerdrLink&) = delete;
 
+  // Takes the settings anew from the preferences, as they stand after a migration.
+  void readSettings();
   // Attaches to whatever sessions run, tearing down an earlier link first.
   void connect();
   // Ends the link. `forget` also drops the wish to reconnect at the next launch.
@@ -69,10 +70,12 @@ class HerdrLink {
   Published<bool>& active() { return active_; }                         // a link is wanted and its tasks run
   Published<bool>& connecting() { return connecting_; }                 // no step has finished yet
   Published<bool>& connected() { return connected_; }                   // a session answered in the last step
+  const Published<bool>& connected() const { return connected_; }
   Published<std::optional<std::string>>& error() { return error_; }
   Published<int>& sessionCount() { return sessionCount_; }             // sessions that answered
   Published<bool>& inventoryComplete() { return inventoryComplete_; }  // all running sessions answered
   Published<std::vector<HerdrAgent>>& agents() { return agents_; }
+  const Published<std::vector<HerdrAgent>>& agents() const { return agents_; }
   // Changes after each finished step, successful or not.
   Published<std::uint64_t>& steps() { return steps_; }
 

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <set>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <fmt/ranges.h>
 
+#include "Runtime/Files.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -26,11 +25,6 @@ constexpr std::string_view kRemovedForSubscription[] = {
     "CLAUDE_CODE_USE_FOUNDRY",
     "CLAUDECODE",
 };
-
-bool isExecutableFile(const std::string& path) {
-  struct stat info;
-  return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(path.c_str(), X_OK) == 0;
-}
 
 }  // namespace
 
@@ -52,7 +46,7 @@ std::optional<std::filesystem::path> CommandLineTools::find(std::string_view nam
   for (const std::string& folder : places) {
     if (!folder.starts_with('/') || !seen.insert(folder).second) continue;
     std::string path = folder + "/" + std::string(name);
-    if (isExecutableFile(path)) return path;
+    if (files::isExecutable(path)) return path;
   }
   return std::nullopt;
 }

@@ -54,16 +54,6 @@ bool anyAncestor(const ExternalProcess& process, Find find, Visit visit) {
   return false;
 }
 
-// "<provider>:<conversation>", where the agent's conversation is known.
-std::optional<std::string> conversationKey(const HerdrAgent& agent, const std::string& id,
-                                           const std::map<std::string, std::string>& references) {
-  const auto known = references.find(id);
-  const auto& reference = known == references.end() ? agent.transcriptReference : known->second;
-  const auto conversation = reference ? conversationID(*reference) : std::nullopt;
-  if (!conversation) return std::nullopt;
-  return text::lowercase(agent.provider) + ":" + *conversation;
-}
-
 }  // namespace
 
 ExternalAgents::ExternalAgents(Sources sources)
@@ -187,51 +177,6 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
   agent.transcriptReference = std::move(session->id);
   agent.since = session->since;
   agent.state = std::move(session->state);
-}
-
-std::vector<HerdrAgent> ExternalAgents::merge(std::vector<HerdrAgent> managed,
-                                              std::vector<HerdrAgent> external,
-                                              const std::map<std::string, std::string>& references) {
-  // Records are large: what is sorted are their ids, and of equal ones the first stays the first.
-  struct Named {
-    std::string id;
-    std::size_t order;
-    HerdrAgent* agent;
-    auto byId() const { return std::tie(id, order); }
-    auto outsideFirst() const { return std::tie(agent->herdrOwned, id, order); }
-  };
-  const auto named = [](std::vector<HerdrAgent>& agents, std::size_t order) {
-    std::vector<Named> list;
-    list.reserve(agents.size());
-    for (HerdrAgent& agent : agents) list.push_back({agent.id(), order++, &agent});
-    return list;
-  };
-  std::vector<Named> inside = named(managed, 0);
-  std::vector<Named> outside = named(external, managed.size());
-  std::ranges::sort(inside, {}, &Named::byId);
-  std::ranges::sort(outside, {}, &Named::outsideFirst);
-
-  std::vector<Named> kept;
-  kept.reserve(inside.size() + outside.size());
-  std::unordered_set<std::string> keys;
-  for (Named& each : inside) {
-    auto key = conversationKey(*each.agent, each.id, references);
-    if (!key || keys.insert(std::move(*key)).second) kept.push_back(std::move(each));
-  }
-  std::unordered_set<std::string> seen;
-  for (Named& each : outside) {
-    if (!seen.insert(each.id).second) continue;
-    auto key = conversationKey(*each.agent, each.id, references);
-    // A process under Herdr without a conversation of its own is shown by its pane already.
-    if (key ? keys.insert(std::move(*key)).second : !each.agent->herdrOwned) kept.push_back(std::move(each));
-  }
-  std::ranges::sort(kept, {}, &Named::byId);
-  const auto repeated = std::ranges::unique(kept, {}, &Named::id);
-  kept.erase(repeated.begin(), repeated.end());
-  std::vector<HerdrAgent> merged;
-  merged.reserve(kept.size());
-  for (const Named& each : kept) merged.push_back(std::move(*each.agent));
-  return merged;
 }
 
 }  // namespace ostrel

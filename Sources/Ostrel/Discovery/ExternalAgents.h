@@ -61,12 +61,6 @@ class ExternalAgents {
   // Claude Code's status word (in lower case) as a state, by substring.
   static std::string claudeState(std::string_view status);
 
-  // One list without repeats: of two records of one conversation a managed one beats an external one, and of
-  // two external ones that outside Herdr wins. `references` maps an agent's id to a known transcript
-  // reference. Sorted by id.
-  static std::vector<HerdrAgent> merge(std::vector<HerdrAgent> managed, std::vector<HerdrAgent> external,
-                                       const std::map<std::string, std::string>& references);
-
  private:
   using Hosts = std::map<std::int64_t, std::optional<std::string>>;
 

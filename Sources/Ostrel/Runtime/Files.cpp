@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include <fmt/format.h>
@@ -33,6 +34,11 @@ int writeAll(int fd, std::string_view bytes) {
 }
 
 }  // namespace
+
+bool isExecutable(const fs::path& path) {
+  struct stat info{};
+  return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
 
 std::optional<Status> status(const fs::path& path) {
   struct stat info;

@@ -24,6 +24,9 @@ struct Status {
 // Follows symbolic links; nothing when the file can't be looked at.
 std::optional<Status> status(const std::filesystem::path& path);
 
+// A regular file that this user may execute.
+bool isExecutable(const std::filesystem::path& path);
+
 // The whole file, at most `limit` bytes; otherwise the error number (EFBIG when it is longer).
 std::expected<std::string, int> read(const std::filesystem::path& path, std::size_t limit = 64u << 20);
 

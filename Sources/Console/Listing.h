@@ -17,21 +17,26 @@ struct ShownAgent {
   std::optional<std::string> transcript;  // the conversation's file, where there is one
 };
 
-struct AgentList {
+struct Listing {
   std::vector<ShownAgent> agents;
   std::optional<std::string> error;  // why the list may lack agents
+  // The link with Herdr in one line and what is wrong with it; nothing while it is off.
+  std::optional<std::string> herdr;
+  std::optional<std::string> herdrError;
 };
 
 // One agent a line, ending in a newline each: id, provider, state, light, title, context. `columns` lines the
 // fields up with a heading for a terminal; otherwise a tab stands between them. Control characters are shown
 // as escapes, so a line is always one agent. No agents give "No agents running" in columns, and nothing
 // otherwise.
-std::string asText(const AgentList& list, bool columns);
+std::string asText(const Listing& list, bool columns);
 
-// One line: {"agents":[{...}]}, with "error" where there is one. Every agent has "id", "provider", "state",
+// One line: {"agents":[{...}]}, with "error" where there is one and "herdr": {"status","error"} ("error" null
+// where all is well) while there is a link. Every agent has "id", "provider", "state",
 // "light", "title", "context", "project", "host" (null where unknown), "pid", "tty" (null for agents without
-// a process), "since" (RFC 3339 in UTC, null where unknown) and "transcript": null or
+// a process), "since" (RFC 3339 in UTC, null where unknown), "pane": null or {"session","id","terminal"} for
+// one in a Herdr pane ("terminal" null where unknown), and "transcript": null or
 // {"kind","reference","path"} ("path" null where there is no file).
-std::string asJson(const AgentList& list);
+std::string asJson(const Listing& list);
 
 }  // namespace ostrel::console

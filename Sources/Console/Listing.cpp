@@ -1,4 +1,4 @@
-#include "AgentList.h"
+#include "Listing.h"
 
 #include <algorithm>
 #include <array>
@@ -52,10 +52,15 @@ Json asObject(const ShownAgent& shown) {
               {"pid", nullptr},
               {"tty", nullptr},
               {"since", agent.since ? Json(timestamp(*agent.since)) : Json()},
+              {"pane", nullptr},
               {"transcript", nullptr}};
   if (agent.externalProcess) {
     object["pid"] = agent.externalProcess->pid;
     if (agent.externalProcess->tty != "??") object["tty"] = agent.externalProcess->tty;
+  }
+  if (agent.host().kind == AgentHost::Kind::herdr && !agent.isExternal()) {
+    object["pane"] = {
+        {"session", agent.session}, {"id", agent.paneID}, {"terminal", orNull(agent.terminalID)}};
   }
   if (agent.transcriptReference) {
     object["transcript"] = {{"kind", orNull(agent.transcriptKind)},
@@ -67,7 +72,7 @@ Json asObject(const ShownAgent& shown) {
 
 }  // namespace
 
-std::string asText(const AgentList& list, bool columns) {
+std::string asText(const Listing& list, bool columns) {
   std::string result;
   if (columns && list.agents.empty()) result = "No agents running\n";
   std::vector<Fields> rows;
@@ -97,10 +102,11 @@ std::string asText(const AgentList& list, bool columns) {
   return result;
 }
 
-std::string asJson(const AgentList& list) {
+std::string asJson(const Listing& list) {
   Json object{{"agents", Json::array()}};
   for (const ShownAgent& shown : list.agents) object["agents"].push_back(asObject(shown));
   if (list.error) object["error"] = *list.error;
+  if (list.herdr) object["herdr"] = {{"status", *list.herdr}, {"error", orNull(list.herdrError)}};
   return json::dump(object) + "\n";
 }
 

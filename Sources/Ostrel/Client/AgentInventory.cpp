@@ -1,0 +1,218 @@
+#include "Client/AgentInventory.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "Client/ConversationLinks.h"
+#include "Runtime/Text.h"
+
+namespace ostrel {
+
+namespace {
+
+using Entry = AgentList::Entry;
+
+bool hasCodexThread(const ListedAgent& listed) {
+  return listed.conversation && listed.agent.provider == "codex";
+}
+
+// A set of conversations, each told apart by its provider. Filled once, so open addressing does.
+class Conversations {
+ public:
+  explicit Conversations(std::size_t most) {
+    while (slots_.size() < most * 2) slots_.resize(slots_.size() * 2);
+  }
+
+  // False when it is in the set already.
+  bool insert(const ListedAgent& listed) {
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t at = std::hash<std::string_view>()(*listed.conversation) & mask;; at = (at + 1) & mask) {
+      if (!slots_[at]) {
+        slots_[at] = &listed;
+        return true;
+      }
+      if (*slots_[at]->conversation == *listed.conversation &&
+          sameProvider(slots_[at]->agent.provider, listed.agent.provider))
+        return false;
+    }
+  }
+
+ private:
+  static bool sameProvider(std::string_view one, std::string_view other) {
+    return one == other || text::lowercase(one) == text::lowercase(other);
+  }
+
+  std::vector<const ListedAgent*> slots_ = std::vector<const ListedAgent*>(16);
+};
+
+constexpr auto kByID = [](const Entry& one, const Entry& other) { return one->id < other->id; };
+
+}  // namespace
+
+void AgentInventory::changed(Source source, const std::vector<HerdrAgent>& agents) {
+  of(source).reported = &agents;
+  merged_.reset();
+}
+
+void AgentInventory::preferencesChanged() {
+  for (Records& records : records_) {
+    for (Entry& entry : records.listed) entry = listed(entry->agent);
+  }
+  merged_.reset();
+}
+
+const Inventory& AgentInventory::merged() {
+  if (!merged_) merge();
+  return *merged_;
+}
+
+AgentList::Entry AgentInventory::listed(const HerdrAgent& agent) const {
+  return std::make_shared<ListedAgent>(agent, linkedConversation(agent, preferences_));
+}
+
+// Records that stayed as they were keep their place in memory, and where no id moved the order stands too.
+void AgentInventory::takeOver(Records& records) {
+  const std::vector<HerdrAgent>& reported = *std::exchange(records.reported, nullptr);
+  const Entries old = std::exchange(records.listed, {});
+  records.listed.reserve(reported.size());
+  bool moved = old.size() != reported.size();
+  std::size_t next = 0;
+  for (const HerdrAgent& agent : reported) {
+    // The next old record, or the one after it where one has gone.
+    std::size_t same = next;
+    while (same < old.size() && same < next + 2 && old[same]->agent != agent) ++same;
+    if (same < old.size() && same < next + 2) {
+      moved |= same != next;
+      records.listed.push_back(old[same]);
+      next = same + 1;
+      continue;
+    }
+    Entry fresh = listed(agent);
+    if (next < old.size() && old[next]->id == fresh->id) {
+      ++next;
+    } else {
+      moved = true;
+    }
+    records.listed.push_back(std::move(fresh));
+  }
+  if (!moved) return;
+  records.sorted.resize(records.listed.size());
+  std::iota(records.sorted.begin(), records.sorted.end(), 0U);
+  std::ranges::sort(records.sorted, {}, [&](std::uint32_t at) {
+    return std::pair(std::string_view(records.listed[at]->id), at);
+  });
+}
+
+// Which Codex threads are known from a pane or a process.
+void AgentInventory::matchThreads() {
+  const Entries& codex = of(Source::codex).listed;
+  threads_.assign(codex.size(), {});
+  threadsByID_.clear();
+  for (std::uint32_t i = 0; i < codex.size(); ++i) threadsByID_.try_emplace(codex[i]->agent.paneID, i);
+  if (codex.empty()) return;
+  for (const Source source : {Source::herdr, Source::external}) {
+    const Entries& listed = of(source).listed;
+    for (std::uint32_t i = 0; i < listed.size(); ++i) {
+      if (!hasCodexThread(*listed[i])) continue;
+      const auto thread = threadsByID_.find(*listed[i]->conversation);
+      if (thread == threadsByID_.end()) continue;
+      threads_[thread->second].linked = true;
+      if (source == Source::herdr && threads_[thread->second].pane == kNone)
+        threads_[thread->second].pane = i;
+    }
+  }
+}
+
+// A thread that is open in a pane keeps the name that the person knows from there.
+AgentList::Entry AgentInventory::shownThread(std::uint32_t index) const {
+  const Entry& thread = records_[static_cast<std::size_t>(Source::codex)].listed[index];
+  const std::uint32_t pane = threads_[index].pane;
+  if (pane == kNone) return thread;
+  HerdrAgent shown = thread->agent;
+  shown.title =
+      records_[static_cast<std::size_t>(Source::herdr)].listed[pane]->agent.displayTitle(preferences_);
+  shown.machine.reset();
+  shown.externalProcess.reset();
+  shown.terminalID.reset();
+  shown.since.reset();
+  shown.herdrOwned = false;
+  return std::make_shared<ListedAgent>(std::move(shown), thread->conversation);
+}
+
+// Herdr's panes and the Codex threads, sorted by id. A pane on a loaded thread is represented by the thread.
+AgentInventory::Entries AgentInventory::managed() {
+  Entries panes;
+  Entries threads;
+  const Records& herdr = of(Source::herdr);
+  const Records& codex = of(Source::codex);
+  panes.reserve(herdr.sorted.size());
+  for (const std::uint32_t at : herdr.sorted) {
+    const Entry& entry = herdr.listed[at];
+    if (threads_.empty() || !hasCodexThread(*entry) || !threadsByID_.contains(*entry->conversation))
+      panes.push_back(entry);
+  }
+  if (codex.sorted.empty()) return panes;
+  threads.reserve(codex.sorted.size());
+  for (const std::uint32_t at : codex.sorted) threads.push_back(shownThread(at));
+  Entries result;
+  result.reserve(panes.size() + threads.size());
+  std::ranges::merge(std::make_move_iterator(panes.begin()), std::make_move_iterator(panes.end()),
+                     std::make_move_iterator(threads.begin()), std::make_move_iterator(threads.end()),
+                     std::back_inserter(result), kByID);
+  return result;
+}
+
+void AgentInventory::merge() {
+  for (Records& records : records_) {
+    if (records.reported) takeOver(records);
+  }
+  matchThreads();
+
+  Entries inside = managed();
+  const Records& external = of(Source::external);
+  Conversations known(inside.size() + external.sorted.size());
+  std::erase_if(inside, [&](const Entry& entry) { return entry->conversation && !known.insert(*entry); });
+
+  // Of two processes on one conversation, that outside Herdr is shown; a process under Herdr without a
+  // conversation of its own is shown by its pane already.
+  std::vector<bool> kept(external.sorted.size());
+  for (const bool owned : {false, true}) {
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+      const ListedAgent& listed = *external.listed[external.sorted[i]];
+      if (listed.agent.herdrOwned != owned) continue;
+      kept[i] = listed.conversation ? known.insert(listed) : !owned;
+    }
+  }
+
+  Inventory result;
+  const Entries& remote = of(Source::remote).listed;
+  const std::size_t most = inside.size() + kept.size() + remote.size();
+  result.all.reserve(most);
+  result.primary.reserve(most);
+  const auto add = [&](const Entry& entry) {
+    const bool codexLive = entry->agent.isCodexLive();
+    const auto thread = codexLive ? threadsByID_.find(entry->agent.paneID) : threadsByID_.end();
+    const bool linked = thread != threadsByID_.end() && threads_[thread->second].linked;
+    (codexLive && !linked ? result.loadedCodex : result.primary).add(entry);
+    result.all.add(entry);
+  };
+  const ListedAgent* last = nullptr;
+  const auto addOnce = [&](const Entry& entry) {
+    if (last && last->id == entry->id) return;
+    last = entry.get();
+    add(entry);
+  };
+  auto next = inside.begin();
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (!kept[i]) continue;
+    const Entry& entry = external.listed[external.sorted[i]];
+    while (next != inside.end() && !kByID(entry, *next)) addOnce(*next++);
+    addOnce(entry);
+  }
+  while (next != inside.end()) addOnce(*next++);
+  for (const Entry& entry : remote) add(entry);
+  merged_ = std::move(result);
+}
+
+}  // namespace ostrel

@@ -1,0 +1,76 @@
+// The answer to what an "agent" on screen is: four sources report agents, and one conversation may show up in
+// several of them; this is the one list without repeats. Main thread only.
+//
+// Sources are handed over whole when they change; a merge runs when the list is next asked for. Each source
+// keeps its records shared and sorted, so that a merge copies no record and derives nothing anew but for
+// records that changed.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Agents/AgentList.h"
+#include "Platform/Preferences.h"
+
+namespace ostrel {
+
+// The merged list, by use. `primary` and `loadedCodex` partition `all`, order kept. Local agents are sorted
+// by id; those of saved machines stand behind them.
+struct Inventory {
+  AgentList all;
+  AgentList primary;      // what the interface shows as agents
+  AgentList loadedCodex;  // Codex threads that are loaded and linked to no agent
+};
+
+class AgentInventory {
+ public:
+  enum class Source : std::uint8_t { herdr, external, codex, remote };
+
+  // Manual links and titles are read from `preferences`.
+  explicit AgentInventory(const Preferences& preferences) : preferences_(preferences) {}
+
+  // What `source` reports now. `agents` is read at the next `merged`, and must stay until then or until it is
+  // handed over again.
+  void changed(Source source, const std::vector<HerdrAgent>& agents);
+  // A manual link or a title was set or removed.
+  void preferencesChanged();
+
+  // The reference holds until the next call after a change; the lists in it may be kept.
+  const Inventory& merged();
+
+ private:
+  // One source: its records as reported, and their order by id.
+  struct Records {
+    const std::vector<HerdrAgent>* reported = nullptr;  // not yet taken over
+    std::vector<AgentList::Entry> listed;
+    std::vector<std::uint32_t> sorted;
+  };
+  using Entries = std::vector<AgentList::Entry>;
+
+  Records& of(Source source) { return records_[static_cast<std::size_t>(source)]; }
+  void takeOver(Records& records);
+  AgentList::Entry listed(const HerdrAgent& agent) const;
+  void matchThreads();
+  Entries managed();
+  AgentList::Entry shownThread(std::uint32_t index) const;
+  void merge();
+
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+  // What is known of a loaded Codex thread.
+  struct Thread {
+    std::uint32_t pane = kNone;  // the first Herdr record on the same conversation
+    bool linked = false;         // some agent is on the same conversation
+  };
+
+  const Preferences& preferences_;
+  Records records_[4];
+  std::unordered_map<std::string_view, std::uint32_t> threadsByID_;  // views of the records' texts
+  std::vector<Thread> threads_;                                      // by index of the Codex records
+  std::optional<Inventory> merged_;
+};
+
+}  // namespace ostrel

@@ -1,0 +1,73 @@
+#include "Client/AgentSelection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Client/ConversationLinks.h"
+
+namespace ostrel {
+
+AgentSelection::AgentSelection(Sources sources, Callbacks callbacks)
+    : sources_(std::move(sources)), callbacks_(std::move(callbacks)) {}
+
+const HerdrAgent* AgentSelection::find(const AgentList& list, const std::string& id) const {
+  const auto found = std::ranges::find(list.entries(), id, [](const auto& entry) { return entry->id; });
+  return found == list.entries().end() ? nullptr : &(*found)->agent;
+}
+
+const HerdrAgent* AgentSelection::selected() const {
+  return *selectedID_ ? find(sources_.inventory().all, **selectedID_) : nullptr;
+}
+
+HerdrAgent AgentSelection::opening(const HerdrAgent& agent) const {
+  if (!agent.isExternal() || agent.herdrOwned || agent.provider != "codex") return agent;
+  const std::vector<HerdrAgent>& threads = *sources_.codex;
+  if (const auto conversation = linkedConversation(agent, sources_.preferences)) {
+    const auto thread = std::ranges::find(threads, *conversation, &HerdrAgent::paneID);
+    return thread == threads.end() ? agent : *thread;
+  }
+  // With just one live thread there is nothing to confuse it with.
+  return threads.size() == 1 && threads[0].acceptsDirectInput ? threads[0] : agent;
+}
+
+void AgentSelection::select(const HerdrAgent& agent, bool markSeen) {
+  const HerdrAgent chosen = agent;  // may be a record that the callbacks replace
+  terminal_ = chosen.terminalID;
+  selectedID_.set(chosen.id());
+  if (callbacks_.selected) callbacks_.selected(chosen, markSeen);
+}
+
+void AgentSelection::clear() {
+  if (!*selectedID_) return;
+  terminal_.reset();
+  selectedID_.set(std::nullopt);
+  if (callbacks_.cleared) callbacks_.cleared();
+}
+
+void AgentSelection::reconcile() {
+  if (!*selectedID_) return;
+  const HerdrAgent* const record = selected();
+  if (!record) return clear();
+  const HerdrAgent target = opening(*record);
+  if (target.id() != **selectedID_) {
+    select(target, true);
+  } else if ((target.isExternal() || target.isCodexLive()) && callbacks_.refreshed) {
+    callbacks_.refreshed(target);
+  }
+}
+
+void AgentSelection::herdrChanged() {
+  if (!*selectedID_) return;
+  const std::vector<HerdrAgent>& panes = *sources_.herdr;
+  const auto pane =
+      std::ranges::find(panes, **selectedID_, [](const HerdrAgent& agent) { return agent.id(); });
+  if (pane == panes.end()) {
+    if (!selected()) clear();
+  } else if (pane->terminalID != terminal_) {
+    const HerdrAgent taken = *pane;
+    selectedID_.set(std::nullopt);
+    select(taken, true);
+  }
+}
+
+}  // namespace ostrel

@@ -1,0 +1,60 @@
+// Which agent the person has open, followed through every change of the inventory. Main thread only.
+//
+// The selection is an id. What is shown for it (conversation, output) belongs to others, which are told by
+// the three callbacks.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Agents/AgentList.h"
+#include "Client/AgentInventory.h"
+#include "Platform/Preferences.h"
+#include "Runtime/Published.h"
+
+namespace ostrel {
+
+class AgentSelection {
+ public:
+  struct Sources {
+    std::function<const Inventory&()> inventory;
+    const Published<std::vector<HerdrAgent>>& herdr;
+    const Published<std::vector<HerdrAgent>>& codex;
+    const Preferences& preferences;
+  };
+  // Called after the selection changed.
+  struct Callbacks {
+    std::function<void(const HerdrAgent& agent, bool markSeen)> selected;
+    std::function<void()> cleared;  // everything shown of it is to go
+    // The selected agent, of which other sources than Herdr tell, may have said something new.
+    std::function<void(const HerdrAgent& agent)> refreshed;
+  };
+  AgentSelection(Sources sources, Callbacks callbacks);
+
+  Published<std::optional<std::string>>& selectedID() { return selectedID_; }
+  const HerdrAgent* selected() const;  // as the inventory has it now; valid until the inventory changes
+
+  // The record to show when the person opens `agent`: a Codex process is shown by its loaded thread.
+  HerdrAgent opening(const HerdrAgent& agent) const;
+  void select(const HerdrAgent& agent, bool markSeen);
+  void clear();
+
+  // After a source other than Herdr changed: clears a selection that has gone, and follows an agent whose
+  // record to show is another one now.
+  void reconcile();
+  // After a finished look at Herdr: selects afresh where another terminal has taken the pane.
+  void herdrChanged();
+
+ private:
+  const HerdrAgent* find(const AgentList& list, const std::string& id) const;
+
+  Sources sources_;
+  Callbacks callbacks_;
+  Published<std::optional<std::string>> selectedID_;
+  // The terminal of the selected pane when Herdr last told.
+  std::optional<std::string> terminal_;
+};
+
+}  // namespace ostrel

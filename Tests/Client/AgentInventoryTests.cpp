@@ -1,0 +1,231 @@
+#include <random>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "Client/AgentInventory.h"
+#include "Client/AgentSelection.h"
+#include "Client/ConversationLinks.h"
+#include "Support/MemoryPreferences.h"
+
+namespace ostrel {
+namespace {
+
+using Source = AgentInventory::Source;
+using Records = std::vector<HerdrAgent>;
+
+constexpr char kFirst[] = "0f8fad5b-d9cb-469f-a165-70867728950e";
+constexpr char kSecond[] = "7c9e6679-7425-40de-944b-e07fc1f90ae7";
+
+std::string path(const std::string& id) { return "/h/" + id + ".jsonl"; }
+
+HerdrAgent record(std::string session, std::string pane, std::optional<std::string> reference = {},
+                  bool owned = false) {
+  HerdrAgent agent;
+  agent.session = std::move(session);
+  agent.paneID = std::move(pane);
+  agent.provider = "claude";
+  agent.title = "t";
+  agent.transcriptReference = std::move(reference);
+  agent.herdrOwned = owned;
+  if (agent.session == "external") agent.externalProcess = ExternalProcess{};
+  return agent;
+}
+
+HerdrAgent codex(std::string session, std::string pane, std::optional<std::string> reference = {}) {
+  HerdrAgent agent = record(std::move(session), std::move(pane), std::move(reference));
+  agent.provider = "codex";
+  return agent;
+}
+
+HerdrAgent thread(const std::string& id) {
+  HerdrAgent agent = codex("codex-live", id, id);
+  agent.acceptsDirectInput = true;
+  return agent;
+}
+
+std::string panes(const AgentList& list) {
+  std::string text;
+  for (const HerdrAgent& agent : list) text += agent.paneID + " ";
+  return text;
+}
+
+class AgentInventoryTest : public testing::Test {
+ protected:
+  const Inventory& merged(Records herdr, Records external = {}, Records codexThreads = {},
+                          Records remote = {}) {
+    lists_ = {std::move(herdr), std::move(external), std::move(codexThreads), std::move(remote)};
+    for (const Source source : {Source::herdr, Source::external, Source::codex, Source::remote})
+      inventory_.changed(source, lists_[static_cast<std::size_t>(source)]);
+    return inventory_.merged();
+  }
+
+  MemoryPreferences preferences_;
+  AgentInventory inventory_{preferences_};
+  std::array<Records, 4> lists_;
+};
+
+TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
+  const HerdrAgent pane = record("default", "p2", kFirst);
+  // A pane beats a process; between panes the lower id, whatever the order given.
+  EXPECT_EQ(
+      panes(
+          merged({record("default", "p9", path(kFirst)), pane}, {record("external", "1", path(kFirst))}).all),
+      "p2 ");
+  // A process outside Herdr beats one inside; one inside without a conversation is its pane's.
+  EXPECT_EQ(panes(merged({}, {record("external", "1", kSecond, true), record("external", "2", path(kSecond)),
+                              record("external", "3", {}, true), record("external", "4")})
+                      .all),
+            "2 4 ");
+  // The provider tells conversations apart, in any letter case. A manual link counts where nothing is
+  // reported.
+  HerdrAgent spelt = pane;
+  spelt.provider = "Claude";
+  const HerdrAgent linked = record("external", "6");
+  preferences_.set(*manualLinkKey(linked), path(kFirst));
+  EXPECT_EQ(
+      panes(merged({spelt}, {codex("external", "5", kFirst), linked, record("external", "7", kFirst)}).all),
+      "p2 5 ");
+  preferences_.remove(*manualLinkKey(linked));
+  inventory_.preferencesChanged();
+  EXPECT_EQ(panes(inventory_.merged().all), "p2 5 6 ");
+  // Repeated ids: the first stays. Sorted by id, the session's length in front; saved machines behind.
+  EXPECT_EQ(panes(merged({pane, record("default", "p2"), record("a", "z")},
+                         {record("external", "1"), record("external", "1")}, {},
+                         {record("b", "far"), record("a", "away", kFirst)})
+                      .all),
+            "z p2 1 far away ");
+}
+
+TEST_F(AgentInventoryTest, AThreadStandsForItsPaneAndIsPrimaryWhereSomethingLinksIt) {
+  HerdrAgent pane = codex("default", "p1", path(kFirst));
+  pane.title = "from the terminal";
+  const Inventory& both = merged({pane}, {}, {thread(kFirst), thread(kSecond)});
+  EXPECT_EQ(panes(both.primary), std::string(kFirst) + " ");
+  EXPECT_EQ(both.primary[0].title, "from the terminal");
+  EXPECT_EQ(panes(both.loadedCodex), std::string(kSecond) + " ");
+  preferences_.set("agentTitle." + pane.id(), "my own");
+  inventory_.preferencesChanged();
+  EXPECT_EQ(inventory_.merged().primary[0].title, "my own");
+  // A process links too, and is then represented. An exact "codex" is asked for.
+  EXPECT_EQ(panes(merged({}, {codex("external", "1", kSecond)}, {thread(kSecond)}).primary),
+            std::string(kSecond) + " ");
+  pane.provider = "Codex";
+  EXPECT_EQ(panes(merged({pane}, {}, {thread(kFirst)}).primary), "") << "not matched, but not shown twice";
+  EXPECT_EQ(inventory_.merged().all.size(), 1U);
+}
+
+// Every change of one source, however it is taken over, gives what a fresh inventory gives.
+TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE(fmt::format("seed {}", seed));
+  std::mt19937 random(seed);
+  const auto any = [&](unsigned below) { return random() % below; };
+  const auto conversation = [&]() -> std::optional<std::string> {
+    if (any(3) == 0) return std::nullopt;
+    return fmt::format("00000000-0000-0000-0000-{:012}", any(12));
+  };
+  const char* const sessions[] = {"default", "external", "codex-live", "far"};
+  std::array<Records, 4> lists;
+  for (int round = 0; round < 2000; ++round) {
+    const std::size_t source = any(4);
+    Records& list = lists[source];
+    const auto at = [&] {
+      return list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));
+    };
+    HerdrAgent agent = record(sessions[source], fmt::format("{}", any(20)), conversation(), any(4) == 0);
+    if (any(2) == 0) agent.provider = "codex";
+    if (source == 2) agent = thread(conversation().value_or(kFirst));
+    if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
+    switch (any(3)) {
+      case 0:
+        list.insert(at(), agent);
+        break;
+      case 1:
+        if (!list.empty())
+          list.erase(list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()))));
+        break;
+      default:
+        if (!list.empty()) list[any(static_cast<unsigned>(list.size()))] = agent;
+    }
+    inventory_.changed(static_cast<Source>(source), list);
+    if (any(3) == 0) continue;
+    AgentInventory fresh(preferences_);
+    for (std::size_t i = 0; i < 4; ++i) fresh.changed(static_cast<Source>(i), lists[i]);
+    const Inventory& expected = fresh.merged();
+    const Inventory& got = inventory_.merged();
+    const auto same = [](const AgentList& one, const AgentList& other) {
+      return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    };
+    ASSERT_TRUE(same(got.all, expected.all)) << panes(got.all) << "| " << panes(expected.all);
+    ASSERT_TRUE(same(got.primary, expected.primary) && same(got.loadedCodex, expected.loadedCodex));
+    ASSERT_EQ(got.primary.size() + got.loadedCodex.size(), got.all.size());
+  }
+}
+
+TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
+  MemoryPreferences preferences;
+  AgentInventory inventory(preferences);
+  Published<Records> herdr;
+  Published<Records> threads;
+  Records processes;
+  std::vector<std::string> told;
+  AgentSelection selection(
+      {[&]() -> const Inventory& { return inventory.merged(); }, herdr, threads, preferences},
+      {.selected = [&](const HerdrAgent& agent,
+                       bool seen) { told.push_back("select " + agent.paneID + (seen ? " seen" : "")); },
+       .cleared = [&] { told.emplace_back("clear"); },
+       .refreshed = [&](const HerdrAgent& agent) { told.push_back("refresh " + agent.paneID); }});
+  const auto expect = [&](std::vector<std::string> expected) {
+    EXPECT_EQ(std::exchange(told, {}), expected);
+  };
+  const auto publish = [&] {
+    inventory.changed(Source::herdr, *herdr);
+    inventory.changed(Source::external, processes);
+    inventory.changed(Source::codex, *threads);
+  };
+
+  // Another terminal in the pane is another agent.
+  HerdrAgent pane = record("default", "p1");
+  pane.terminalID = "one";
+  herdr.set({pane});
+  publish();
+  selection.select(pane, false);
+  selection.herdrChanged();
+  expect({"select p1"});
+  pane.terminalID = "two";
+  herdr.set({pane});
+  publish();
+  selection.herdrChanged();
+  selection.herdrChanged();
+  expect({"select p1 seen"});
+  herdr.set({});
+  publish();
+  selection.herdrChanged();
+  expect({"clear"});
+  EXPECT_FALSE(*selection.selectedID());
+
+  // A Codex process is shown by its thread, as soon as one can be told to be its own.
+  processes = {codex("external", "7")};
+  publish();
+  selection.select(processes[0], true);
+  selection.reconcile();
+  expect({"select 7 seen", "refresh 7"});
+  threads.set({thread(kFirst), thread(kSecond)});
+  publish();
+  selection.reconcile();
+  expect({"refresh 7"});
+  preferences.set(*manualLinkKey(processes[0]), path(kSecond));
+  inventory.preferencesChanged();
+  EXPECT_EQ(selection.opening(processes[0]).paneID, kSecond);
+  selection.reconcile();
+  expect({"clear"});  // the process is represented by its thread: its own record has gone
+
+  selection.select(threads->at(1), true);
+  selection.reconcile();
+  expect({std::string("select ") + kSecond + " seen", std::string("refresh ") + kSecond});
+  EXPECT_NE(historyKey(processes[0], preferences), historyKey(codex("external", "7", kFirst), preferences));
+}
+
+}  // namespace
+}  // namespace ostrel
