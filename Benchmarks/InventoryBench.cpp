@@ -43,7 +43,7 @@ struct Machine {
         agent.context = "/home/someone/projects/one-of-them";
         agent.transcriptReference = id;
         agent.transcriptKind = "id";
-        if (source == 1) agent.externalProcess = ExternalProcess{.started = "Sun Nov 22 21:51:10 2026"};
+        if (source == 1) agent.externalProcess.emplace();
         if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
         lists[source].push_back(std::move(agent));
       }
@@ -94,12 +94,9 @@ BENCHMARK(oneSourceChanged)
 BENCHMARK(oneSourceChanged)->Name("Inventory/oneSourceChanged100")->Arg(100);
 BENCHMARK(nothingChanged)->Name("Inventory/nothingChanged")->Arg(10000);
 BENCHMARK(sortPairs)->Name("Inventory/sortPairs10000")->Arg(10000)->Unit(benchmark::kMillisecond);
-BENCHMARK(sortPairs)->Name("Inventory/sortPairs100")->Arg(100);
 
 [[maybe_unused]] const bool figures =
     bench::figure("10,000 agents merged after a change, to a sort of pairs",
-                  "Inventory/oneSourceChanged10000", "Inventory/sortPairs10000", 2.5) &&
-    bench::figure("100 agents merged after a change, to a sort of pairs", "Inventory/oneSourceChanged100",
-                  "Inventory/sortPairs100", 2.5);
+                  "Inventory/oneSourceChanged10000", "Inventory/sortPairs10000", 2.5);
 
 }  // namespace
