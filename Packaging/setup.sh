@@ -5,7 +5,7 @@ buildPackages=(
   clang-19 lld-19 cmake ninja-build pkg-config
   libfmt-dev nlohmann-json3-dev libsimdjson-dev libutf8proc-dev
 )
-testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev procps tmux)
+testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
 benchPackages=(libbenchmark-dev procps)
 
 say() { printf '== %s\n' "$*" >&2; }

@@ -1,0 +1,187 @@
+#include "Pane.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <fmt/format.h>
+
+#include "Runtime/Failure.h"
+#include "Runtime/Files.h"
+#include "Runtime/Text.h"
+
+namespace ostrel::standin {
+
+namespace {
+
+constexpr unsigned short kColumns = 100;
+constexpr unsigned short kRows = 30;
+
+std::vector<char*> pointers(std::vector<std::string>& words) {
+  std::vector<char*> list;
+  for (std::string& word : words) list.push_back(word.data());
+  list.push_back(nullptr);
+  return list;
+}
+
+std::vector<std::string> environmentWith(std::map<std::string, std::string> variables) {
+  for (char** each = environ; *each; ++each) {
+    const std::string_view pair = *each;
+    variables.emplace(pair.substr(0, pair.find('=')), pair.substr(std::min(pair.find('=') + 1, pair.size())));
+  }
+  std::vector<std::string> pairs;
+  for (const auto& [name, value] : variables) pairs.push_back(name + "=" + value);
+  return pairs;
+}
+
+std::vector<pid_t> processesOfSession(pid_t session) {
+  std::vector<pid_t> found;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
+    const auto process = text::parseInteger(entry.path().filename().string());
+    const auto stat = process ? files::read(entry.path() / "stat") : std::unexpected(ENOENT);
+    if (!stat || stat->rfind(") ") == std::string::npos) continue;
+    // Behind the name: state, parent, process group, session.
+    const auto fields = text::words(std::string_view(*stat).substr(stat->rfind(") ") + 2), 5);
+    if (fields.size() == 5 && text::parseInteger(fields[3]) == session)
+      found.push_back(static_cast<pid_t>(*process));
+  }
+  return found;
+}
+
+}  // namespace
+
+Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program& program, Events events)
+    : id(std::move(id_)),
+      terminal(std::move(terminal_)),
+      loop_(loop),
+      events_(std::move(events)),
+      screen_(kColumns, kRows, [this](std::string_view bytes) { type(bytes); }) {
+  std::vector<std::string> words = program.command;
+  std::vector<std::string> pairs = environmentWith(program.variables);
+  const auto arguments = pointers(words);
+  const auto environment = pointers(pairs);
+  const winsize size{.ws_row = kRows, .ws_col = kColumns, .ws_xpixel = 0, .ws_ypixel = 0};
+  int master = -1;
+  pid_ = ::forkpty(&master, nullptr, nullptr, &size);
+  if (pid_ < 0) throw Failure::ofErrno("Could not open a pane", errno);
+  if (pid_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    if (::chdir(program.folder.c_str()) == 0) ::execvpe(arguments[0], arguments.data(), environment.data());
+    ::_exit(127);
+  }
+  master_.reset(master);
+  ::fcntl(master, F_SETFD, FD_CLOEXEC);
+  ::fcntl(master, F_SETFL, O_NONBLOCK);
+  process_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+  listen();
+  exitWatch_ = loop_.watch(process_.get(), {.read = true}, [this](Interest) {
+    exitWatch_.reset();
+    drain();                                                               // its last words
+    exitCall_ = loop_.after({}, [exited = events_.exited] { exited(); });  // ends this pane
+  });
+}
+
+Pane::~Pane() {
+  terminalWatch_.reset();
+  exitWatch_.reset();
+  // The leader too is waited for only afterwards, so that the session's number stays its own.
+  for (const pid_t process : processesOfSession(pid_)) ::kill(process, SIGKILL);
+  ::kill(pid_, SIGKILL);
+  ::waitpid(pid_, nullptr, 0);
+}
+
+void Pane::listen() {
+  terminalWatch_.reset();
+  terminalWatch_ = loop_.watch(master_.get(), {.read = true, .write = !typed_.empty()},
+                               [this](Interest interest) { ready(interest); });
+}
+
+void Pane::ready(Interest interest) {
+  if (interest.read) drain();
+  if (interest.write && terminalWatch_) flush();
+}
+
+void Pane::drain() {
+  const std::string before = screen_.title();
+  char bytes[16'384];
+  for (;;) {
+    const ssize_t count = ::read(master_.get(), bytes, sizeof bytes);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EAGAIN) break;
+    if (count <= 0) {  // nobody has the terminal open any more
+      terminalWatch_.reset();
+      break;
+    }
+    const std::string_view chunk(bytes, static_cast<std::size_t>(count));
+    screen_.feed(chunk);
+    events_.output(chunk);
+  }
+  if (screen_.title() != before) events_.titled();
+}
+
+void Pane::type(std::string_view bytes) {
+  const bool idle = typed_.empty();
+  typed_ += bytes;
+  if (idle) flush();
+}
+
+void Pane::flush() {
+  const bool waited = !typed_.empty();
+  while (!typed_.empty()) {
+    const ssize_t count = ::write(master_.get(), typed_.data(), typed_.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) break;
+    typed_.erase(0, static_cast<std::size_t>(count));
+  }
+  if (waited && terminalWatch_) listen();
+}
+
+void Pane::resize(int columns, int rows) {
+  screen_.resize(columns, rows);
+  const winsize size{.ws_row = static_cast<unsigned short>(rows),
+                     .ws_col = static_cast<unsigned short>(columns),
+                     .ws_xpixel = 0,
+                     .ws_ypixel = 0};
+  ::ioctl(master_.get(), TIOCSWINSZ, &size);
+}
+
+pid_t Pane::foreground() const { return ::tcgetpgrp(master_.get()); }
+
+std::string Pane::foregroundName() const {
+  const auto comm = files::read(fmt::format("/proc/{}/comm", foreground()));
+  return comm ? std::string(text::trim(*comm)) : "";
+}
+
+std::string Pane::folderOf(pid_t process) const {
+  std::error_code error;
+  return std::filesystem::read_symlink(fmt::format("/proc/{}/cwd", process), error).string();
+}
+
+Json Pane::row() const {
+  Json row{{"pane_id", id}, {"terminal_id", terminal}, {"workspace_id", workspace}};
+  const std::pair<const char*, std::string> texts[] = {{"agent", agent},
+                                                       {"agent_status", status},
+                                                       {"title", title},
+                                                       {"name", name},
+                                                       {"terminal_title_stripped", screen_.title()},
+                                                       {"cwd", folderOf(pid_)},
+                                                       {"foreground_cwd", folderOf(foreground())}};
+  for (const auto& [key, value] : texts) {
+    if (!value.empty()) row[key] = value;
+  }
+  if (!reference.empty()) row["agent_session"] = {{"kind", referenceKind}, {"value", reference}};
+  return row;
+}
+
+}  // namespace ostrel::standin

@@ -1,0 +1,71 @@
+// The folder that a stand-in Herdr keeps its state in, shared by its command line, its session servers and
+// the tests. Any process, any thread; everything is read anew at each use.
+//
+//   sessions/NAME/socket   the socket of a session; the folder stays when the session has stopped
+//   sessions/NAME/log      what the server wrote on its standard error
+//   machines.json          the rows of `machine list`; machines/ID/ is the state folder on that machine
+//   integrations.json      target to state, for what is not "not installed"
+//   faults.json            see `Fault`
+//   commands.log           one line for each command run and each public request served
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Runtime/Json.h"
+#include "Runtime/UniqueFd.h"
+
+namespace ostrel::standin {
+
+// What goes wrong with a command ("agent list"), a socket method ("ping") or the sending of an event
+// ("event"). faults.json is a list of objects {"on": ..., "session": ... (every one when absent)} with some
+// of these members; the first that fits applies.
+struct Fault {
+  double delay = 0;             // seconds, before anything else
+  bool silence = false;         // never answers
+  std::optional<Json> answer;   // in place of the true answer; text stands as it is, anything else as JSON
+  std::optional<int> exit;      // a command's exit status
+  std::optional<int> protocol;  // the version given by "ping" and "api schema"
+  bool duplicatePane = false;   // "agent list" names its first pane twice
+  bool oversize = false;        // 8,000,100 bytes without a line feed
+  std::string cut;              // after half of the answer: "close" the connection, or "kill" the program
+
+  // The bytes to send in place of `answer`.
+  std::string applied(std::string answer) const;
+};
+
+class StateFolder {
+ public:
+  // Named by STANDIN_HERDR_HOME. Throws `Failure` when it is not set.
+  static StateFolder fromEnvironment();
+  explicit StateFolder(std::filesystem::path path) : path_(std::move(path)) {}
+
+  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path session(std::string_view name) const { return path_ / "sessions" / name; }
+  std::string socket(std::string_view name) const { return (session(name) / "socket").string(); }
+  // The sessions that ever ran, sorted.
+  std::vector<std::string> sessions() const;
+  StateFolder machine(std::string_view id) const { return StateFolder(path_ / "machines" / id); }
+
+  // A JSON file; `otherwise` when it is missing or broken.
+  Json read(std::string_view name, Json otherwise) const;
+  void write(std::string_view name, const Json& value) const;
+
+  std::optional<Fault> fault(std::string_view on, std::string_view session) const;
+  void log(std::string_view line) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Readable when the process named by STANDIN_HERDR_OWNER has ended: nothing of the stand-in outlives the test
+// that uses it. Empty without that variable. Throws `Failure` when it has ended already.
+UniqueFd ownerDescriptor();
+
+// Whether a server listens there.
+bool isRunning(const std::string& socket);
+
+}  // namespace ostrel::standin
