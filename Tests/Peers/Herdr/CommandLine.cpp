@@ -144,7 +144,8 @@ Answer sessionStop(const Call& call) {
 
 Answer paneRead(const Call& call) {
   const std::string source = call.option("source", "visible");
-  Answer answer = paneAnswer(call, "pane.read", {{"source", source}, {"lines", call.number("lines", 200)}});
+  Answer answer =
+      paneAnswer(call, "standin.read", {{"source", source}, {"lines", call.number("lines", 200)}});
   if (answer.status == 0) answer.output = HerdrProtocol::output(answer.output);
   return answer;
 }
@@ -315,21 +316,27 @@ std::optional<std::string> ownSession() {
   return name && *name != 0 ? std::optional<std::string>(name) : std::nullopt;
 }
 
+// The state folder and the session on a saved machine, in place of the local ones; false where it refuses.
+bool enterMachine(Call& call, const std::string& id) {
+  for (const Json& row : machines(call)) {
+    if (json::string(row, "id") != id || !json::boolean(row, "enabled").value_or(false)) continue;
+    call.session = json::string(row, "session").value_or("default");
+    call.folder = call.folder.machine(id);
+    return true;
+  }
+  return false;
+}
+
 int dispatch(const std::vector<std::string>& words) {
   Call call{.folder = StateFolder::fromEnvironment(), .session = ownSession().value_or("default")};
   call.folder.log(fmt::format("{}", fmt::join(words, " ")));
   std::size_t from = 0;
-  std::optional<std::string> machine;
-  for (; from + 1 < words.size() && (words[from] == "--session" || words[from] == "--machine"); from += 2)
-    words[from] == "--session" ? call.session = words[from + 1] : machine.emplace(words[from + 1]);
-  if (machine) {
-    const Json rows = machines(call);
-    const auto row =
-        std::ranges::find_if(rows, [&](const Json& each) { return json::string(each, "id") == machine; });
-    if (row == rows.end() || !json::boolean(*row, "enabled").value_or(false))
+  for (; from + 1 < words.size() && words[from].starts_with("--"); from += 2) {
+    if (words[from] == "--session") {
+      call.session = words[from + 1];
+    } else if (words[from] != "--machine" || !enterMachine(call, words[from + 1])) {
       return finish(failed("The machine is unknown or disabled."), {});
-    call.session = json::string(*row, "session").value_or("default");
-    call.folder = call.folder.machine(*machine);
+    }
   }
 
   const std::string all =

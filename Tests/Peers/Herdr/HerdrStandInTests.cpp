@@ -249,6 +249,11 @@ TEST_F(HerdrStandInTest, TheSocketFailsOnDemand) {
   wire.send("1", "ping", Json::object());
   EXPECT_EQ(failureOf([&] { wire.next(std::chrono::steady_clock::now() + 100ms, {}); }),
             "Herdr socket timed out.");
+  herdr.setFault({{"on", "event"}, {"answer", "not json\n"}});
+  EXPECT_EQ(failureOf([&] {
+              HerdrSocket::events(herdr.socket("one"), 12, {}, [&] { herdr.open("one", {"cat"}); }, {});
+            }),
+            "Herdr sent an event that is no JSON.");
   EXPECT_EQ(failure({{"on", "pane.read"}, {"cut", "kill"}}), "Herdr disconnected.");
   EXPECT_EQ(failure(Json::object()), "Herdr socket is unavailable.");
 }

@@ -44,6 +44,7 @@ const std::map<std::string_view, Server::Method>& Server::methods() {
       {"ping", &Server::ping},
       {"events.subscribe", &Server::subscribe},
       {"pane.read", &Server::read},
+      {"standin.read", &Server::read},
       {"standin.agents", &Server::agents},
       {"standin.open", &Server::open},
       {"standin.workspace", &Server::workspace},
