@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <poll.h>
@@ -62,9 +63,7 @@ Answer failed(std::string_view message) { return document({{"error", {{"message"
 
 // Asks the session's server; its line is the command's output.
 Answer ask(const Call& call, std::string_view method, const Json& params) {
-  const std::string socket = call.folder.socket(call.session);
-  if (!isRunning(socket)) return failed(fmt::format("Session {} is not running.", call.session));
-  HerdrSocket::Wire wire(socket);
+  HerdrSocket::Wire wire(call.folder.socket(call.session));
   wire.send("cli", method, params);
   const std::string line = wire.next({}, {});
   const auto reply = json::parse(line);
@@ -97,6 +96,8 @@ Answer sessionStart(const Call& call) {
   if (isRunning(call.folder.socket(name))) return failed("The session is already running.");
   ::setenv("STANDIN_HERDR_HOME", call.folder.path().c_str(), 1);
   const std::string log = call.folder.session(name) / "log";
+  // By its true name, which others see in the process table.
+  const std::string own = std::filesystem::read_symlink("/proc/self/exe");
   const pid_t server = ::fork();
   if (server == 0) {
     ::setsid();
@@ -105,7 +106,7 @@ Answer sessionStart(const Call& call) {
     ::dup2(none, 0);
     ::dup2(none, 1);
     ::dup2(errors, 2);
-    ::execl("/proc/self/exe", "herdr", "--session", name.c_str(), "server", nullptr);
+    ::execl(own.c_str(), "herdr", "--session", name.c_str(), "server", nullptr);
     ::_exit(127);
   }
   while (!isRunning(call.folder.socket(name))) {
@@ -116,24 +117,35 @@ Answer sessionStart(const Call& call) {
   return {};
 }
 
+void stopSession(const StateFolder& folder, const std::string& name) {
+  try {
+    HerdrSocket::Wire wire(folder.socket(name));
+    wire.send("cli", "standin.stop", Json::object());
+    wire.next({}, {});
+  } catch (const Failure&) {  // not running, or disconnected: everything is gone
+  }
+}
+
+void stopAll(const StateFolder& folder) {
+  for (const std::string& name : folder.sessions()) stopSession(folder, name);
+  std::error_code error;
+  for (const auto& machine : std::filesystem::directory_iterator(folder.path() / "machines", error))
+    stopAll(StateFolder(machine.path()));
+}
+
 Answer sessionStop(const Call& call) {
-  const bool all = call.options.contains("all");
-  for (const std::string& name :
-       all ? call.folder.sessions() : std::vector{call.words.empty() ? call.session : call.word(0)}) {
-    if (!isRunning(call.folder.socket(name))) continue;
-    try {
-      HerdrSocket::Wire wire(call.folder.socket(name));
-      wire.send("cli", "standin.stop", Json::object());
-      wire.next({}, {});
-    } catch (const Failure&) {  // it disconnects when everything is gone
-    }
+  if (call.options.contains("all")) {
+    stopAll(call.folder);
+  } else {
+    stopSession(call.folder, call.words.empty() ? call.session : call.word(0));
   }
   return {};
 }
 
 Answer paneRead(const Call& call) {
   const std::string source = call.option("source", "visible");
-  Answer answer = paneAnswer(call, "pane.read", {{"source", source}, {"lines", call.number("lines", 200)}});
+  Answer answer =
+      paneAnswer(call, "standin.read", {{"source", source}, {"lines", call.number("lines", 200)}});
   if (answer.status == 0) answer.output = HerdrProtocol::output(answer.output);
   return answer;
 }
@@ -143,7 +155,9 @@ Answer paneReport(const Call& call) {
   for (const auto& [name, value] : call.options) params[name] = value;
   const char* own = std::getenv("HERDR_PANE_ID");
   params["pane_id"] = call.option("pane", own ? own : "");
-  return ask(call, "standin.report", params);
+  Answer answer = ask(call, "standin.report", params);
+  if (answer.status == 0) answer.output.clear();  // it would stand on the pane's screen
+  return answer;
 }
 
 Answer agentStart(const Call& call) {
@@ -242,7 +256,8 @@ const std::vector<Command>& commands() {
          const Json attach{{"terminal_id", call.word(0)},
                            {"cols", call.number("cols", 100)},
                            {"rows", call.number("rows", 30)}};
-         return {"", relayTerminal(call.folder.socket(call.session), attach)};
+         relayTerminal(call.folder.socket(call.session), attach);
+         return {};
        }},
       {"integration status", false, integrationStatus},
       {"integration install", false, integrationInstall},
@@ -301,21 +316,27 @@ std::optional<std::string> ownSession() {
   return name && *name != 0 ? std::optional<std::string>(name) : std::nullopt;
 }
 
+// The state folder and the session on a saved machine, in place of the local ones; false where it refuses.
+bool enterMachine(Call& call, const std::string& id) {
+  for (const Json& row : machines(call)) {
+    if (json::string(row, "id") != id || !json::boolean(row, "enabled").value_or(false)) continue;
+    call.session = json::string(row, "session").value_or("default");
+    call.folder = call.folder.machine(id);
+    return true;
+  }
+  return false;
+}
+
 int dispatch(const std::vector<std::string>& words) {
   Call call{.folder = StateFolder::fromEnvironment(), .session = ownSession().value_or("default")};
   call.folder.log(fmt::format("{}", fmt::join(words, " ")));
   std::size_t from = 0;
-  std::optional<std::string> machine;
-  for (; from + 1 < words.size() && (words[from] == "--session" || words[from] == "--machine"); from += 2)
-    words[from] == "--session" ? call.session = words[from + 1] : machine.emplace(words[from + 1]);
-  if (machine) {
-    const Json rows = machines(call);
-    const auto row =
-        std::ranges::find_if(rows, [&](const Json& each) { return json::string(each, "id") == machine; });
-    if (row == rows.end() || !json::boolean(*row, "enabled").value_or(false))
+  for (; from + 1 < words.size() && words[from].starts_with("--"); from += 2) {
+    if (words[from] == "--session") {
+      call.session = words[from + 1];
+    } else if (words[from] != "--machine" || !enterMachine(call, words[from + 1])) {
       return finish(failed("The machine is unknown or disabled."), {});
-    call.session = json::string(*row, "session").value_or("default");
-    call.folder = call.folder.machine(*machine);
+    }
   }
 
   const std::string all =
@@ -327,10 +348,15 @@ int dispatch(const std::vector<std::string>& words) {
 
   const auto fault = call.folder.fault(command->name, call.session);
   if (fault && fault->delay > 0) std::this_thread::sleep_for(std::chrono::duration<double>(fault->delay));
-  if (fault && fault->silence) hang();
-  if (fault && (fault->exit || fault->answer)) return finish({}, fault);  // refused: nothing is done
+  if (fault && (fault->exit || fault->answer || fault->silence)) {  // refused: nothing is done
+    const int status = finish({}, fault);
+    if (fault->silence) hang();
+    return status;
+  }
   try {
     return finish(command->run(call), fault);
+  } catch (const StreamFailure&) {
+    throw;
   } catch (const Failure& failure) {
     return finish(failed(failure.message()), fault);
   }

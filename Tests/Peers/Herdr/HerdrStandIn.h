@@ -53,9 +53,12 @@ class HerdrStandIn {
   // Gives the pane another terminal, as when it was taken over; updates `pane`.
   void move(const Place& place, Pane& pane);
 
-  // The members of a row are those of `standin::Fault`, with "on" and "session"; an empty list ends all
-  // faults. Machines that are not enabled are listed but refuse commands.
-  void setFaults(const Json& rows, const Place& place = "");
+  // From now on the command or method named by "on" goes wrong as the other members say: those of
+  // `standin::Fault`, and "session". It replaces an earlier fault.
+  void setFault(const Json& fault, const Place& place = "") { setFaults(Json::array({fault}), place); }
+  // Several, the first that fits counting; none for a Herdr without faults.
+  void setFaults(const Json& list, const Place& place = "");
+  // A machine has a state folder of its own; it refuses commands unless it is enabled.
   void setMachines(const std::vector<HerdrMachine>& machines);
   void setIntegrations(const Json& states);
 

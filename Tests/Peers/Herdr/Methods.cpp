@@ -44,6 +44,7 @@ const std::map<std::string_view, Server::Method>& Server::methods() {
       {"ping", &Server::ping},
       {"events.subscribe", &Server::subscribe},
       {"pane.read", &Server::read},
+      {"standin.read", &Server::read},
       {"standin.agents", &Server::agents},
       {"standin.open", &Server::open},
       {"standin.workspace", &Server::workspace},
@@ -226,7 +227,7 @@ void Server::awaitAgent(const Request& request, const std::string& executable, T
   if (found == panes_.end()) return fail("The pane has closed.");
   Pane& mine = *found->second;
   if (mine.agent.empty() && mine.foregroundName() == executable)
-    detected(mine, required(request.params, "kind"), "idle");
+    detected(mine, required(request.params, "kind"), mine.status.empty() ? "idle" : mine.status);
   if (!mine.agent.empty()) {
     return reply(request, {{"result", {{"type", "agent_started"}, {"agent", mine.row()}}}});
   }

@@ -69,6 +69,10 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
   const auto arguments = pointers(words);
   const auto environment = pointers(pairs);
   const winsize size{.ws_row = kRows, .ws_col = kColumns, .ws_xpixel = 0, .ws_ypixel = 0};
+  int started[2];  // closed by the exec, so that the pane's row is true from the start
+  if (::pipe2(started, O_CLOEXEC) != 0) throw Failure::ofErrno("Could not open a pane", errno);
+  const UniqueFd reader(started[0]);
+  UniqueFd writer(started[1]);
   int master = -1;
   pid_ = ::forkpty(&master, nullptr, nullptr, &size);
   if (pid_ < 0) throw Failure::ofErrno("Could not open a pane", errno);
@@ -81,6 +85,9 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
     ::_exit(127);
   }
   master_.reset(master);
+  writer.reset();
+  char none;
+  [[maybe_unused]] const auto end = ::read(reader.get(), &none, 1);
   ::fcntl(master, F_SETFD, FD_CLOEXEC);
   ::fcntl(master, F_SETFL, O_NONBLOCK);
   process_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));

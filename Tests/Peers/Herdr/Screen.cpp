@@ -146,11 +146,13 @@ bool Screen::key(std::string_view name) {
       {"right", VTERM_KEY_RIGHT}, {"enter", VTERM_KEY_ENTER},        {"esc", VTERM_KEY_ESCAPE},
       {"tab", VTERM_KEY_TAB},     {"backspace", VTERM_KEY_BACKSPACE}};
   for (const auto& [word, code] : kKeys) {
-    if (word == name) return ::vterm_keyboard_key(terminal_.get(), code, VTERM_MOD_NONE), true;
+    if (word != name) continue;
+    ::vterm_keyboard_key(terminal_.get(), code, VTERM_MOD_NONE);
+    return true;
   }
-  if (name == "space") return reply_(" "), true;
-  if (name == "ctrl+c") return reply_("\x03"), true;
-  return false;
+  const std::string_view bytes = name == "space" ? " " : name == "ctrl+c" ? "\x03" : "";
+  reply_(bytes);
+  return !bytes.empty();
 }
 
 void Screen::paste(std::string_view text) {

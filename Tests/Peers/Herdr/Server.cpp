@@ -115,11 +115,9 @@ void Server::ready(ID id, Interest interest) {
     const ssize_t sent =
         ::send(connection.fd.get(), connection.out.data(), connection.out.size(), MSG_NOSIGNAL);
     if (sent > 0) connection.out.erase(0, static_cast<std::size_t>(sent));
-    if (sent < 0 && errno != EAGAIN) connection.closing = true, connection.out.clear();
-    if (connection.out.empty()) {
-      if (connection.closing) return void(connections_.erase(id));
-      watch(id);
-    }
+    const bool broken = sent < 0 && errno != EAGAIN;
+    if (broken || (connection.out.empty() && connection.closing)) return void(connections_.erase(id));
+    if (connection.out.empty()) watch(id);
   }
   if (!interest.read) return;
   char bytes[16'384];
@@ -158,7 +156,7 @@ void Server::receive(ID id, const std::string& line) {
 }
 
 void Server::serve(const Request& request, const std::optional<Fault>& fault) {
-  if (fault && fault->silence) return;
+  if (fault && fault->silence && !fault->answer) return;
   try {
     const auto method = methods().find(request.method);
     if (method == methods().end()) throw Failure("Unknown method: " + request.method);

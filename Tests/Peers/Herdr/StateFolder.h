@@ -25,7 +25,7 @@ namespace ostrel::standin {
 // of these members; the first that fits applies.
 struct Fault {
   double delay = 0;             // seconds, before anything else
-  bool silence = false;         // never answers
+  bool silence = false;         // never answers; a command with an answer gives that and hangs then
   std::optional<Json> answer;   // in place of the true answer; text stands as it is, anything else as JSON
   std::optional<int> exit;      // a command's exit status
   std::optional<int> protocol;  // the version given by "ping" and "api schema"

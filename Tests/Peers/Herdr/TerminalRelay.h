@@ -4,11 +4,18 @@
 
 #include <string>
 
+#include "Runtime/Failure.h"
 #include "Runtime/Json.h"
 
 namespace ostrel::standin {
 
-// Until either side ends; the exit status. A refusal goes to standard error.
-int relayTerminal(const std::string& socket, const Json& attach);
+// Why there is no stream: words for standard error, since standard output carries records only.
+class StreamFailure : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// Until either side ends. Throws `StreamFailure`.
+void relayTerminal(const std::string& socket, const Json& attach);
 
 }  // namespace ostrel::standin
