@@ -84,15 +84,23 @@ TEST(HerdrListing, FollowsSessionsPanesAndStates) {
   EXPECT_TRUE(watch.shows("one:idle@" + again.terminal + " " + other, 60s));
 }
 
-TEST(HerdrListing, LooksEveryTwoSecondsWithoutEventsAndSaysWhenHerdrIsGone) {
+TEST(HerdrListing, LooksOftenWhereThereAreNoEventsAndSaysWhenHerdrIsGone) {
   HerdrStandIn herdr;
   herdr.start("one");
   const auto pane = herdr.open("one", {"cat"});
   herdr.report("one", pane, {.agent = "claude", .status = "idle"});
-  // Another version on the socket: no events.
-  herdr.setFaults({{{"on", "ping"}, {"protocol", 99}}});
+  // No socket is told of: nobody subscribes.
+  const Json session = {{"name", "one"}, {"running", true}};
+  herdr.setFaults(
+      Json::array({{{"on", "session list"}, {"answer", {{"sessions", Json::array({session})}}}}}));
   Watching watch(herdr);
   ASSERT_TRUE(watch.shows("one:idle@" + pane.terminal + " "));
+  for (const char* const state : {"working", "blocked"}) {
+    herdr.report("one", pane, {.status = state});
+    EXPECT_TRUE(watch.shows(std::string("one:") + state + "@" + pane.terminal + " "));
+  }
+  for (const std::string& command : herdr.commands()) EXPECT_NE(command, "socket one ping");
+  herdr.setFaults(Json::array());
   herdr.stop("one");
   EXPECT_TRUE(watch.shows("No running Herdr sessions yet. Start Herdr; we’ll keep looking.", 60s));
 }
