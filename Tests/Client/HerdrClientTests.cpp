@@ -144,7 +144,7 @@ TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
   make(true);  // a fixture run
   servers_.launched.clear();
   client_->connectManaged();
-  loop_.runFor(2s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return servers_.launched.size() == 1; }));
   client_->connectManaged();  // one is on its way
   EXPECT_TRUE(*client_->managedServer().starting());
   answer("session list --json", sessions({"ostrel"}));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Herdr/HerdrStandIn.h"
 #include "PeerWorld.h"
 
 namespace ostrel {
@@ -118,6 +119,36 @@ TEST(RealClaude, SessionsOfOneFolderAreToldApart) {
   })) << second.screen();
   const auto agents = world.agentsIn(folder);
   EXPECT_NE(agents[0]["transcript"]["reference"], agents[1]["transcript"]["reference"]);
+}
+
+TEST(RealClaude, IsShownOnceWhereAPaneHasTheSameConversation) {
+  PeerWorld world;
+  const fs::path folder = world.project("twice");
+  Terminal terminal(world, folder, world.claude());
+  ASSERT_TRUE(eventually([&] { return world.agentsIn(folder).size() == 1; })) << terminal.screen();
+  const Json outside = world.agentsIn(folder)[0];
+
+  HerdrStandIn herdr;
+  herdr.start("one");
+  const auto pane = herdr.open("one", {"cat"}, folder.string());
+  herdr.report("one", pane, {.agent = "claude", .status = "working"});
+  ChildProcess::Variables both = world.variables();
+  both["PATH"] = herdr.bin().string() + ":" + both["PATH"];
+  for (const char* const name : {"STANDIN_HERDR_HOME", "STANDIN_HERDR_OWNER"})
+    both[name] = herdr.environment().at(name);
+  const auto listed = [&] {
+    std::string providers;
+    const auto run = runCommand({world.ostrelctl(), "agents", "--json"}, both);
+    for (const Json& agent :
+         json::parse(run.output).value_or(Json::object()).value("agents", Json::array())) {
+      if (field(agent, "context") == folder.string())
+        providers += agent["pid"].is_null() ? "pane " : "process ";
+    }
+    return providers;
+  };
+  EXPECT_EQ(listed(), "pane process ");
+  herdr.report("one", pane, {.reference = field(outside["transcript"], "reference"), .referenceKind = "id"});
+  EXPECT_EQ(listed(), "pane ");
 }
 
 TEST(RealClaude, OneShotRunsAreNoAgents) {

@@ -13,6 +13,7 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Runtime/Json.h"
 #include "Runtime/MainLoop.h"
@@ -29,6 +30,8 @@ inline constexpr Duration kReplyTime = std::chrono::seconds(3);
 class Wire {
  public:
   explicit Wire(const std::string& path);
+  // Over a stream socket that is connected already.
+  explicit Wire(UniqueFd connected) : fd_(std::move(connected)) {}
 
   void send(std::string_view id, std::string_view method, const Json& params);
   // The next line without its newline; what came behind it is kept for the next call. No deadline means
