@@ -11,7 +11,10 @@ HerdrClient::HerdrClient(Ports ports, LocalDiscovery::Scan scanExternal, std::fi
       lights_(ports.loop.wallNow()),
       local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(scanExternal),
              std::move(claudeSessions)) {
-  localChanges_ = local_.agents().observe([this] { inventoryCache_.reset(); });
+  localChanges_ = local_.agents().observe([this] {
+    inventoryCache_.reset();
+    changes_.notify();
+  });
 }
 
 void HerdrClient::startDiscovery() { local_.start(); }

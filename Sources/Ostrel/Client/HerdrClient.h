@@ -46,12 +46,15 @@ class HerdrClient {
   void markSeen(std::string_view id);
 
   LocalDiscovery& local() { return local_; }
+  // Fires when anything that is published here has changed.
+  ChangeSignal& changes() { return changes_; }
 
  private:
   MainLoop& loop_;
   AgentLights lights_;
   LocalDiscovery local_;
   std::optional<Inventory> inventoryCache_;
+  ChangeSignal changes_;
   Subscription localChanges_;
 };
 
