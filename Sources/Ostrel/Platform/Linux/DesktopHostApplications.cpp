@@ -72,9 +72,13 @@ std::optional<std::string> installation(const std::string& program) {
   return std::nullopt;
 }
 
-}  // namespace
+bool isTerminal(std::string_view category) { return category == "TerminalEmulator"; }
 
-std::optional<std::string> DesktopEntry::hostProgram(std::string_view bytes) {
+bool isHost(std::string_view category) {
+  return isTerminal(category) || category == "IDE" || category == "TextEditor";
+}
+
+std::optional<std::string> programOf(std::string_view bytes, bool (*isWanted)(std::string_view category)) {
   bool inEntry = false;
   bool wanted = false;
   std::string exec;
@@ -91,9 +95,7 @@ std::optional<std::string> DesktopEntry::hostProgram(std::string_view bytes) {
     if (key == "Exec") {
       exec = value;
     } else if (key == "Categories") {
-      wanted = std::ranges::any_of(text::split(value, ';'), [](std::string_view category) {
-        return category == "TerminalEmulator" || category == "IDE" || category == "TextEditor";
-      });
+      wanted = std::ranges::any_of(text::split(value, ';'), isWanted);
     } else if ((key == "Terminal" || key == "Hidden") && value == "true") {
       return std::nullopt;  // what runs in a terminal is hosted by that
     } else if (key == "Type" && value != "Application") {
@@ -116,6 +118,16 @@ std::optional<std::string> DesktopEntry::hostProgram(std::string_view bytes) {
     if (word == words.end() || !word->starts_with('/')) return std::nullopt;
   }
   return *word;
+}
+
+}  // namespace
+
+std::optional<std::string> DesktopEntry::hostProgram(std::string_view bytes) {
+  return programOf(bytes, isHost);
+}
+
+std::optional<std::string> DesktopEntry::terminalProgram(std::string_view bytes) {
+  return programOf(bytes, isTerminal);
 }
 
 DesktopHostApplications::DesktopHostApplications(std::vector<fs::path> dataFolders, std::string searchPath)

@@ -21,6 +21,8 @@ struct DesktopEntry {
   // The command line's program as it stands, `env` and its assignments left out; nothing when the entry is no
   // graphical terminal, IDE or text editor, is hidden, or starts through a shell.
   static std::optional<std::string> hostProgram(std::string_view bytes);
+  // The same of a terminal alone.
+  static std::optional<std::string> terminalProgram(std::string_view bytes);
 };
 
 class DesktopHostApplications final : public HostApplications {

@@ -1,0 +1,49 @@
+// Decides when the person is told of an agent without looking: by a banner, by a sound, by both. Main thread
+// only.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "App/AgentSounds.h"
+#include "App/OstrelModel.h"
+#include "Platform/Notifications.h"
+#include "Platform/Preferences.h"
+
+namespace ostrel {
+
+class AgentAlerts {
+ public:
+  // `notifications` is null for a program outside an installation, which keeps its banners to itself. `open`
+  // gets the agent whose banner was clicked; one that is gone by then is passed over.
+  struct Ports {
+    Preferences& preferences;
+    AgentSounds& sounds;
+    Notifications* notifications = nullptr;
+  };
+  AgentAlerts(Ports ports, std::function<void(const HerdrAgent&)> open);
+  AgentAlerts(const AgentAlerts&) = delete;
+  AgentAlerts& operator=(const AgentAlerts&) = delete;
+  ~AgentAlerts();
+
+  // To be called with the whole list after each change of it. The first call tells nobody anything: what
+  // waits at the launch is shown by the lights alone.
+  void update(const std::vector<AgentWithLight>& agents);
+  // Asks for leave to post where a banner is wanted: at the launch, and when one is switched on.
+  void requestPermission();
+
+ private:
+  void alert(const HerdrAgent& agent, AgentSounds::Kind kind);
+
+  Ports ports_;
+  std::function<void(const HerdrAgent&)> open_;
+  std::optional<std::map<std::string, AgentLight>> previous_;
+  std::set<std::string> reportedWorking_;  // those who said themselves that they were working
+  std::map<std::string, HerdrAgent> agents_;
+};
+
+}  // namespace ostrel

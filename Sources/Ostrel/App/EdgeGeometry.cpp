@@ -1,0 +1,74 @@
+#include "App/EdgeGeometry.h"
+
+#include <algorithm>
+
+namespace ostrel::edge {
+
+namespace {
+
+constexpr int kMargin = 8;  // between a window and the border of the visible screen
+
+int panelHeight(PanelTab tab, int selectorRows) {
+  switch (tab) {
+    case PanelTab::agents:
+      // Beyond that many rows the list scrolls.
+      return selectorRows < 9 ? std::max(selectorRows, 1) * kSelectorRowHeight + 132 + 16 : 580;
+    case PanelTab::settings:
+      return 496;
+    case PanelTab::notes:
+      return 476;
+    case PanelTab::machines:
+      return 536;
+    case PanelTab::connections:
+      break;
+  }
+  return 406;
+}
+
+}  // namespace
+
+int railRows(const Screen& screen, const Counts& counts) {
+  if (counts.agents == 0 || railCollapsedHeight(counts.agents, counts) <= screen.visible.height)
+    return counts.agents;
+  const int rest = railCollapsedHeight(0, counts) - kRailRowHeight;  // with the row that counts the others
+  return std::clamp((screen.visible.height - rest) / kRailRowHeight, 1, counts.agents);
+}
+
+int railCollapsedHeight(int rows, const Counts& counts) {
+  return std::max(rows, 1) * kRailRowHeight + 16 + (rows < counts.lights ? kRailMoreHeight : 0) + 8 + 6 +
+         kPillHeight + (counts.updateOffered ? 42 : 0);
+}
+
+Rect notchFrame(const Screen& screen, const Counts& counts) {
+  const int lights = counts.notchLights ? std::min(counts.lights, kNotchLightLimit) : 0;
+  const int height =
+      (lights > 0 ? 18 + kNotchLightPitch * lights : 56) + (counts.updateOffered ? kNotchLightPitch : 0);
+  return {screen.frame.right() - kNotchWidth, screen.visible.middleY() - height / 2, kNotchWidth, height};
+}
+
+Rect railFrame(const Screen& screen, const Counts& counts) {
+  const int collapsed = railCollapsedHeight(railRows(screen, counts), counts);
+  return {screen.visible.right() - 58, screen.visible.middleY() - collapsed / 2, kRailWidth,
+          collapsed + kPillRoom};
+}
+
+Rect panelFrame(const Screen& screen, const Rect& rail, PanelTab tab, const Counts& counts) {
+  const Rect& visible = screen.visible;
+  const int width = std::min(visible.width - 2 * kMargin, 416);
+  const int height = std::min(visible.height - 2 * kMargin, panelHeight(tab, counts.selectorRows));
+  const int x =
+      std::max(std::min(rail.x - width - 4, visible.right() - width - kMargin), visible.x + kMargin);
+  const int y =
+      std::min(std::max(rail.middleY() - 90, visible.y + kMargin), visible.bottom() - kMargin - height);
+  return {x, y, width, height};
+}
+
+Rect agentFrame(const Screen& screen, const Rect& panel, Size size) {
+  const Rect& visible = screen.visible;
+  const int width = std::min(size.width, visible.width - 2 * kMargin);
+  const int height = std::min(size.height, visible.height - 2 * kMargin);
+  return {std::max(panel.x - width, visible.x + kMargin),
+          std::min(panel.y, visible.bottom() - kMargin - height), width, height};
+}
+
+}  // namespace ostrel::edge

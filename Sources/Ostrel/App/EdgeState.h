@@ -1,0 +1,160 @@
+// The state of the windows at the edge of the screen: what the pointer, clicks and menus make of them, and
+// when. Main thread only. The desktop reports what happens and does what the ports say; every decision is
+// made here.
+//
+// The pointer in the handle brings the rail out; the pointer on a button of the rail opens a page as a
+// preview; the pointer on an agent of a page opens its conversation as another. Previews go by themselves
+// when the pointer leaves; a click turns them into windows that stay. At rest nothing runs: the pointer is
+// followed only while it can change something.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <optional>
+
+#include "App/EdgeGeometry.h"
+#include "App/OstrelModel.h"
+#include "App/RailPages.h"
+#include "Platform/EdgeWindows.h"
+#include "Platform/Pointer.h"
+#include "Platform/Preferences.h"
+#include "Platform/Screens.h"
+#include "Runtime/MainLoop.h"
+
+namespace ostrel {
+
+// The keys that mean something to the panel as such.
+enum class PanelKey { up, down, open, close };
+
+class EdgeState {
+ public:
+  // Long enough that a pointer on its way past the handle brings nothing out ...
+  static constexpr Duration kNotchDelay = std::chrono::milliseconds(60);
+  // ... or past a button or an agent opens nothing; short enough to feel like an answer.
+  static constexpr Duration kPageDelay = std::chrono::milliseconds(90);
+  static constexpr Duration kAgentDelay = std::chrono::milliseconds(60);
+  // How long the pointer may be away before what it opened goes.
+  static constexpr Duration kDeparture = std::chrono::milliseconds(300);
+  // Lengths of motions; all of them are none with reduced motion, unlike the delays above.
+  static constexpr Duration kNotchLeaves = std::chrono::milliseconds(240);
+  static constexpr Duration kRailLeaves = std::chrono::milliseconds(140);
+  static constexpr Duration kPanelComes = std::chrono::milliseconds(160);
+  static constexpr Duration kPanelLeaves = std::chrono::milliseconds(100);
+  static constexpr int kPanelSlide = 14;  // points
+
+  struct Ports {
+    MainLoop& loop;
+    EdgeWindows& windows;
+    const Screens& screens;
+    Pointer& pointer;
+    const Preferences& preferences;
+  };
+  // What the conversation window shows.
+  struct Conversation {
+    // Shows the agent; with `markSeen` the person counts as having seen it.
+    std::function<void(const HerdrAgent& agent, bool markSeen)> select;
+    // Ends the refreshing of what is shown.
+    std::function<void()> stopOutput;
+  };
+  EdgeState(Ports ports, OstrelModel& model, Conversation conversation);
+  EdgeState(const EdgeState&) = delete;
+  EdgeState& operator=(const EdgeState&) = delete;
+  ~EdgeState();
+
+  // Places the windows and shows the handle.
+  void start();
+
+  // What the desktop reports.
+  void pointerEnteredNotch();
+  void keyWindowChanged();
+  void clicked(Point place);  // a button of the mouse went down, anywhere
+  void screensChanged();
+  void menuOpened();  // of the program's own: keeps everything open
+  void menuClosed();
+  void settingsChanged();
+
+  // What the views ask for.
+  void hoverPage(std::optional<RailPage> page);  // the pointer is on that button, or on none
+  void hoverPill(bool inside);                   // the pill of further pages, open or not
+  void openPage(RailPage page);                  // a click on it; on the page that stays open: closes it
+  void togglePanel();                            // the agent list, or nothing
+  void hoverAgent(const HerdrAgent& agent, bool inside);
+  void openAgent(const HerdrAgent& agent);
+  void closeAgent();
+  void resizeAgent(Size size);
+  void hoverList(bool inside);  // the rows must not move below the pointer
+  // A key in the panel; false when it meant nothing there, and may mean something to a field.
+  bool keyPressed(PanelKey key);
+  void hidePanel();  // the sheet for a new agent keeps it open
+  void toggleVisibility();
+  // Takes the edge away for that long. Not remembered: a new launch shows it.
+  void hideFor(Duration time);
+  void offerUpdate(bool offered);
+
+  bool visible() const { return edgeEnabled_; }
+  bool railRevealed() const { return railRevealed_; }
+  // Present counts, for the views that lay out the rail.
+  edge::Counts counts() const;
+
+ private:
+  void update();
+  void reconsider();
+  void track();
+  void stopTracking();
+  bool needsPointer() const;
+  bool passed(std::optional<TimePoint>& since, Duration span);
+  bool isOver(EdgeWindow window, int dx, int dy) const;
+  void followLivePreview();
+  void followNotch();
+  void followRail();
+
+  void setRailRevealed(bool reveal);
+  void turnTo(RailPage page);
+  void revealPanel(bool hoverPreview);
+  void openLive(const HerdrAgent& agent, bool preview);
+  void closeLive();
+
+  void layout();
+  void positionAgentWindow();
+  void place(EdgeWindow window, const Rect& frame);
+  void show(EdgeWindow window, bool key = false);
+  void hide(EdgeWindow window);
+  std::optional<Rect>& frame(EdgeWindow window) { return frames_[static_cast<std::size_t>(window)]; }
+  const std::optional<Rect>& frame(EdgeWindow window) const {
+    return frames_[static_cast<std::size_t>(window)];
+  }
+  Duration motion(Duration length) const;
+
+  Ports ports_;
+  OstrelModel& model_;
+  Conversation conversation_;
+  std::array<std::optional<Rect>, 4> frames_;  // by window, as placed
+  Size agentSize_ = edge::kAgentWindowSize;
+  bool updateOffered_ = false;
+
+  bool edgeEnabled_ = true;
+  bool railRevealed_ = false;
+  bool menuTracking_ = false;
+  bool panelOpenedByHover_ = false;      // a preview that has not been clicked
+  bool agentVisible_ = false;            // the conversation window
+  bool livePreview_ = false;             // it is a preview
+  std::optional<HerdrAgent> liveAgent_;  // what it shows
+  std::optional<TimePoint> hoverStarted_;
+  std::optional<TimePoint> departureStarted_;
+  std::optional<TimePoint> liveDeparture_;
+
+  std::optional<Point> pointer_;       // while it is followed
+  std::optional<TimePoint> nextLook_;  // when a delay that runs now will be over
+  Registration following_;
+  Timer lookTimer_;
+  Timer turnTimer_;    // starts the rail's and the handle's motions
+  Timer settleTimer_;  // takes the one that left off the screen
+  Timer pageTimer_;
+  Timer pillTimer_;
+  Timer agentTimer_;
+  Timer panelOutTimer_;
+  Timer unhideTimer_;
+  Subscription newSession_;
+};
+
+}  // namespace ostrel

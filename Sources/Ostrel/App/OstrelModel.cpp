@@ -1,0 +1,193 @@
+#include "App/OstrelModel.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace ostrel {
+
+namespace {
+
+std::array<int, 4> countLights(const std::vector<AgentLight>& lights) {
+  std::array<int, 4> counts{};
+  for (const AgentLight light : lights) ++counts[static_cast<std::size_t>(light)];
+  return counts;
+}
+
+}  // namespace
+
+AgentSource AgentSource::of(HerdrClient& client) {
+  return {
+      .inventory = [&client]() -> const Inventory& { return client.inventory(); },
+      .light = [&client](const HerdrAgent& agent) { return client.light(agent); },
+      .observeStates = [&client](const AgentList& agents) { client.observeStates(agents); },
+      .reconcilePermissions = [] {},
+      .observe =
+          [&client](ChangeSignal::Observer observer) {
+            return client.changes().observe(std::move(observer));
+          },
+      .observeRounds =
+          [&client](ChangeSignal::Observer observer) {
+            return client.local().scans().observe(std::move(observer));
+          },
+  };
+}
+
+OstrelModel::OstrelModel(MainLoop& loop, AgentSource source)
+    : source_(std::move(source)),
+      throttle_(loop, kDelivery, [this] { deliver(); }),
+      sourceChanges_(source_.observe([this] { throttle_.request(); })),
+      rounds_(source_.observeRounds([this] { lookAtLights(); })) {}
+
+// The order counts: a light depends on the change of state that is noted just before it is computed.
+void OstrelModel::deliver() {
+  changes_.notify();
+  if (onLayout) onLayout();
+  source_.observeStates(source_.inventory().primary);
+  source_.reconcilePermissions();
+  const std::vector<AgentWithLight> agents = lit();
+  std::vector<AgentLight>& lights = delivered_.emplace();
+  for (const AgentWithLight& each : agents) lights.push_back(each.light);
+  if (onAgents) onAgents(agents);
+}
+
+// A light also follows the growth of a transcript, of which no source tells; and a first round that finds
+// nobody must count as the first delivery.
+void OstrelModel::lookAtLights() {
+  if (notchLights() != delivered_) throttle_.request();
+}
+
+std::vector<AgentWithLight> OstrelModel::lit() const {
+  std::vector<AgentWithLight> agents;
+  for (const HerdrAgent& agent : source_.inventory().primary) agents.push_back({agent, source_.light(agent)});
+  return agents;
+}
+
+std::vector<AgentGroup> OstrelModel::agentGroups() const {
+  struct Row {
+    const HerdrAgent* agent;
+    std::size_t rank;
+    std::size_t place;  // decides among equals
+  };
+  std::unordered_map<std::string, std::size_t> frozen;
+  if (frozenOrder_) {
+    for (const std::string& id : *frozenOrder_) frozen.try_emplace(id, frozen.size());
+  }
+  const auto rank = [&](const HerdrAgent& agent) -> std::size_t {
+    if (!frozenOrder_) return source_.light(agent) == AgentLight::needsYou ? 0 : 1;
+    const auto found = frozen.find(agent.id());
+    return found == frozen.end() ? frozen.size() : found->second;
+  };
+  std::vector<AgentGroup> groups;
+  std::vector<std::vector<Row>> rows;
+  std::unordered_map<std::string, std::size_t> places;
+  for (const HerdrAgent& agent : source_.inventory().primary) {
+    std::string project = agent.projectLabel();
+    const auto [place, fresh] = places.try_emplace(project, groups.size());
+    if (fresh) {
+      groups.push_back({std::move(project), {}});
+      rows.emplace_back();
+    }
+    rows[place->second].push_back({&agent, rank(agent), rows[place->second].size()});
+  }
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    std::ranges::sort(rows[i], {}, [](const Row& row) { return std::pair(row.rank, row.place); });
+    for (const Row& row : rows[i]) groups[i].agents.push_back(*row.agent);
+  }
+  return groups;
+}
+
+std::vector<AgentWithLight> OstrelModel::railAgents() const {
+  const std::vector<AgentWithLight> all = lit();
+  std::vector<AgentWithLight> agents;
+  for (const AgentLight light :
+       {AgentLight::needsYou, AgentLight::working, AgentLight::done, AgentLight::idle})
+    std::ranges::copy_if(all, std::back_inserter(agents),
+                         [&](const AgentWithLight& each) { return each.light == light; });
+  return agents;
+}
+
+std::vector<AgentLight> OstrelModel::notchLights() const {
+  std::vector<AgentLight> lights;
+  for (const HerdrAgent& agent : source_.inventory().primary) lights.push_back(source_.light(agent));
+  return lights;
+}
+
+int OstrelModel::agentCount() const { return static_cast<int>(source_.inventory().primary.size()); }
+
+std::string OstrelModel::notchSummary() const {
+  const std::vector<AgentLight> lights = notchLights();
+  if (lights.empty()) return "No agents running";
+  constexpr std::string_view labels[] = {"needs you", "working", "done", "idle"};
+  const std::array<int, 4> counts = countLights(lights);
+  std::vector<std::string> pieces;
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    if (counts[i] > 0) pieces.push_back(fmt::format("{} {}", counts[i], labels[i]));
+  }
+  return fmt::format("{}", fmt::join(pieces, " · "));
+}
+
+std::string OstrelModel::selectorSummary() const {
+  const std::vector<AgentLight> lights = notchLights();
+  const auto [needing, working, done, idle] = countLights(lights);
+  std::vector<std::string> pieces;
+  if (needing > 0) pieces.push_back(fmt::format("{} need{} you", needing, needing == 1 ? "s" : ""));
+  if (working > 0) pieces.push_back(fmt::format("{} working", working));
+  if (done > 0) pieces.push_back(fmt::format("{} done", done));
+  if (!pieces.empty()) return fmt::format("{}", fmt::join(pieces, " · "));
+  return lights.size() == 1 ? "1 agent · all quiet" : fmt::format("{} agents · all quiet", lights.size());
+}
+
+int OstrelModel::selectorRowCount() const {
+  std::unordered_map<std::string, int> projects;
+  const AgentList& primary = source_.inventory().primary;
+  for (const HerdrAgent& agent : primary) ++projects[agent.projectLabel()];
+  const int groups = static_cast<int>(projects.size());
+  return static_cast<int>(primary.size()) + (groups >= 2 ? (groups * 6 + 9) / 10 : 0);
+}
+
+void OstrelModel::moveSelection(bool down) {
+  const std::vector<std::string> order = displayOrder();
+  if (order.empty()) return;
+  const auto last = order.size() - 1;
+  std::size_t next = down ? 0 : last;
+  const auto chosen = std::ranges::find(order, keyboardSelection->value_or(""));
+  if (chosen != order.end()) {
+    const auto at = static_cast<std::size_t>(chosen - order.begin());
+    next = down ? std::min(at + 1, last) : at - std::min<std::size_t>(at, 1);
+  }
+  keyboardSelection.set(order[next]);
+}
+
+std::optional<HerdrAgent> OstrelModel::selectedAgent() const {
+  for (const HerdrAgent& agent : source_.inventory().primary) {
+    if (agent.id() == *keyboardSelection) return agent;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> OstrelModel::displayOrder() const {
+  std::vector<std::string> order;
+  for (const AgentGroup& group : agentGroups()) {
+    for (const HerdrAgent& agent : group.agents) order.push_back(agent.id());
+  }
+  return order;
+}
+
+void OstrelModel::freezeOrder(bool freeze) {
+  if (!freeze) {
+    if (!frozenOrder_) return;
+    frozenOrder_.reset();
+  } else {
+    frozenOrder_ = displayOrder();
+  }
+  changes_.notify();
+}
+
+}  // namespace ostrel

@@ -1,0 +1,171 @@
+#include "App/ProviderConnections.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "Runtime/Json.h"
+#include "Runtime/Subprocess.h"
+#include "Runtime/Text.h"
+
+namespace ostrel {
+
+namespace {
+
+constexpr std::size_t kOutputLimit = 1u << 20;  // bytes
+
+struct Provider {
+  const char* command;
+  std::vector<std::string> status;
+  const char* signIn;
+  const char* connect;  // the name of the sign-in's script
+  const char* install;  // what to do without it
+  const char* guide;
+};
+
+const Provider& about(AgentProvider id) {
+  static const Provider codex = {"codex",
+                                 {"login", "status"},
+                                 "codex login",
+                                 "Connect Codex",
+                                 "Install Codex, then refresh connections.",
+                                 "https://developers.openai.com/codex/cli"};
+  static const Provider claude = {"claude",
+                                  {"auth", "status"},
+                                  "claude auth login --claudeai",
+                                  "Connect Claude Code",
+                                  "Install Claude Code, then refresh connections.",
+                                  "https://docs.claude.com/en/docs/claude-code/setup"};
+  return id == AgentProvider::codex ? codex : claude;
+}
+
+}  // namespace
+
+ProviderConnections::ProviderConnections(Ports ports, OstrelModel& model)
+    : ports_(ports),
+      model_(model),
+      panel_(model.isPanelVisible.observe([this] { followSignIn(); })),
+      tab_(model.selectedTab.observe([this] { followSignIn(); })),
+      tasks_(ports.loop) {}
+
+ConnectionState ProviderConnections::ofCodex(int status, std::string_view output) {
+  if (status != 0) return ConnectionState::disconnected;
+  return text::lowercase(output).find("chatgpt") != std::string::npos ? ConnectionState::subscription
+                                                                      : ConnectionState::otherAccount;
+}
+
+ConnectionState ProviderConnections::ofClaude(std::string_view output) {
+  auto answer = json::parse(output);
+  if (!answer) {
+    // A warning may stand round it.
+    const auto begin = output.find('{');
+    const auto end = output.rfind('}');
+    if (begin < end && end != std::string_view::npos)
+      answer = json::parse(output.substr(begin, end - begin + 1));
+  }
+  if (!answer || json::boolean(*answer, "loggedIn") != true) return ConnectionState::disconnected;
+  const std::string method = text::lowercase(json::string(*answer, "authMethod").value_or(""));
+  const bool subscription =
+      method.find("claude") != std::string::npos || method.find("oauth") != std::string::npos;
+  return subscription ? ConnectionState::subscription : ConnectionState::otherAccount;
+}
+
+void ProviderConnections::refreshConnections() {
+  for (const AgentProvider id : {AgentProvider::codex, AgentProvider::claude}) {
+    const auto executable = ports_.tools.find(about(id).command);
+    if (!executable) {
+      setState(id, ConnectionState::missing);
+      continue;
+    }
+    const auto known = connections->find(id);
+    if (known == connections->end() || known->second == ConnectionState::missing)
+      setState(id, ConnectionState::checking);
+    if (pending_.insert(id).second) tasks_.start(check(id, executable->string()));
+  }
+}
+
+Task<void> ProviderConnections::check(AgentProvider provider, std::string executable) {
+  ConnectionState state = ConnectionState::disconnected;
+  try {
+    // Codex answers on standard error, Claude Code on standard output: both are judged.
+    state = co_await ports_.pool.run([provider, executable = std::move(executable),
+                                      environment = ports_.tools.environment(false)](std::stop_token stop) {
+      const Subprocess::Result result = Subprocess::run(executable, about(provider).status, environment,
+                                                        kCheckLimit, kOutputLimit, std::move(stop));
+      return provider == AgentProvider::claude ? ofClaude(result.output)
+                                               : ofCodex(result.status, result.output);
+    });
+  } catch (const Failure&) {
+    // It could not be started.
+  }
+  pending_.erase(provider);
+  setState(provider, state);
+}
+
+void ProviderConnections::connect(AgentProvider id) {
+  const Provider& provider = about(id);
+  if (!ports_.tools.find(provider.command)) {
+    tasks_.start(openGuide(provider.guide));
+    model_.statusMessage.set(provider.install);
+    return;
+  }
+  model_.statusMessage.set("Finish signing in in your browser. The connection updates automatically.");
+  tasks_.start(openTerminal(provider.signIn, provider.connect));
+  signInChecks_ = kSignInChecks;
+  followSignIn();
+}
+
+bool ProviderConnections::watched() const {
+  return *model_.isPanelVisible && *model_.selectedTab == PanelTab::connections;
+}
+
+// Only while somebody looks: so the two minutes are two minutes of watching, and a hidden panel costs
+// nothing.
+void ProviderConnections::followSignIn() {
+  if (signInChecks_ == 0 || !watched()) {
+    refreshTimer_.reset();
+    return;
+  }
+  refreshTimer_ = ports_.loop.after(kSignInInterval, [this] {
+    const bool open = std::ranges::any_of(*connections, [](const auto& entry) {
+      return entry.second != ConnectionState::missing && entry.second != ConnectionState::subscription;
+    });
+    if (open) {
+      --signInChecks_;
+      refreshConnections();
+    }
+    followSignIn();
+  });
+}
+
+void ProviderConnections::becameActive() {
+  const TimePoint now = ports_.loop.now();
+  if (lastActivation_ && now - *lastActivation_ <= kActivationInterval) return;
+  lastActivation_ = now;
+  refreshConnections();
+}
+
+Task<void> ProviderConnections::openTerminal(std::string command, std::string name) {
+  try {
+    co_await ports_.terminal.openTerminal(std::move(command), std::move(name));
+  } catch (const Failure& failure) {
+    model_.statusMessage.set(failure.message());
+  }
+}
+
+Task<void> ProviderConnections::openGuide(std::string url) {
+  try {
+    co_await ports_.pool.run(
+        [&urls = ports_.urls, url = std::move(url)](std::stop_token) { urls.open(url); });
+  } catch (const Failure&) {
+    // The status line says what to do.
+  }
+}
+
+void ProviderConnections::setState(AgentProvider provider, ConnectionState state) {
+  auto next = *connections;
+  next.insert_or_assign(provider, state);
+  connections.set(std::move(next));
+}
+
+}  // namespace ostrel

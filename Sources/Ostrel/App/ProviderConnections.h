@@ -1,0 +1,79 @@
+// Whether the two providers with connections of their own, Codex and Claude Code, are installed and signed
+// in; and the way to sign in. Main thread only; the checks run in the background.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "Agents/HerdrAgent.h"
+#include "App/OstrelModel.h"
+#include "App/TerminalLauncher.h"
+#include "Discovery/CommandLineTools.h"
+#include "Platform/Openers.h"
+#include "Runtime/Background.h"
+#include "Runtime/Published.h"
+#include "Runtime/Task.h"
+
+namespace ostrel {
+
+class ProviderConnections {
+ public:
+  struct Ports {
+    MainLoop& loop;
+    BackgroundPool& pool;
+    const CommandLineTools& tools;
+    TerminalLauncher& terminal;
+    UrlOpener& urls;
+  };
+  // A provider's own tool that does not answer within this is ended and judged by what it said.
+  static constexpr Duration kCheckLimit = std::chrono::seconds(10);
+  // While somebody signs in, and looks at the connections, they are checked this often ...
+  static constexpr Duration kSignInInterval = std::chrono::seconds(3);
+  // ... this many times.
+  static constexpr int kSignInChecks = 40;
+  // The program coming to the front checks them at most this often.
+  static constexpr Duration kActivationInterval = std::chrono::minutes(1);
+
+  // `model` says whether the connections are looked at, and shows what was asked of the person.
+  ProviderConnections(Ports ports, OstrelModel& model);
+
+  // No entry for a provider before its first check. A state gives way to the next without `checking` in
+  // between, except `missing`.
+  Published<std::map<AgentProvider, ConnectionState>> connections;
+
+  // Checks both; a check that still runs is left to finish.
+  void refreshConnections();
+  // No check runs at present.
+  bool idle() const { return pending_.empty(); }
+  // Opens the provider's sign-in in a terminal, or its setup guide where it is not installed.
+  void connect(AgentProvider provider);
+  // The program has come to the front.
+  void becameActive();
+
+  // What the answers of the status commands mean. Pure.
+  static ConnectionState ofCodex(int status, std::string_view output);
+  static ConnectionState ofClaude(std::string_view output);
+
+ private:
+  Task<void> check(AgentProvider provider, std::string executable);
+  Task<void> openTerminal(std::string command, std::string name);
+  Task<void> openGuide(std::string url);
+  void setState(AgentProvider provider, ConnectionState state);
+  bool watched() const;
+  void followSignIn();
+
+  Ports ports_;
+  OstrelModel& model_;
+  std::set<AgentProvider> pending_;
+  std::optional<TimePoint> lastActivation_;
+  int signInChecks_ = 0;  // still to be made
+  Timer refreshTimer_;
+  Subscription panel_;
+  Subscription tab_;
+  TaskScope tasks_;
+};
+
+}  // namespace ostrel

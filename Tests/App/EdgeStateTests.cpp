@@ -1,0 +1,221 @@
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "App/EdgeState.h"
+#include "App/OstrelSetting.h"
+#include "Support/FakeAgents.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+using enum EdgeWindow;
+
+// The desktop: windows, screen and pointer.
+struct FakeDesktop final : EdgeWindows, Screens, Pointer {
+  void place(EdgeWindow window, const Rect& frame) override { frames[window] = frame; }
+  void show(EdgeWindow window, bool takesKey) override {
+    shown[window] = true;
+    if (takesKey) key = window;
+  }
+  void hide(EdgeWindow window) override { shown[window] = false; }
+  void animate(EdgeWindow, const WindowMotion& motion) override { lastMotion = motion; }
+  void takeClicks(EdgeWindow, bool) override {}
+  bool isKey(EdgeWindow window) const override { return key == window && shown.at(window); }
+  bool hasDialog() const override { return dialog; }
+  bool reducedMotion() const override { return reduced; }
+  std::optional<Screen> main() const override { return screen; }
+  Registration follow(Moved function) override {
+    moved = std::make_shared<Moved>(std::move(function));
+    return Registration([this] { moved.reset(); });
+  }
+  void report() {
+    if (const auto keep = moved) (*keep)(pointer);
+  }
+
+  std::map<EdgeWindow, Rect> frames;
+  std::map<EdgeWindow, bool> shown;
+  std::optional<EdgeWindow> key;
+  WindowMotion lastMotion;
+  bool dialog = false, reduced = false;
+  std::optional<Screen> screen = Screen{{0, 0, 1600, 900}, {0, 0, 1600, 900}};
+  Point pointer;
+  std::shared_ptr<Moved> moved;
+};
+
+class EdgeStateTest : public testing::Test {
+ protected:
+  EdgeStateTest() {
+    preferences_.registerDefaults(OstrelSetting::defaults());
+    agents_.agents = {agent_};
+    agents_.lights = {{"a", AgentLight::idle}};
+    edge_.start();
+  }
+  // The windows that are there then, by their first letters; the one with the keyboard in upper case.
+  std::string shownAfter(Duration time) {
+    loop_.runFor(time);
+    std::string text;
+    for (const auto& [window, is] : desktop_.shown) {
+      if (is) text += (desktop_.isKey(window) ? "NRPA" : "nrpa")[static_cast<int>(window)];
+    }
+    return text;
+  }
+  std::string at(Point place, Duration time) {
+    desktop_.pointer = place;
+    if (desktop_.shown[notch] && desktop_.frames[notch].contains(place)) edge_.pointerEnteredNotch();
+    desktop_.report();
+    return shownAfter(time);
+  }
+  std::string in(EdgeWindow window, Duration time) {
+    const Rect frame = desktop_.frames[window];
+    return at({frame.x + frame.width / 2, frame.middleY()}, time);
+  }
+  std::string previewPage() {
+    in(notch, 300ms);
+    edge_.hoverPage(RailPage::agents);
+    return shownAfter(90ms);
+  }
+  std::string clickInto(EdgeWindow window) {
+    in(window, 0ms);
+    desktop_.key = window;
+    edge_.keyWindowChanged();
+    edge_.clicked(desktop_.pointer);
+    return at(kAway, 10s);
+  }
+  static constexpr Point kAway{300, 850};
+  VirtualLoop loop_;
+  MemoryPreferences preferences_;
+  FakeAgents agents_;
+  OstrelModel model_{loop_, agents_.source()};
+  FakeDesktop desktop_;
+  HerdrAgent agent_ = agentOf("a");
+  std::string conversation_;
+  EdgeState edge_{{loop_, desktop_, desktop_, desktop_, preferences_},
+                  model_,
+                  {[this](const HerdrAgent&, bool seen) { conversation_ += seen ? "seen " : "shown "; },
+                   [this] { conversation_ += "stopped "; }}};
+};
+
+TEST_F(EdgeStateTest, TheRailComesAfterAMomentInTheHandleAndLeavesAfterLonger) {
+  in(notch, 59ms);
+  EXPECT_EQ(at(kAway, 1s), "n") << "only passed through";
+  EXPECT_FALSE(desktop_.moved || loop_.nextTimer()) << "nothing runs at rest";
+  EXPECT_EQ(in(notch, 60ms), "nr");
+  EXPECT_TRUE(*model_.railExpanded && *model_.notchAway);
+  EXPECT_EQ(shownAfter(240ms), "r");
+  at(kAway, 299ms);
+  EXPECT_EQ(in(rail, 10s), "r") << "it came back in time";
+  EXPECT_EQ(at(kAway, 300ms), "nr");
+  EXPECT_FALSE(*model_.railExpanded || *model_.notchAway);
+  EXPECT_EQ(in(notch, 1s), "r") << "the reversal cancelled what the leaving had planned";
+}
+
+TEST_F(EdgeStateTest, AHoveredPageIsAPreviewUntilItIsClicked) {
+  EXPECT_EQ(previewPage(), "rp");
+  EXPECT_EQ(desktop_.lastMotion, (WindowMotion{.from = 0, .to = 1, .slide = 14, .duration = 160ms}));
+  edge_.hoverPage(RailPage{PanelTab::notes});
+  EXPECT_EQ(desktop_.frames[panel].height, 476) << "an open panel follows at once";
+  EXPECT_EQ(at(kAway, 440ms), "n");
+  previewPage();
+  EXPECT_EQ(clickInto(panel), "rP");
+  EXPECT_FALSE(desktop_.moved) << "where the pointer is makes no difference any more";
+  edge_.openPage(RailPage::agents);
+  EXPECT_FALSE(*model_.isPanelVisible);
+  loop_.runFor(99ms);
+  edge_.openPage(RailPage::agents);
+  EXPECT_EQ(shownAfter(1s), "rP") << "the end of a fading does not take away what came back";
+  edge_.clicked(kAway);
+  EXPECT_EQ(at(kAway, 1s), "n");
+  preferences_.set(OstrelSetting::openOnHover, false);
+  EXPECT_EQ(previewPage(), "r");
+}
+
+TEST_F(EdgeStateTest, AConversationPreviewSurvivesTheGapAndAClickKeepsIt) {
+  for (const bool click : {false, true}) {
+    previewPage();
+    edge_.hoverAgent(agent_, true);
+    EXPECT_EQ(shownAfter(60ms), "rpa");
+    const Rect frame = desktop_.frames[EdgeWindow::agent];
+    EXPECT_EQ(frame.right(), desktop_.frames[panel].x);
+    EXPECT_EQ(at({frame.x - 12, frame.y - 8}, 10s), "rpa");
+    if (!click) EXPECT_EQ(at({frame.x - 13, frame.y}, 1s), "n");
+  }
+  EXPECT_EQ(clickInto(EdgeWindow::agent), "rpA");
+  edge_.hoverAgent(agent_, true);
+  EXPECT_EQ(shownAfter(1s), "rpA");
+  EXPECT_EQ(conversation_, "shown stopped shown seen ") << "somebody types there";
+}
+
+TEST_F(EdgeStateTest, MenusSheetsAndDialogsKeepEverythingOpen) {
+  previewPage();
+  edge_.menuOpened();
+  edge_.clicked(kAway);
+  EXPECT_EQ(at(kAway, 10s), "rp");
+  model_.showingNewSession.set(true);
+  edge_.menuClosed();
+  edge_.clicked(kAway);
+  edge_.toggleVisibility();
+  EXPECT_EQ(shownAfter(10s), "rP");
+  desktop_.dialog = true;
+  model_.showingNewSession.set(false);
+  edge_.clicked(kAway);
+  EXPECT_EQ(shownAfter(10s), "rP");
+}
+
+TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
+  desktop_.reduced = true;
+  previewPage();
+  edge_.openAgent(agent_);
+  EXPECT_EQ(desktop_.lastMotion, WindowMotion{});
+  desktop_.screen.reset();
+  edge_.screensChanged();
+  desktop_.screen = Screen{{0, 0, 800, 600}, {0, 0, 800, 600}};
+  edge_.screensChanged();
+  EXPECT_EQ(desktop_.frames[panel].right(), 738);
+  EXPECT_EQ(desktop_.frames[EdgeWindow::agent].x, 8) << "covers the panel rather than leave the screen";
+  edge_.closeAgent();
+  edge_.hideFor(2h);
+  edge_.togglePanel();
+  EXPECT_EQ(shownAfter(1h), "P") << "the shortcut still works";
+  edge_.keyPressed(PanelKey::close);
+  EXPECT_EQ(shownAfter(1h), "n");
+}
+
+edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }
+
+TEST(EdgeGeometry, FramesOnAScreenBesideAnotherWithABarAtItsTop) {
+  const Screen screen = {{1920, 0, 1600, 900}, {1920, 30, 1600, 870}};
+  EXPECT_EQ(edge::notchFrame(screen, countsOf(0)), (Rect{3494, 437, 26, 56}));
+  EXPECT_EQ(edge::notchFrame(screen, countsOf(8)), (Rect{3494, 397, 26, 137})) << "seven lights at most";
+  const Rect rail = edge::railFrame(screen, countsOf(3));
+  EXPECT_EQ(rail, (Rect{3462, 399, 54, 244}));
+  const Rect panel = edge::panelFrame(screen, rail, PanelTab::agents, countsOf(3));
+  EXPECT_EQ(panel, (Rect{3042, 431, 416, 310}));
+  EXPECT_EQ(edge::panelFrame(screen, rail, PanelTab::machines, {}), (Rect{3042, 356, 416, 536}));
+  EXPECT_EQ(edge::agentFrame(screen, panel, {500, 300}), (Rect{2542, 431, 500, 300}));
+}
+
+TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
+  const Screen small = {{0, 0, 400, 300}, {0, 0, 400, 300}};
+  const int rows = edge::railRows(small, countsOf(40));
+  EXPECT_LE(edge::railCollapsedHeight(rows, countsOf(40)), 300);
+  EXPECT_GT(edge::railCollapsedHeight(rows + 1, countsOf(40)), 300);
+  const Rect panel = edge::panelFrame(small, edge::railFrame(small, {}), PanelTab::machines, {});
+  EXPECT_EQ(panel, (Rect{8, 8, 384, 284}));
+  EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
+}
+
+TEST(RailPages, ItemsFillTheRailExactly) {
+  for (const int rows : {0, 3, 9}) {
+    edge::Counts counts = countsOf(rows == 9 ? 12 : rows);
+    counts.updateOffered = rows == 3;
+    const RailItem last = rail::items(rows, counts, 4, true).back();
+    EXPECT_EQ(last.y + last.height + 6, edge::railCollapsedHeight(rows, counts) + edge::kPillRoom);
+  }
+}
+
+}  // namespace
+}  // namespace ostrel

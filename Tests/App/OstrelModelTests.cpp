@@ -1,0 +1,76 @@
+#include <gtest/gtest.h>
+
+#include "Support/FakeAgents.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+using enum AgentLight;
+
+class OstrelModelTest : public testing::Test {
+ protected:
+  VirtualLoop loop_;
+  FakeAgents agents_;
+  std::vector<HerdrAgent>& list_ = agents_.agents;
+  OstrelModel model_{loop_, agents_.source()};
+};
+
+TEST_F(OstrelModelTest, ListsAreOrderedByProjectAndByLight) {
+  EXPECT_EQ(model_.notchSummary() + ", " + model_.selectorSummary(),
+            "No agents running, 0 agents · all quiet");
+  const HerdrAgent a = agentOf("a"), b = agentOf("b", "Home"), c = agentOf("c"),
+                   d = agentOf("d", "/other/one/");
+  HerdrAgent r = agentOf("r", "/home/one");
+  r.machine = HerdrMachine{.id = "m", .label = "Box", .target = "box", .session = "s"};
+  list_ = {a, b, c, r, d};
+  agents_.lights = {{"a", working}, {"b", done}, {"c", needsYou}, {"d", needsYou}, {"r", idle}};
+  using Groups = std::vector<AgentGroup>;
+  EXPECT_EQ(model_.agentGroups(), (Groups{{"one", {c, d, a}}, {"Home", {b}}, {"Box · one", {r}}}));
+  EXPECT_EQ(model_.railAgents()[2], (AgentWithLight{a, working}));
+  EXPECT_EQ(model_.notchSummary(), "2 needs you · 1 working · 1 done · 1 idle");
+  EXPECT_EQ(model_.selectorSummary(), "2 need you · 1 working · 1 done");
+  EXPECT_EQ(model_.selectorRowCount(), 7) << "three headings of six tenths";
+
+  // Frozen, neither a light nor a new agent moves a row; the rail still sorts.
+  model_.freezeOrder(true);
+  const HerdrAgent fresh = agentOf("f");
+  agents_.lights = {{"a", needsYou}, {"b", done}, {"c", done}, {"d", idle}, {"f", done}, {"r", idle}};
+  list_.insert(list_.begin(), fresh);
+  EXPECT_EQ(model_.agentGroups(), (Groups{{"one", {c, d, a, fresh}}, {"Home", {b}}, {"Box · one", {r}}}));
+  EXPECT_EQ(model_.railAgents().front().agent, a);
+  for (const HerdrAgent& next : {r, b, fresh}) {
+    model_.moveSelection(false);
+    EXPECT_EQ(model_.selectedAgent(), next);
+  }
+  model_.freezeOrder(false);
+  EXPECT_EQ(model_.agentGroups().front(), (AgentGroup{"one", {a, fresh, c, d}}));
+}
+
+TEST_F(OstrelModelTest, BurstsAreDeliveredOnceInTheWrittenOrder) {
+  const Subscription views = model_.observe([&] { agents_.calls += "views "; });
+  model_.onLayout = [&] { agents_.calls += "layout "; };
+  model_.onAgents = [&](const auto& agents) { agents_.calls += std::to_string(agents.size()); };
+  const auto callsIn = [&](Duration time) {
+    loop_.runFor(time);
+    return std::exchange(agents_.calls, {});
+  };
+  const std::string once = "views layout states permissions 1";
+  list_ = {agentOf("a")};
+  agents_.lights = {{"a", idle}};
+  for (int i = 0; i < 5; ++i) agents_.changes.notify();
+  EXPECT_EQ(callsIn(0ms), once);
+  agents_.changes.notify();
+  EXPECT_EQ(callsIn(49ms), "");
+  EXPECT_EQ(callsIn(1ms), once);
+  // A round of discovery without a change is delivered where a light went its own way.
+  agents_.rounds.notify();
+  EXPECT_EQ(callsIn(1s), "");
+  agents_.lights = {{"a", working}};
+  agents_.rounds.notify();
+  EXPECT_EQ(callsIn(1s), once);
+}
+
+}  // namespace
+}  // namespace ostrel

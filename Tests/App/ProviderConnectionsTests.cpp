@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include "App/ProviderConnections.h"
+#include "Runtime/Files.h"
+#include "Support/ChildProcess.h"
+#include "Support/FakeAgents.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+namespace fs = std::filesystem;
+using enum ConnectionState;
+
+TEST(ProviderConnections, ReadTheAnswersOfTheTools) {
+  const auto codex = ProviderConnections::ofCodex;
+  EXPECT_EQ(codex(0, "Logged in using ChatGPT\n"), subscription);
+  EXPECT_EQ(codex(0, "API key configured - sk-x\n"), otherAccount);
+  EXPECT_EQ(codex(1, "Not logged in to ChatGPT\n"), disconnected);
+  const auto claude = ProviderConnections::ofClaude;
+  EXPECT_EQ(claude("(node) a warning\n{\"loggedIn\":true,\"authMethod\":\"Claude.ai\"}\n"), subscription);
+  EXPECT_EQ(claude(R"({"loggedIn":true})"), otherAccount);
+  EXPECT_EQ(claude(R"({"loggedIn":"true","authMethod":"oauth"})"), disconnected);
+  EXPECT_EQ(claude("} logged in {"), disconnected);
+}
+
+class ProviderConnectionsTest : public testing::Test {
+ protected:
+  // Opens nothing: the words of the failure say what was asked for.
+  struct Desktop final : UrlOpener, TerminalOpener {
+    void open(const std::string&) override {}
+    void open(const fs::path& script) override { throw Failure(script.filename()); }
+  };
+  // Each run leaves a byte.
+  void installCodex(const std::string& line) {
+    fs::permissions(folder_.write("bin/codex", "#!/bin/sh\nprintf x >> '" + log_.string() + "'\n" + line),
+                    fs::perms::owner_all);
+  }
+  ConnectionState codex() const { return connections_.connections->at(AgentProvider::codex); }
+  bool reaches(ConnectionState state, std::size_t runs) {
+    return loop_.waitUntil([&] {
+      return connections_.idle() && codex() == state && files::read(log_).value_or("").size() == runs;
+    });
+  }
+  TemporaryFolder folder_;
+  fs::path log_ = folder_.path() / "log";
+  VirtualLoop loop_;
+  CommandLineTools tools_{Environment{{{"PATH", folder_.path() / "bin"}}, folder_.path(), {}}};
+  Desktop desktop_;
+  FakeAgents agents_;
+  OstrelModel model_{loop_, agents_.source()};
+  BackgroundPool pool_;
+  TerminalLauncher terminal_{pool_, tools_, desktop_, folder_.path() / "data"};
+  ProviderConnections connections_{{loop_, pool_, tools_, terminal_, desktop_}, model_};
+};
+
+TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
+  connections_.connect(AgentProvider::codex);
+  EXPECT_EQ(*model_.statusMessage, "Install Codex, then refresh connections.");
+  connections_.refreshConnections();
+  EXPECT_EQ(codex(), missing);
+  installCodex("[ \"$*\" = 'login status' ] && echo 'API key configured' >&2");
+  connections_.refreshConnections();
+  connections_.refreshConnections();
+  EXPECT_EQ(codex(), checking);
+  EXPECT_TRUE(reaches(otherAccount, 1)) << "checks of one provider never overlap";
+
+  // A sign-in is watched while somebody looks, for two minutes in all.
+  connections_.connect(AgentProvider::codex);
+  const auto message = "Could not open Terminal: launch-Connect Codex.command"s;
+  EXPECT_TRUE(loop_.waitUntil([&] { return *model_.statusMessage == message; }));
+  EXPECT_FALSE(loop_.nextTimer()) << "nobody looks";
+  model_.selectedTab.set(PanelTab::connections);
+  model_.isPanelVisible.set(true);
+  for (std::size_t i = 1; i <= ProviderConnections::kSignInChecks; ++i) {
+    loop_.runFor(3s);
+    ASSERT_EQ(codex(), otherAccount) << "no flicker";
+    ASSERT_TRUE(reaches(otherAccount, 1 + i));
+  }
+  EXPECT_FALSE(loop_.nextTimer());
+}
+
+TEST_F(ProviderConnectionsTest, TheScriptOfATerminalRunsItsCommandAndWaits) {
+  const fs::path script = folder_.write("s", TerminalLauncher::script("echo \"$PATH\"", "/it's/bin:/bin"));
+  const auto run = runCommand({"/bin/sh", script.string()}, {});
+  EXPECT_EQ(run.output + run.errors, "/it's/bin:/bin\n\nPress Return to close this tab…\n");
+}
+
+}  // namespace
+}  // namespace ostrel
