@@ -1,5 +1,6 @@
 #include "PermissionHook.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -15,56 +16,48 @@ namespace {
 
 namespace permissionSocket = ostrel::permissionSocket;
 
-constexpr std::size_t kLeast = 4096;  // bytes read at once
-
-// Bytes that grow. The usual question and answer fit the program's own memory.
-char usual[64 * 1024];
-struct Buffer {
-  char* bytes = usual;
-  std::size_t length = 0;
-  std::size_t room = sizeof usual;
-  ~Buffer() {
-    if (bytes != usual) std::free(bytes);
-  }
+// The question, later the answer. The server takes no line of more than four million bytes; there is room
+// for one spread over many lines. Pages that aren't touched cost nothing.
+struct Line {
+  static constexpr std::size_t kRoom = 8u << 20;
+  char bytes[kRoom + 1];  // and its newline
+  std::size_t length;
 };
+Line line;
 
-bool makeRoom(Buffer& buffer) {
-  if (buffer.room - buffer.length > kLeast) return true;
-  const std::size_t room = buffer.room * 2;
-  void* const grown = buffer.bytes == usual ? std::malloc(room) : std::realloc(buffer.bytes, room);
-  if (!grown) return false;
-  if (buffer.bytes == usual) std::memcpy(grown, usual, buffer.length);
-  buffer.bytes = static_cast<char*>(grown);
-  buffer.room = room;
-  return true;
+// Bytes read at once: what the processor's cache still holds when they are looked through.
+constexpr std::size_t kPiece = 128u << 10;
+
+char* find(char* from, const char* end, char wanted) {
+  return static_cast<char*>(std::memchr(from, wanted, static_cast<std::size_t>(end - from)));
 }
 
-// One byte stays free for the newline that is put behind what was read.
-std::size_t freeBytes(const Buffer& buffer) { return buffer.room - buffer.length - 1; }
-
-bool readInput(Buffer& buffer) {
-  for (;;) {
-    if (!makeRoom(buffer)) return false;
-    const ssize_t count = ::read(STDIN_FILENO, buffer.bytes + buffer.length, freeBytes(buffer));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return true;
-    buffer.length += static_cast<std::size_t>(count);
-  }
-}
-
-void removeAll(Buffer& buffer, char unwanted) {
-  char* const end = buffer.bytes + buffer.length;
-  char* kept = static_cast<char*>(std::memchr(buffer.bytes, unwanted, buffer.length));
-  if (!kept) return;
+// Takes every `unwanted` byte out; the new end.
+char* without(char unwanted, char* bytes, char* end) {
+  char* kept = find(bytes, end, unwanted);
+  if (!kept) return end;
   for (char* at = kept; at < end;) {
     ++at;
-    char* next = static_cast<char*>(std::memchr(at, unwanted, static_cast<std::size_t>(end - at)));
+    char* next = find(at, end, unwanted);
     if (!next) next = end;
     std::memmove(kept, at, static_cast<std::size_t>(next - at));
     kept += next - at;
     at = next;
   }
-  buffer.length = static_cast<std::size_t>(kept - buffer.bytes);
+  return kept;
+}
+
+// Reads all of standard input as one line, without its line breaks; false when it is too long for anybody.
+bool readInput() {
+  while (line.length < Line::kRoom) {
+    char* const piece = line.bytes + line.length;
+    const ssize_t count = ::read(STDIN_FILENO, piece, std::min(kPiece, Line::kRoom - line.length));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return true;
+    line.length =
+        static_cast<std::size_t>(without('\r', piece, without('\n', piece, piece + count)) - line.bytes);
+  }
+  return false;
 }
 
 bool connectTo(int fd, const permissionSocket::Path& path) {
@@ -75,12 +68,12 @@ bool connectTo(int fd, const permissionSocket::Path& path) {
   }
 }
 
-bool sendLine(int fd, Buffer& buffer) {
-  buffer.bytes[buffer.length++] = '\n';
+bool sendLine(int fd) {
+  line.bytes[line.length++] = '\n';
   for (;;) {
-    const ssize_t sent = ::send(fd, buffer.bytes, buffer.length, MSG_NOSIGNAL);
+    const ssize_t sent = ::send(fd, line.bytes, line.length, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
-    return sent == static_cast<ssize_t>(buffer.length);
+    return sent == static_cast<ssize_t>(line.length);
   }
 }
 
@@ -98,28 +91,29 @@ bool waitForReply(int fd) {
   }
 }
 
-// The reply's first line; what came of it when the connection ended before its newline.
-bool receiveLine(int fd, Buffer& buffer) {
-  buffer.length = 0;
-  for (;;) {
-    if (!waitForReply(fd) || !makeRoom(buffer)) return false;
-    char* const block = buffer.bytes + buffer.length;
-    const ssize_t count = ::recv(fd, block, freeBytes(buffer), 0);
+// The reply's first line; what came of it when the connection ended before its newline. False for nothing.
+bool receiveLine(int fd) {
+  line.length = 0;
+  while (line.length < Line::kRoom) {
+    if (!waitForReply(fd)) return false;
+    char* const piece = line.bytes + line.length;
+    const ssize_t count = ::recv(fd, piece, Line::kRoom - line.length, 0);
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return buffer.length > 0;
-    buffer.length += static_cast<std::size_t>(count);
-    if (const void* newline = std::memchr(block, '\n', static_cast<std::size_t>(count))) {
-      buffer.length = static_cast<std::size_t>(static_cast<const char*>(newline) - buffer.bytes);
-      return buffer.length > 0;
+    if (count <= 0) return line.length > 0;
+    line.length += static_cast<std::size_t>(count);
+    if (const char* newline = find(piece, piece + count, '\n')) {
+      line.length = static_cast<std::size_t>(newline - line.bytes);
+      return line.length > 0;
     }
   }
+  return false;
 }
 
-void print(Buffer& buffer) {
+void print() {
   std::signal(SIGPIPE, SIG_IGN);
-  buffer.bytes[buffer.length++] = '\n';
-  for (std::size_t written = 0; written < buffer.length;) {
-    const ssize_t count = ::write(STDOUT_FILENO, buffer.bytes + written, buffer.length - written);
+  line.bytes[line.length++] = '\n';
+  for (std::size_t written = 0; written < line.length;) {
+    const ssize_t count = ::write(STDOUT_FILENO, line.bytes + written, line.length - written);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return;
     written += static_cast<std::size_t>(count);
@@ -129,16 +123,13 @@ void print(Buffer& buffer) {
 }  // namespace
 
 int runHook(bool fixture) {
-  Buffer buffer;
-  if (!readInput(buffer)) return 0;
+  if (!readInput()) return 0;
   const auto path =
       permissionSocket::path(std::getenv(permissionSocket::kVariable), std::getenv("XDG_DATA_HOME"),
                              std::getenv("HOME"), fixture ? static_cast<unsigned>(::getpid()) : 0);
   if (!path.usable()) return 0;
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0 || !connectTo(fd, path)) return 0;
-  removeAll(buffer, '\n');
-  removeAll(buffer, '\r');
-  if (sendLine(fd, buffer) && receiveLine(fd, buffer)) print(buffer);
+  if (sendLine(fd) && receiveLine(fd)) print();
   return 0;
 }
