@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(decision["behavior"].is_string());
     if (const Json* input = json::member(decision, "updatedInput")) {
       require((*input)["answers"].size() == answers.chosen.size());
-      for (const Json& text : (*input)["answers"]) require(text.is_string());
+      for (const Json& text : (*input)["answers"]) require(text.is_string() || text.is_array());
     }
   }
   return 0;

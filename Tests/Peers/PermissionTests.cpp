@@ -1,8 +1,4 @@
 // The real Claude Code asks through its hook, and does what the server tells it.
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 #include <gtest/gtest.h>
 
 #include "Claude/ClaudePermissionServer.h"
@@ -17,11 +13,12 @@ namespace {
 namespace fs = std::filesystem;
 using Answer = ClaudePermissionAnswer;
 
-class RealClaudePermissions : public testing::Test {
- protected:
+struct RealClaudePermissions : testing::Test {
   RealClaudePermissions() {
     server.start();
-    permissions.installAtLaunch();
+    MemoryPreferences none;
+    ClaudePermissions(environment, fs::path(world.ostrelctl()).parent_path() / "Ostrel", none)
+        .installAtLaunch();
   }
   bool eventually(const std::function<bool()>& condition) {
     return ostrel::eventually([&] {
@@ -36,89 +33,57 @@ class RealClaudePermissions : public testing::Test {
   bool idle() {
     return eventually([&] { return state() == "idle"; });
   }
-  bool asked() {
-    return eventually([&] { return !server.requests()->empty(); });
-  }
-  void answer(const Answer& given) {
-    server.answer(ClaudePermissionRequest(server.requests()->front()), given);
-  }
-  // Whether the conversation's transcript holds `words`.
-  bool told(std::string_view words) const {
-    std::ostringstream all;
-    for (const auto& entry : fs::recursive_directory_iterator(world.home() / ".claude/projects")) {
-      if (entry.path().extension() == ".jsonl") all << std::ifstream(entry.path()).rdbuf();
-    }
-    return all.str().contains(words);
+  void answer(const Answer& given) { server.answer(server.requests()->front(), given); }
+  // Whether the conversation's transcript comes to hold `words`.
+  bool told(const std::string& words) {
+    return eventually([&] {
+      return runCommand({"grep", "-rqF", words, world.home() / ".claude/projects"}, world.variables())
+                 .status == 0;
+    });
   }
 
   PeerWorld world;
   const fs::path folder = world.project("asking");
   const Environment environment{{}, world.home(), {}};
-  MemoryPreferences preferences;
-  ClaudePermissions permissions{environment, fs::path(world.ostrelctl()).parent_path() / "Ostrel",
-                                preferences};
   EpollLoop loop;
   ClaudePermissionServer server{loop, ClaudePermissions::socketPath(environment)};
 };
 
-TEST_F(RealClaudePermissions, CommandsRunAsAnswered) {
+TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   Terminal terminal(world, folder, world.claude());
-  ASSERT_TRUE(idle()) << terminal.screen();
-  terminal.submit("Please [run touch allowed]");
-  ASSERT_TRUE(asked()) << terminal.screen();
-  EXPECT_EQ(server.requests()->front().title, "Run what was asked for");
+  const auto asks = [&](const std::string& prompt) {
+    if (!idle()) return false;
+    terminal.submit(prompt);
+    return eventually([&] { return !server.requests()->empty(); });
+  };
+  const auto made = [&](const char* file) { return eventually([&] { return fs::exists(folder / file); }); };
+  ASSERT_TRUE(asks("Please [run touch allowed]")) << terminal.screen();
   EXPECT_EQ(server.requests()->front().detail, "touch allowed");
-  EXPECT_FALSE(fs::exists(folder / "allowed"));
   answer({Answer::Allow{}});
-  EXPECT_TRUE(eventually([&] { return fs::exists(folder / "allowed"); })) << terminal.screen();
-  ASSERT_TRUE(idle());
+  EXPECT_TRUE(made("allowed")) << terminal.screen();
 
-  terminal.submit("Please [run touch redirected]");
-  ASSERT_TRUE(asked()) << terminal.screen();
-  answer({Answer::Deny{"Use another name."}});
-  EXPECT_TRUE(eventually([&] { return told("Use another name."); })) << terminal.screen();
-  ASSERT_TRUE(idle());
-  terminal.submit("Please [run git tag nothing-here]");
-  ASSERT_TRUE(asked()) << terminal.screen();
-  ASSERT_FALSE(server.requests()->front().alwaysRules.empty());
-  answer({Answer::AllowAlways{}});
-  EXPECT_TRUE(eventually([&] { return fs::exists(folder / ".claude/settings.local.json"); }))
+  ASSERT_TRUE(asks(
+      R"([use AskUserQuestion {"questions":[{"question":"Which one?","header":"One","multiSelect":false,)"
+      R"("options":[{"label":"Left","description":"l"},{"label":"Right","description":"r"}]},)"
+      R"({"question":"Which colours?","header":"Many","multiSelect":true,)"
+      R"("options":[{"label":"Red","description":"r"},{"label":"Blue","description":"b"}]}]}])"))
       << terminal.screen();
-  ASSERT_TRUE(idle());
+  answer({Answer::Answers{{{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}}}});
+  EXPECT_TRUE(told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red,Blue\")")) << terminal.screen();
 
   // Answered in the terminal: the hook is left waiting, and only the agent's state tells.
-  terminal.submit("Please [run touch by-hand]");
-  ASSERT_TRUE(asked()) << terminal.screen();
+  ASSERT_TRUE(asks("Please [run touch by-hand]")) << terminal.screen();
   terminal.key("Enter");
-  EXPECT_TRUE(eventually([&] { return fs::exists(folder / "by-hand"); })) << terminal.screen();
-  ASSERT_TRUE(idle());
+  EXPECT_TRUE(made("by-hand") && idle()) << terminal.screen();
   EXPECT_TRUE(eventually([&] {
     server.reconcilePermissions([&](std::string_view) { return state(); });
     return server.requests()->empty();
   }));
 
-  terminal.submit("Please [run touch denied]");
-  ASSERT_TRUE(asked()) << terminal.screen();
+  ASSERT_TRUE(asks("Please [run touch denied]")) << terminal.screen();
   answer({Answer::Deny{}});
   ASSERT_TRUE(idle()) << terminal.screen();
-  EXPECT_FALSE(fs::exists(folder / "redirected") || fs::exists(folder / "denied"));
-}
-
-TEST_F(RealClaudePermissions, QuestionsAreAnswered) {
-  Terminal terminal(world, folder, world.claude());
-  ASSERT_TRUE(idle()) << terminal.screen();
-  terminal.submit(
-      R"([use AskUserQuestion {"questions":[{"question":"Which one?","header":"One","multiSelect":false,)"
-      R"("options":[{"label":"Left","description":"l"},{"label":"Right","description":"r"}]},)"
-      R"({"question":"Which colours?","header":"Many","multiSelect":true,)"
-      R"("options":[{"label":"Red","description":"r"},{"label":"Blue","description":"b"}]}]}])");
-  ASSERT_TRUE(asked()) << terminal.screen();
-  EXPECT_EQ(server.requests()->front().questions.size(), 2u);
-  answer({Answer::Answers{{{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}}}});
-  EXPECT_TRUE(eventually([&] {
-    return told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red, Blue\")");
-  })) << terminal.screen();
-  EXPECT_TRUE(idle()) << terminal.screen();
+  EXPECT_FALSE(fs::exists(folder / "denied"));
 }
 
 }  // namespace

@@ -94,9 +94,7 @@ Json decision(const ClaudePermissionAnswer::Answers& answers, const ClaudePermis
   for (const auto& question : request.questions) {
     const auto found = answers.chosen.find(question.question);
     if (found == answers.chosen.end() || found->second.empty()) continue;
-    // Claude Code takes texts alone, and writes several choices as its own terminal does.
-    given[question.question] =
-        question.multiSelect ? fmt::format("{}", fmt::join(found->second, ", ")) : found->second.front();
+    given[question.question] = question.multiSelect ? Json(found->second) : Json(found->second.front());
   }
   Json input = json::parse(request.input).value_or(Json::object());
   if (!input.is_object()) input = Json::object();
