@@ -56,7 +56,7 @@ struct ClaudePermissionServerTest : testing::Test {
     loop.runUntilIdle();
     return client;
   }
-  const std::vector<ClaudePermissionRequest>& open() { return server.requests().get(); }
+  const std::vector<ClaudePermissionRequest>& open() { return *server.requests(); }
   // What a hook is told when its question is answered so.
   std::string reply(const std::string& line, const Answer& answer) {
     Client hook = connect(line);
@@ -68,17 +68,13 @@ struct ClaudePermissionServerTest : testing::Test {
   const TemporaryFolder folder;
   const std::string path = folder.path() / "p.sock";
   VirtualLoop loop;
-  std::string captured;
-  const ClaudePermissionServer::Capture capture = [this](auto event, const Json& properties) {
-    captured = std::string(event) + properties.dump();
-  };
-  ClaudePermissionServer server{loop, path, capture};
+  ClaudePermissionServer server{loop, path};
 };
 
 TEST_F(ClaudePermissionServerTest, AnswersGoOutAsClaudeCodeReadsThem) {
   const auto line = [](const std::string& decision) {
-    return R"({"hookSpecificOutput":{"decision":{"behavior":)" + decision +
-           R"(},"hookEventName":"PermissionRequest"}})" + "\n";
+    const std::string event = R"(},"hookEventName":"PermissionRequest"}})";
+    return R"({"hookSpecificOutput":{"decision":{"behavior":)" + decision + event + "\n";
   };
   EXPECT_EQ(reply(kBash, {Answer::AllowAlways{}}),
             line(R"("allow","updatedPermissions":[{"behavior":"allow","type":"addRules","x":[1.5]}])"));
@@ -91,7 +87,6 @@ TEST_F(ClaudePermissionServerTest, AnswersGoOutAsClaudeCodeReadsThem) {
   EXPECT_EQ(
       reply(kQuestions, {Answer::Answers{{{"One?", {"A", "B"}}, {"Many?", {"Red"}}, {"Skipped?", {}}}}}),
       line(R"("allow","updatedInput":)" + input.dump()));
-  EXPECT_EQ(captured, R"(prompt_answered{"agent":"claude","answer":"question"})");
 }
 
 TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
@@ -131,7 +126,7 @@ TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
 TEST_F(ClaudePermissionServerTest, SlowAndBrokenLinesHoldUpNobody) {
   Client slow = connect("{");
   Client silent = connect("");
-  EXPECT_NE(reply(kQuestions, kYes), "");
+  EXPECT_NE(reply(kQuestions, kYes), "") << "the others don't wait for them";
   for (std::size_t at = 1; at < 5; ++at) {
     loop.runFor(4s);
     slow.send(kBash.substr(at, 1));
@@ -141,16 +136,10 @@ TEST_F(ClaudePermissionServerTest, SlowAndBrokenLinesHoldUpNobody) {
   slow.send(kBash.substr(5));
   loop.runFor(1h);
   EXPECT_EQ(open().size(), 1u) << "a request has no time limit";
-  Client half = connect("{");
-  loop.runFor(4999ms);
-  EXPECT_FALSE(half.ended());
-  loop.runFor(1ms);
-  EXPECT_TRUE(half.ended());
   for (const std::string refused :
-       {"", "[]", "{\"session_id\":1,\"tool_name\":\"x\"}", "{\"session_id\":\"s\"}",
-        R"({"session_id":"s","tool_name":"AskUserQuestion","tool_input":{"questions":[{}]}})",
-        "{\"session_id\":\"s\",\"tool_name\":\"\xff\"}"})
-    EXPECT_TRUE(connect(refused + "\n").ended()) << refused;
+       {"[]\n", "{\"session_id\":1,\"tool_name\":\"x\"}\n", "{\"session_id\":\"s\"}\n",
+        "{\"session_id\":\"s\",\"tool_name\":\"AskUserQuestion\",\"tool_input\":{\"questions\":[{}]}}\n"})
+    EXPECT_TRUE(connect(refused).ended()) << refused;
   EXPECT_TRUE(connect(kBash + "more").ended());
 }
 
@@ -168,8 +157,7 @@ TEST_F(ClaudePermissionServerTest, LongLinesAndManyHooks) {
   EXPECT_FALSE(feed(endless, std::string(5'000'000, 'x')));
 
   std::list<Client> hooks;
-  for (int i = 0; i < 200; ++i) hooks.push_back(connect(kBash));
-  for (int i = 0; i < 60; ++i) hooks.push_back(connect(""));
+  for (int i = 0; i < 260; ++i) hooks.push_back(connect(i < 200 ? kBash : ""));
   EXPECT_TRUE(hooks.back().ended()) << "more than anybody needs";
   loop.runFor(5s);
   EXPECT_FALSE(connect(kBash).ended()) << "the silent ones have made room";

@@ -17,7 +17,6 @@ TEST(PermissionCardTest, SaysWhatIsAskedAndOffersWhatTheRequestAllows) {
   for (const auto& [tool, input, title, detail] : std::vector<std::array<const char*, 4>>{
            {"Bash", R"({"command":"ls","description":"Élan"})", "Claude wants to élan", "ls"},
            {"Bash", R"({"command":7,"description":""})", "Claude wants to run a command", ""},
-           {"NotebookEdit", R"({"notebook_path":"/n"})", "Claude wants to edit a notebook", "/n"},
            {"mcp__github__create_pull_request", R"({"b":"/é","a":[]})",
             "Claude wants to use github · create_pull_request", "{\n  \"a\": [],\n  \"b\": \"/é\"\n}"},
            {"mcp__server", "{}", "Claude wants to use mcp__server", "{}"}}) {
