@@ -48,18 +48,11 @@ void agents(benchmark::State& state) { measure(state, {besideThis("ostrelctl"), 
 void ps(benchmark::State& state) {
   measure(state, {"ps", "-axo", "pid=,ppid=,uid=,stat=,tty=,lstart=,comm="});
 }
-void nothing(benchmark::State& state) { measure(state, {"true"}); }
-void launcher(benchmark::State& state) { measure(state, {besideThis("Ostrel"), "--permission-hook"}); }
 
 BENCHMARK(agents)->Name("Program/agents")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ps)->Name("Program/ps")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(nothing)->Name("Program/true")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(launcher)->Name("Program/launcher")->Unit(benchmark::kMillisecond)->UseRealTime();
 
-[[maybe_unused]] const bool figures =
-    ostrel::bench::figure("`ostrelctl agents`, exec to exit, to ps for the table", "Program/agents",
-                          "Program/ps", 1.0) &&
-    ostrel::bench::figure("the launcher in the hook role, to `true`", "Program/launcher", "Program/true",
-                          1.0);
+[[maybe_unused]] const bool figures = ostrel::bench::figure(
+    "`ostrelctl agents`, exec to exit, to ps for the table", "Program/agents", "Program/ps", 1.0);
 
 }  // namespace

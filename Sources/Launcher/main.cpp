@@ -8,14 +8,21 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "PermissionHook.h"
+
 namespace {
 
 constexpr int kNotStarted = 127;  // as a shell has it for a program that can't be run
 constexpr char kHookRole[] = "--permission-hook";
 constexpr char kDesktopProgram[] = "/libexec/Ostrel";
 
-// No output means "no decision": Claude Code then asks in its own terminal, as if there were no hook.
-int runHook() { return 0; }
+bool isFixture(int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) {
+    if (std::strncmp(argv[i], "--check-", 8) == 0 || std::strncmp(argv[i], "--snapshot", 10) == 0)
+      return true;
+  }
+  return false;
+}
 
 void cutLastComponent(char* path) {
   if (char* slash = std::strrchr(path, '/')) *slash = '\0';
@@ -34,7 +41,7 @@ int fail(const char* path) {
 
 int main(int argc, char** argv) {
   for (int i = 0; i < argc; ++i) {
-    if (std::strcmp(argv[i], kHookRole) == 0) return runHook();
+    if (std::strcmp(argv[i], kHookRole) == 0) return runHook(isFixture(argc, argv));
   }
   // <prefix>/bin/Ostrel, wherever that is installed and whatever link it was called by.
   char path[PATH_MAX + sizeof kDesktopProgram];  // with room for the program's name

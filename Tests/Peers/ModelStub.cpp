@@ -39,6 +39,22 @@ std::optional<std::string> commandIn(std::string_view prompt) {
   return std::string(prompt.substr(start + 5, end - start - 5));
 }
 
+// A tool of Claude Code's and its input.
+struct ToolUse {
+  std::string name;
+  Json input;
+};
+std::optional<ToolUse> toolIn(std::string_view prompt) {
+  if (const auto command = commandIn(prompt))
+    return ToolUse{"Bash", {{"command", *command}, {"description", "Run what was asked for"}}};
+  const auto start = prompt.find("[use ");
+  const auto end = prompt.rfind(']');
+  if (start == std::string_view::npos || end == std::string_view::npos) return std::nullopt;
+  const auto words = text::words(prompt.substr(start + 5, end - start - 5), 2);
+  const auto input = words.size() == 2 ? json::parse(words[1]) : std::nullopt;
+  return input ? std::optional(ToolUse{std::string(words[0]), *input}) : std::nullopt;
+}
+
 // What the model is asked: the last message of the person's, and whether a tool's result came after it.
 struct Question {
   std::string prompt;
@@ -94,7 +110,7 @@ Question responsesQuestion(const Json& body) {
 
 std::string messagesAnswer(const Json& body, const Question& question) {
   const bool hasTools = json::member(body, "tools") && !body["tools"].empty();
-  const auto command = hasTools && !question.toolAnswered ? commandIn(question.prompt) : std::nullopt;
+  const auto tool = hasTools && !question.toolAnswered ? toolIn(question.prompt) : std::nullopt;
   const Json start{{"type", "message_start"},
                    {"message",
                     {{"id", freshID("msg")},
@@ -109,10 +125,9 @@ std::string messagesAnswer(const Json& body, const Question& question) {
   Json delta{{"type", "text_delta"}, {"text", question.toolAnswered ? "Finished." : "Understood."}};
   if (!hasTools)
     delta["text"] = R"({"title": "Talking to a stub"})";  // the side question for a conversation's title
-  if (command) {
-    block = {{"type", "tool_use"}, {"id", freshID("toolu")}, {"name", "Bash"}, {"input", Json::object()}};
-    const Json input{{"command", *command}, {"description", "Run what was asked for"}};
-    delta = {{"type", "input_json_delta"}, {"partial_json", json::dump(input)}};
+  if (tool) {
+    block = {{"type", "tool_use"}, {"id", freshID("toolu")}, {"name", tool->name}, {"input", Json::object()}};
+    delta = {{"type", "input_json_delta"}, {"partial_json", json::dump(tool->input)}};
   }
   return event("message_start", start) +
          event("content_block_start",
@@ -121,7 +136,7 @@ std::string messagesAnswer(const Json& body, const Question& question) {
          event("content_block_stop", {{"type", "content_block_stop"}, {"index", 0}}) +
          event("message_delta",
                {{"type", "message_delta"},
-                {"delta", {{"stop_reason", command ? "tool_use" : "end_turn"}, {"stop_sequence", nullptr}}},
+                {"delta", {{"stop_reason", tool ? "tool_use" : "end_turn"}, {"stop_sequence", nullptr}}},
                 {"usage", {{"output_tokens", 5}}}}) +
          event("message_stop", {{"type", "message_stop"}});
 }

@@ -1,0 +1,107 @@
+#include "Claude/PermissionCards.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "Runtime/Text.h"
+
+namespace ostrel {
+
+std::string PermissionCardModel::heading() const {
+  const std::string_view first = text::prefixCharacters(request_.title, 1);
+  return fmt::format("Claude wants to {}{}", text::lowercase(first), request_.title.substr(first.size()));
+}
+
+std::string PermissionCardModel::alwaysLine() const {
+  return fmt::format("Allow from now on: {}", fmt::join(request_.alwaysRules, ", "));
+}
+
+std::optional<ClaudePermissionAnswer> PermissionCardModel::instead(std::string_view text) const {
+  const std::string_view trimmed = text::trim(text);
+  if (trimmed.empty()) return std::nullopt;
+  return Answer{Answer::Deny{std::string(trimmed)}};
+}
+
+std::string QuestionCardModel::heading() const {
+  const std::size_t count = request_.questions.size();
+  return count == 1 ? "Claude has a question" : fmt::format("Claude has {} questions", count);
+}
+
+void QuestionCardModel::choose(std::size_t index, std::size_t option) {
+  const std::string& label = question(index).options.at(option).label;
+  auto& chosen = chosen_[question(index).question];
+  if (!question(index).multiSelect) {
+    chosen = {label};
+  } else if (std::erase(chosen, label) == 0) {
+    chosen.push_back(label);
+  }
+}
+
+bool QuestionCardModel::isChosen(std::size_t index, std::size_t option) const {
+  const auto found = chosen_.find(question(index).question);
+  return found != chosen_.end() &&
+         std::ranges::find(found->second, question(index).options.at(option).label) != found->second.end();
+}
+
+void QuestionCardModel::setOther(std::size_t index, std::string text) {
+  other_[question(index).question] = std::move(text);
+}
+
+std::vector<std::string> QuestionCardModel::picks(std::size_t index) const {
+  const Question& asked = question(index);
+  std::vector<std::string> picks;
+  for (std::size_t option = 0; option < asked.options.size(); ++option) {
+    if (isChosen(index, option)) picks.push_back(asked.options[option].label);
+  }
+  const auto other = other_.find(asked.question);
+  const std::string_view own = other == other_.end() ? "" : text::trim(other->second);
+  if (!own.empty()) {
+    if (!asked.multiSelect) picks.clear();
+    picks.emplace_back(own);
+  }
+  return picks;
+}
+
+bool QuestionCardModel::complete() const {
+  for (std::size_t i = 0; i < request_.questions.size(); ++i) {
+    if (picks(i).empty()) return false;
+  }
+  return true;
+}
+
+std::optional<ClaudePermissionAnswer> QuestionCardModel::send() const {
+  if (!complete()) return std::nullopt;
+  Answer::Answers answers;
+  for (std::size_t i = 0; i < request_.questions.size(); ++i)
+    answers.chosen.emplace(question(i).question, picks(i));
+  return Answer{std::move(answers)};
+}
+
+void QuestionCardModel::up() {
+  if (highlighted_ > 0) --highlighted_;
+}
+
+void QuestionCardModel::down() {
+  if (highlighted_ < question(focused_).options.size()) ++highlighted_;
+}
+
+void QuestionCardModel::tab() {
+  focused_ = (focused_ + 1) % request_.questions.size();
+  highlighted_ = 0;
+}
+
+std::optional<ClaudePermissionAnswer> QuestionCardModel::enter() {
+  const Question& asked = question(focused_);
+  if (highlighted_ < asked.options.size()) {
+    choose(focused_, highlighted_);
+    if (asked.multiSelect) return std::nullopt;
+  }
+  if (focused_ + 1 == request_.questions.size()) return send();
+  tab();
+  return std::nullopt;
+}
+
+}  // namespace ostrel

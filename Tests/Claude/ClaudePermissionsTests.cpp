@@ -1,0 +1,194 @@
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "Claude/ClaudePermissionServer.h"
+#include "Claude/ClaudePermissions.h"
+#include "Claude/ClaudeSettings.h"
+#include "Runtime/Failure.h"
+#include "Runtime/Files.h"
+#include "Support/ChildProcess.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kCommand = "test -x '/o' && exec '/o' --permission-hook || exit 0";
+
+// "%" opens the list of groups, "@" is ours, "~" an old copy of it, "$" somebody else's.
+std::string settings(std::string text) {
+  for (const auto& [sign, meaning] : std::initializer_list<std::pair<char, std::string>>{
+           {'%', R"({"hooks":{"PermissionRequest":)"},
+           {'@',
+            R"({"matcher":"","hooks":[{"type":"command","command":")" + kCommand + R"(","timeout":600}]})"},
+           {'~', R"({"hooks":[{"command":"x"},{"command":"'/moved' --permission-hook"}]})"},
+           {'$', R"({"matcher":"Bash","hooks":[{"type":"command","command":"audit"}]})"}}) {
+    for (std::size_t at = 0; (at = text.find(sign, at)) != std::string::npos; at += meaning.size())
+      text.replace(at, 1, meaning);
+  }
+  return text;
+}
+
+TEST(ClaudeSettingsTest, EditsTheValueAndNothingElse) {
+  for (const auto& [before, on, off] : std::vector<std::array<const char*, 3>>{
+           {R"({"hooks":null,"a":1})", R"({"a":1,"hooks":{"PermissionRequest":[@]}})", R"({"a":1})"},
+           {"%[1,@]}}", "%[@]}}", "{}"},
+           {"%[~,@,~]}}", "%[@]}}", "{}"},
+           {R"(%[~,$,~,~,{"hooks":"--permission-hook"},@]}})", R"(%[$,{"hooks":"--permission-hook"},@]}})",
+            R"(%[$,{"hooks":"--permission-hook"}]}})"},
+           {R"(%[~],"S":7}})", R"(%[@],"S":7}})", R"({"hooks":{"S":7}})"},
+           {R"({"h\u006foks":{"PermissionRequest":[$]}})", "%[$,@]}}", "%[$]}}"},
+           {R"({"hooks":{"Stop":[$]},"hooks":{"PermissionRequest":[@]}})", "%[@]}}", "{}"}}) {
+    const auto text = claudeSettings::editText(settings(before), true, kCommand);
+    EXPECT_EQ(json::parse(*text), json::parse(settings(on))) << before << "\n" << *text;
+    EXPECT_EQ(claudeSettings::editText(*text, true, kCommand), text) << "nothing more to do";
+    EXPECT_EQ(json::parse(*claudeSettings::editText(settings(before), false, kCommand)),
+              json::parse(settings(off)));
+  }
+  for (const char* refused : {"", "// c\n{}", "{\"a\":1,}", "[]", "{} {}", "{\"a\":\"\xff\"}"})
+    EXPECT_EQ(claudeSettings::editText(refused, true, kCommand), std::nullopt) << refused;
+}
+
+// Files as people have them. Putting the hook in adds bytes in one place; taking it out gives them back.
+TEST(ClaudeSettingsTest, KeepsTheFileAsItsOwnerWroteIt) {
+  std::string on;
+  for (const char* file :
+       {"{\r\n \"b\": [1,\r\n  3],\r\n \"hooks\": {\r\n  \"PermissionRequest\": [\r\n   $\r\n  ]\r\n "
+        "}\r\n}\r\n",
+        R"({ "b": 1, "hooks": { "PreToolUse": [$], "PermissionRequest": [ $ ] }, "a": -0.0 })",
+        "\xEF\xBB\xBF{\"a\\/b\": \"\\u00e9\\ud83d\\ude00 } ] \\\\\"}\n\n\n",
+        "{\n\"hooks\":{\"PermissionRequest\":[{\n\"hooks\":[]}]}}",
+        "{\n\n  \"allow\" : [ ] ,\n  \"hooks\" :\n  {\n    \"Stop\" : [ $ ]\n  }\n\n}",
+        "{\n\t\"z\": 1.50,\n\t\"a\": 12345678901234567890123\n}\n"}) {
+    const std::string before = settings(file);
+    on = claudeSettings::editText(before, true, kCommand).value();
+    EXPECT_EQ(json::parse(on), claudeSettings::edited(*json::parse(before), true, kCommand));
+    const auto kept = std::ranges::mismatch(before, on).in1 - before.begin();
+    EXPECT_TRUE(on.ends_with(before.substr(static_cast<std::size_t>(kept)))) << on;
+    EXPECT_EQ(claudeSettings::editText(on, false, kCommand), before) << on;
+  }
+  EXPECT_TRUE(on.contains("123,\n\t\"hooks\": {\n\t\t\"PermissionRequest\": [\n\t\t\t{\n\t\t\t\t\"matcher\""))
+      << on;
+  EXPECT_TRUE(on.ends_with("\"timeout\": 600\n\t\t\t\t\t}\n\t\t\t\t]\n\t\t\t}\n\t\t]\n\t}\n}\n")) << on;
+}
+
+struct ClaudePermissionsTest : testing::Test {
+  std::string text() const { return files::read(file).value_or("(none)"); }
+  const TemporaryFolder home;
+  const fs::path file = home.path() / ".claude/settings.json";
+  const fs::path backup = file.string() + ".ostrel-backup";
+  MemoryPreferences preferences;
+  Json captured;
+  const ClaudePermissions::Capture capture = [this](auto, const Json& properties) { captured = properties; };
+  ClaudePermissions permissions{{{}, home.path(), {}}, "/o", preferences, capture};
+};
+
+TEST_F(ClaudePermissionsTest, EditsTheUsersFile) {
+  permissions.installAtLaunch();
+  const std::string fresh = text();
+  EXPECT_FALSE(fs::exists(backup)) << "there was nothing to keep";
+  for (const bool on : {false, true}) permissions.setInstalled(on);
+  EXPECT_TRUE(text() == fresh && permissions.isInstalled());
+  fs::remove(backup);
+
+  const auto real = home.write("dotfiles/claude.json", "{\"a\": 1}");
+  fs::permissions(real, fs::perms(0640));
+  fs::remove(file);
+  fs::create_symlink(real, file);
+  for (const bool on : {true, false, true}) permissions.setInstalled(on);
+  EXPECT_TRUE(fs::is_symlink(file) && permissions.isInstalled());
+  EXPECT_EQ(fs::status(real).permissions(), fs::perms(0640));
+  EXPECT_EQ(fs::status(backup).permissions(), fs::perms(0640));
+  EXPECT_EQ(files::read(backup), "{\"a\": 1}");
+
+  fs::remove(file);
+  fs::create_directory(file);  // as good as any file that is there but can't be read
+  EXPECT_THROW(permissions.setInstalled(true), Failure);
+}
+
+TEST_F(ClaudePermissionsTest, TheUsersWordStands) {
+  home.write(".claude/settings.json", "{ // mine\n}");
+  EXPECT_THROW(permissions.setEnabled(true), Failure);
+  permissions.installAtLaunch();
+  EXPECT_TRUE(text() == "{ // mine\n}" && preferences.stored.empty() && captured.is_null());
+  for (const char* before : {"%[@,$]}}", "%[~,@,$]}}", "%[$,~]}}"}) {
+    home.write(".claude/settings.json", settings(before));
+    permissions.installAtLaunch();
+    EXPECT_EQ(text(), settings(std::string_view(before).contains('@') ? before : "%[$,@]}}"));
+  }
+  permissions.setEnabled(false);
+  permissions.installAtLaunch();
+  EXPECT_EQ(text(), settings("%[$]}}"));
+  permissions.setEnabled(true);
+  EXPECT_EQ(preferences.object(ClaudePermissions::kOffKey), false);
+  EXPECT_EQ(captured, Json({{"on", true}, {"setting", "claude_prompts"}}));
+}
+
+// The launcher in its hook role as a real process, run as Claude Code runs it.
+struct PermissionHookTest : testing::Test {
+  PermissionHookTest() {
+    fs::create_directories(program.parent_path());
+    fs::copy_file(fs::path(OSTREL_BIN_DIR) / "Ostrel", program);
+    server.start();
+  }
+  // Starts the installed command with `input` on its standard input.
+  std::unique_ptr<ChildProcess> hook(std::string_view input, const std::string& behind = "") {
+    const std::string file = home.write("input", input);
+    return std::make_unique<ChildProcess>(
+        std::vector<std::string>{"/bin/sh", "-c", "( " + permissions.hookCommand() + " ) <" + file + behind},
+        ChildProcess::Variables{{"HOME", home.path()}});
+  }
+  bool asked(std::size_t count) {
+    return loop.waitUntil([&] { return server.requests()->size() == count; });
+  }
+  static std::string printed(ChildProcess& process) {
+    const auto run = process.finish();
+    return run.status == 0 ? run.output + run.errors : "(failed)";
+  }
+
+  const TemporaryFolder home;
+  const fs::path program = home.path() / "it's here" / "Ostrel";
+  const Environment environment{{}, home.path(), {}};
+  MemoryPreferences preferences;
+  ClaudePermissions permissions{environment, program, preferences};
+  VirtualLoop loop;
+  ClaudePermissionServer server{loop, ClaudePermissions::socketPath(environment)};
+};
+
+TEST_F(PermissionHookTest, PrintsTheAnswerOrNothing) {
+  // Line breaks of both kinds, and more than one read of them.
+  auto process = hook("\n{\r\n\"session_id\": \"s\",\n\"tool_name\": \"Bash\",\r\n\"x\": \"" +
+                      std::string(300'000, 'p') + "\",\"tool_input\": {\"command\":\n\"ls\"}}\r\n\n");
+  ASSERT_TRUE(asked(1));
+  EXPECT_EQ(server.requests()->front().detail, "ls");
+  server.answer(server.requests()->front(), {ClaudePermissionAnswer::Allow{}});
+  EXPECT_EQ(printed(*process), R"({"hookSpecificOutput":{"decision":{"behavior":"allow"},)"
+                               R"("hookEventName":"PermissionRequest"}})"
+                               "\n");
+
+  const std::string question = R"({"session_id":"s","tool_name":"Bash"})";
+  process = hook(question);
+  ASSERT_TRUE(asked(1));
+  // Claude Code that has ended reads no answer: its hook must not wait for one, and the card goes.
+  auto orphan = hook(question, " | true; echo ended");
+  ASSERT_TRUE(asked(2));
+  EXPECT_EQ(printed(*orphan), "ended\n");
+  EXPECT_TRUE(asked(1));
+  server.stop();
+  EXPECT_EQ(printed(*process), "");
+  EXPECT_EQ(printed(*hook(question)), "");  // no server
+  fs::remove(program);
+  EXPECT_EQ(printed(*hook(question)), "");  // no program
+  const std::string longest(103, 'x');
+  const auto socket = [&](const std::string& path) {
+    return ClaudePermissions::socketPath({{{"OSTREL_PERMISSION_SOCKET", path}}, home.path(), {}});
+  };
+  EXPECT_TRUE(socket(longest) == longest && socket(longest + "x").empty() && socket("").empty());
+}
+
+}  // namespace
+}  // namespace ostrel
