@@ -125,7 +125,10 @@ TEST(RealClaude, IsShownOnceWhereAPaneHasTheSameConversation) {
   PeerWorld world;
   const fs::path folder = world.project("twice");
   Terminal terminal(world, folder, world.claude());
-  ASSERT_TRUE(eventually([&] { return world.agentsIn(folder).size() == 1; })) << terminal.screen();
+  ASSERT_TRUE(eventually([&] {
+    const auto agents = world.agentsIn(folder);
+    return agents.size() == 1 && field(agents[0], "state") == "idle";
+  })) << terminal.screen();
   const Json outside = world.agentsIn(folder)[0];
 
   HerdrStandIn herdr;
