@@ -24,10 +24,16 @@ HerdrLink::Doors herdr(const CommandLineTools& tools) {
           .isExecutable = [](const std::filesystem::path& path) { return files::isExecutable(path); }};
 }
 
+// The launcher of the installation that this program is part of: the hook's command names it.
+std::filesystem::path launcher(Processes& processes) {
+  return std::filesystem::path(processes.executablePath(::getpid())).parent_path().parent_path() / "bin" /
+         "Ostrel";
+}
+
 }  // namespace
 
 LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_view)> complain,
-                     std::function<void(std::string_view)> announce, Settings settings)
+                     std::function<void(std::string_view)> announce, Face face)
     : environment_(std::move(environment)),
       tools_(environment_),
       hosts_(DesktopHostApplications::dataFolders(environment_), tools_.searchPath()),
@@ -40,12 +46,28 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
       exits_(loop_),
       files_(loop_),
       untouched_(preferences_.shared()),
-      client_({loop_, pool_, exits_, files_, settings == Settings::kept ? preferences_.shared() : untouched_,
-               servers_},
-              {.scanExternal = [this](std::stop_token stop) { return externalAgents_.scan(std::move(stop)); },
-               .claudeSessions = environment_.claudeFolder() / "sessions",
-               .herdr = herdr(tools_),
-               .toolEnvironment = tools_.environment(false),
-               .fixture = preferences_.isFixture()}) {}
+      reader_(transcripts_, pool_),
+      claudePermissions_(environment_, launcher(processes_), preferences_.shared()),
+      client_(
+          {loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_, servers_},
+          sources(face)) {}
+
+HerdrClient::Sources LinuxCore::sources(Face face) {
+  HerdrClient::Sources sources{
+      .scanExternal = [this](std::stop_token stop) { return externalAgents_.scan(std::move(stop)); },
+      .claudeSessions = environment_.claudeFolder() / "sessions",
+      .herdr = herdr(tools_),
+      .toolEnvironment = tools_.environment(false),
+      .loadHistory = [this](auto reference, auto kind,
+                            auto provider) { return reader_.load(reference, kind, provider); },
+      .readPane = HerdrSocket::read,
+      .fixture = preferences_.isFixture()};
+  if (face == Face::full) {
+    sources.permissionSocket = ClaudePermissions::socketPath(
+        environment_, sources.fixture ? std::optional(::getpid()) : std::nullopt);
+    sources.installHook = [this] { claudePermissions_.installAtLaunch(); };
+  }
+  return sources;
+}
 
 }  // namespace ostrel

@@ -6,8 +6,9 @@
 #include <string_view>
 
 #include "App/OstrelPreferences.h"
+#include "Claude/ClaudePermissions.h"
 #include "Client/HerdrClient.h"
-#include "Conversations/AgentTranscript.h"
+#include "Conversations/AgentTranscriptReader.h"
 #include "Conversations/ConversationTitle.h"
 #include "Discovery/CommandLineTools.h"
 #include "Discovery/ExternalAgents.h"
@@ -26,14 +27,15 @@ namespace ostrel {
 
 class LinuxCore {
  public:
-  // A face that only looks changes no setting of the person's: what the client notes stays in memory.
-  enum class Settings { kept, untouched };
+  // A face that only looks changes no setting of the person's (what the client notes stays in memory), and
+  // leaves Claude Code's prompts and settings alone.
+  enum class Face { full, looks };
 
   // `complain` gets the one-line reports that can't be shown elsewhere, such as a preference file that was
   // set aside; `announce` the line of the discovery self-check, where the arguments ask for it. Throws
   // `Failure` when the kernel lacks descriptors for a main loop.
   LinuxCore(Environment environment, std::function<void(std::string_view)> complain,
-            std::function<void(std::string_view)> announce, Settings settings = Settings::kept);
+            std::function<void(std::string_view)> announce, Face face = Face::full);
   LinuxCore(const LinuxCore&) = delete;
   LinuxCore& operator=(const LinuxCore&) = delete;
 
@@ -45,8 +47,11 @@ class LinuxCore {
   ExternalAgents& externalAgents() { return externalAgents_; }
   OstrelPreferences& preferences() { return preferences_; }
   HerdrClient& client() { return client_; }
+  ClaudePermissions& claudePermissions() { return claudePermissions_; }
 
  private:
+  HerdrClient::Sources sources(Face face);
+
   // Order matters: what background work uses stands before the pool, whose destruction waits for that work.
   const Environment environment_;
   const CommandLineTools tools_;
@@ -63,6 +68,8 @@ class LinuxCore {
   InotifyWatcher files_;
   SpawnedServers servers_;
   OverlayPreferences untouched_;
+  AgentTranscriptReader reader_;
+  ClaudePermissions claudePermissions_;
   HerdrClient client_;
 };
 

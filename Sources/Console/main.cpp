@@ -35,7 +35,7 @@ bool writeOutput(std::string_view bytes) {
 void complain(std::string_view line) { fmt::print(stderr, "ostrelctl: {}\n", line); }
 
 int runList(const Environment& environment, const console::Options& options) {
-  LinuxCore core(environment, complain, {}, LinuxCore::Settings::untouched);
+  LinuxCore core(environment, complain, {}, LinuxCore::Face::looks);
   core.preferences().migrate();
   core.preferences().shared().registerDefaults(OstrelSetting::defaults());
   int status = 0;

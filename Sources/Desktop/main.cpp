@@ -43,7 +43,7 @@ void run(const Environment& environment) {
   ResidentProgram program(core.preferences(), copies, environment.arguments,
                           {.startDiscovery = [&] { core.client().restoreConnection(); },
                            .checkDiscovery = [&] { tasks.start(checkDiscovery(core)); },
-                           .stopDiscovery = [&] { core.client().disconnect(false); }});
+                           .stopDiscovery = [&] { core.client().stop(); }});
 
   const Watch asked = signals.watch(core.loop(), [&] { core.loop().stop(); });
   if (program.launch()) core.loop().run();

@@ -27,7 +27,7 @@ AgentSource AgentSource::of(HerdrClient& client) {
       .inventory = [&client]() -> const Inventory& { return client.inventory(); },
       .light = [&client](const HerdrAgent& agent) { return client.light(agent); },
       .observeStates = [&client](const AgentList& agents) { client.observeStates(agents); },
-      .reconcilePermissions = [] {},
+      .reconcilePermissions = [&client] { client.reconcilePermissions(); },
       .observe =
           [&client](ChangeSignal::Observer observer) {
             return client.changes().observe(std::move(observer));

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Client/ConversationLinks.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
@@ -25,15 +26,23 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                 .environment = std::move(sources.toolEnvironment),
                 .launcher = ports.servers,
                 .fixture = sources.fixture}),
+      permissions_(ports.loop, std::move(sources.permissionSocket)),
+      installHook_(std::move(sources.installHook)),
       inventory_(ports.preferences),
+      selected_(ports.loop, ports.pool, ports.preferences, link_,
+                {.loadHistory = std::move(sources.loadHistory),
+                 .readPane = std::move(sources.readPane),
+                 .run = sources.herdr.run,
+                 .current = [this](const std::string& id) { return current(id); }}),
       selection_({[this]() -> const Inventory& { return inventory(); }, link_.agents(), codexAgents_,
                   ports.preferences},
                  {.selected =
                       [this](const HerdrAgent& agent, bool seen) {
                         if (seen) markSeen(agent.id());
+                        if (!fixture_) selected_.open(agent);
                       },
-                  .cleared = {},
-                  .refreshed = {}}),
+                  .cleared = [this] { selected_.close(); },
+                  .refreshed = [this](const HerdrAgent& agent) { selected_.refreshHistory(agent); }}),
       tasks_(ports.loop) {
   using Source = AgentInventory::Source;
   merge(Source::herdr, link_.agents());
@@ -53,7 +62,17 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
   tell(managed_.starting());
   tell(connectedMachines_);
   tell(selection_.selectedID());
-  subscriptions_.push_back(local_.scans().observe([this] { selection_.reconcile(); }));
+  tell(selected_.transcript());
+  tell(selected_.sessionDetails());
+  tell(selected_.transcriptNotice());
+  tell(selected_.output());
+  tell(selected_.hasLoadedOutput());
+  tell(selected_.outputError());
+  tell(permissions_.requests());
+  subscriptions_.push_back(local_.scans().observe([this] {
+    selection_.reconcile();
+    reconcilePermissions();
+  }));
   subscriptions_.push_back(link_.steps().observe([this] { selection_.herdrChanged(); }));
   for (auto* const list : {&codexAgents_, &remoteAgents_})
     subscriptions_.push_back(list->observe([this] { selection_.reconcile(); }));
@@ -79,7 +98,11 @@ void HerdrClient::restoreConnection() {
   }
 }
 
-void HerdrClient::startDiscovery() { local_.start(); }
+void HerdrClient::startDiscovery() {
+  permissions_.start();
+  if (installHook_) installHook_();
+  local_.start();
+}
 
 void HerdrClient::connect() {
   selection_.clear();
@@ -101,7 +124,46 @@ Task<void> HerdrClient::ensureAndConnect() {
 
 void HerdrClient::disconnect(bool forget) {
   selection_.clear();
+  selected_.close(true);
   link_.disconnect(forget);
+}
+
+void HerdrClient::stop() {
+  permissions_.stop();
+  disconnect(false);
+}
+
+void HerdrClient::select(const HerdrAgent& agent, bool markSeen) {
+  selection_.select(selection_.opening(agent), markSeen);
+}
+
+// Herdr's agents as their own source has them: the merged list may show another record of the conversation.
+std::optional<HerdrAgent> HerdrClient::current(const std::string& id) {
+  for (const auto* const list : {&*link_.agents(), &*remoteAgents_}) {
+    for (const HerdrAgent& agent : *list) {
+      if (agent.id() == id) return agent;
+    }
+  }
+  for (const auto& listed : inventory().all.entries()) {
+    if (listed->id == id) return listed->agent;
+  }
+  return std::nullopt;
+}
+
+std::vector<ClaudePermissionRequest> HerdrClient::permissionRequests(const HerdrAgent& agent) const {
+  const auto conversation = linkedConversation(agent, preferences_);
+  return conversation ? permissions_.permissionRequests(*conversation)
+                      : std::vector<ClaudePermissionRequest>();
+}
+
+void HerdrClient::reconcilePermissions() {
+  permissions_.reconcilePermissions([this](std::string_view session) -> std::optional<std::string> {
+    const std::string conversation = text::lowercase(session);
+    for (const auto& listed : inventory().all.entries()) {
+      if (listed->conversation == conversation) return listed->agent.state;
+    }
+    return std::nullopt;
+  });
 }
 
 AgentLight HerdrClient::light(const HerdrAgent& agent) const { return lights_.light(agent, loop_.wallNow()); }

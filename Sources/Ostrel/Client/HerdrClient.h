@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Agents/AgentList.h"
+#include "Claude/ClaudePermissionServer.h"
 #include "Client/AgentInventory.h"
 #include "Client/AgentLights.h"
 #include "Client/AgentSelection.h"
@@ -18,6 +19,7 @@
 #include "Client/IntegrationSetup.h"
 #include "Client/LocalDiscovery.h"
 #include "Client/ManagedServer.h"
+#include "Client/SelectedAgent.h"
 #include "Runtime/Published.h"
 
 namespace ostrel {
@@ -38,7 +40,13 @@ class HerdrClient {
     std::filesystem::path claudeSessions;
     HerdrLink::Doors herdr;
     std::map<std::string, std::string> toolEnvironment;  // for programs that are started to stay
-    bool fixture = false;                                // a run that leaves the person's agents alone
+    decltype(SelectedAgent::Doors::loadHistory) loadHistory{};
+    decltype(SelectedAgent::Doors::readPane) readPane{};
+    // Where Claude Code's hooks find us; empty: they are left to the terminal.
+    std::string permissionSocket{};
+    // Called once the permission server has started, to put the hook in.
+    std::function<void()> installHook{};
+    bool fixture = false;  // a run that leaves the person's agents alone
   };
   HerdrClient(Ports ports, Sources sources);
 
@@ -65,6 +73,17 @@ class HerdrClient {
   // A manual link or a title was set or removed in the preferences.
   void preferencesChanged();
 
+  // Opens an agent: what there is of it is shown by `selected`.
+  void select(const HerdrAgent& agent, bool markSeen);
+
+  // What Claude Code asks in the agent's conversation, oldest first.
+  std::vector<ClaudePermissionRequest> permissionRequests(const HerdrAgent& agent) const;
+  // Ends requests that were answered in the terminal. Called at every scan, and with `observeStates`.
+  void reconcilePermissions();
+
+  // Before the program ends: waiting hooks are let go, the wish to reconnect is kept.
+  void stop();
+
   // All of Herdr's agents, of this machine and of saved ones.
   std::vector<HerdrAgent> managedAgents() const;
   bool hasManagedConnection() const;
@@ -74,6 +93,8 @@ class HerdrClient {
   IntegrationSetup& integrations() { return integrations_; }
   ManagedServer& managedServer() { return managed_; }
   AgentSelection& selection() { return selection_; }
+  SelectedAgent& selected() { return selected_; }
+  ClaudePermissionServer& permissions() { return permissions_; }
   // Loaded Codex threads and agents of saved machines, for those who list them.
   Published<std::vector<HerdrAgent>>& codexAgents() { return codexAgents_; }
   Published<std::vector<HerdrAgent>>& remoteAgents() { return remoteAgents_; }
@@ -89,6 +110,7 @@ class HerdrClient {
   }
   void merge(AgentInventory::Source source, Published<std::vector<HerdrAgent>>& agents);
   Task<void> ensureAndConnect();
+  std::optional<HerdrAgent> current(const std::string& id);
 
   MainLoop& loop_;
   Preferences& preferences_;
@@ -102,7 +124,10 @@ class HerdrClient {
   Published<std::vector<HerdrAgent>> codexAgents_;
   Published<std::vector<HerdrAgent>> remoteAgents_;
   Published<std::set<std::string>> connectedMachines_;
+  ClaudePermissionServer permissions_;
+  const std::function<void()> installHook_;
   AgentInventory inventory_;
+  SelectedAgent selected_;
   AgentSelection selection_;
   std::vector<Subscription> subscriptions_;
   TaskScope tasks_;

@@ -71,6 +71,11 @@ std::optional<std::filesystem::path> HerdrLink::resolveExecutable() const {
   return *executablePath_;
 }
 
+std::optional<std::string> HerdrLink::socketPath(const std::string& session) const {
+  const auto found = socketPaths_.find(session);
+  return found == socketPaths_.end() ? std::nullopt : std::optional(found->second);
+}
+
 std::string HerdrLink::status() const {
   if (*connecting_) return "Connecting…";
   if (*connected_) return fmt::format("Connected · {} sessions", *sessionCount_);
@@ -103,6 +108,7 @@ void HerdrLink::connect() {
 
 void HerdrLink::disconnect(bool forget) {
   streams_.clear();
+  socketPaths_.clear();
   heartbeat_.cancel();
   polling_.cancel();
   refresh_.lower();
@@ -203,7 +209,8 @@ Task<void> HerdrLink::step(std::filesystem::path executable, std::string filter)
     error_.set(std::nullopt);
   }
   if (*connected_) preferences_.set("herdrReconnect", true);
-  updateEventStreams(socketPathsIn(document, targets));
+  socketPaths_ = socketPathsIn(document, targets);
+  updateEventStreams();
 }
 
 void HerdrLink::stepFailed(const std::string& message) {
@@ -214,9 +221,9 @@ void HerdrLink::stepFailed(const std::string& message) {
   error_.set(message + " Retrying automatically.");
 }
 
-void HerdrLink::updateEventStreams(const std::map<std::string, std::string>& socketPaths) {
-  std::erase_if(streams_, [&](const auto& entry) { return !socketPaths.contains(entry.first); });
-  for (const auto& [session, path] : socketPaths) {
+void HerdrLink::updateEventStreams() {
+  std::erase_if(streams_, [&](const auto& entry) { return !socketPaths_.contains(entry.first); });
+  for (const auto& [session, path] : socketPaths_) {
     std::vector<std::string> panes;
     for (const HerdrAgent& agent : *agents_) {
       if (agent.session == session) panes.push_back(agent.paneID);

@@ -79,6 +79,9 @@ class HerdrLink {
   // Changes after each finished step, successful or not.
   Published<std::uint64_t>& steps() { return steps_; }
 
+  // The socket of a session of the last step that tells of one.
+  std::optional<std::string> socketPath(const std::string& session) const;
+
   // Called at `connect`, for what else is to be asked of the executable.
   std::function<void()> onConnect;
 
@@ -94,7 +97,7 @@ class HerdrLink {
   Task<void> debounce();
   Task<void> stream(std::string session, std::string path, std::vector<std::string> panes);
   Task<std::string> command(std::filesystem::path executable, std::vector<std::string> arguments);
-  void updateEventStreams(const std::map<std::string, std::string>& socketPaths);
+  void updateEventStreams();
   void stepFailed(const std::string& message);
 
   MainLoop& loop_;
@@ -117,7 +120,8 @@ class HerdrLink {
 
   std::int64_t protocol_ = 0;
   WakeFlag refresh_;
-  bool refreshPending_ = false;  // the debounce runs
+  bool refreshPending_ = false;                     // the debounce runs
+  std::map<std::string, std::string> socketPaths_;  // by session
   std::map<std::string, Stream> streams_;
   // Tells events that arrive on their thread whether the link that asked for them still stands.
   std::shared_ptr<bool> generation_;

@@ -71,8 +71,7 @@ Task<void> IntegrationSetup::runInstall(std::filesystem::path executable, std::v
   try {
     auto now = HerdrIntegration::parse(co_await command(executable, {"integration", "status"}));
     for (const HerdrIntegration& integration : now) {
-      if (contains(targets, integration.id) && !integration.isCurrent() &&
-          !contains(failed, integration.id))
+      if (contains(targets, integration.id) && !integration.isCurrent() && !contains(failed, integration.id))
         failed.push_back(integration.id);
     }
     integrations_.set(std::move(now));

@@ -1,0 +1,181 @@
+#include "Client/SelectedAgent.h"
+
+#include <utility>
+
+#include "Client/ConversationLinks.h"
+#include "Herdr/HerdrCommand.h"
+#include "Herdr/HerdrProviders.h"
+#include "Runtime/Failure.h"
+#include "Runtime/Text.h"
+
+namespace ostrel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr Duration kLook = 1s;
+constexpr Duration kSocketLook =
+    500ms;  // a command starts a process, a look over the socket costs next to nothing
+
+// Whether conversations of this kind of agent can be read at all.
+bool hasHistory(const HerdrAgent& agent) {
+  if (agent.isRemote()) return false;
+  const HerdrProvider* const provider = HerdrProvider::find(agent.provider);
+  if (provider && (provider->id == "codex" || provider->id == "claude")) return true;
+  return agent.isExternal() || agent.isCodexLive();
+}
+
+}  // namespace
+
+SelectedAgent::SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Preferences& preferences,
+                             HerdrLink& link, Doors doors)
+    : pool_(pool),
+      preferences_(preferences),
+      link_(link),
+      doors_(std::move(doors)),
+      history_(loop),
+      following_(loop) {}
+
+void SelectedAgent::open(const HerdrAgent& agent) {
+  std::string key = historyKey(agent, preferences_);
+  if (openID_ == agent.id() && openKey_ == key && following_.running() > 0) return;
+  history_.cancel();
+  following_.cancel();
+  inFlight_.clear();
+  openID_ = agent.id();
+  openKey_ = std::move(key);
+  showHistory(openKey_);
+  transcriptNotice_.set(std::nullopt);
+  const std::string* const output = outputs_.find(openKey_);
+  output_.set(output ? *output : std::string());
+  hasLoadedOutput_.set(output != nullptr);
+  outputError_.set(std::nullopt);
+  if (agent.isExternal() || agent.isCodexLive()) {
+    following_.start(followHistory(openID_));
+  } else {
+    following_.start(followPane(agent));
+  }
+}
+
+void SelectedAgent::close(bool forget) {
+  history_.cancel();
+  following_.cancel();
+  inFlight_.clear();
+  openID_.clear();
+  openKey_.clear();
+  displayedKey_.clear();
+  transcript_.set({});
+  sessionDetails_.set({});
+  transcriptNotice_.set(std::nullopt);
+  output_.set({});
+  hasLoadedOutput_.set(false);
+  outputError_.set(std::nullopt);
+  if (!forget) return;
+  histories_.clear();
+  outputs_.clear();
+}
+
+void SelectedAgent::showHistory(const std::string& key) {
+  displayedKey_ = key;
+  const AgentTranscriptSnapshot* const known = histories_.find(key);
+  transcript_.set(known ? known->messages : std::vector<AgentTranscriptMessage>());
+  sessionDetails_.set(known ? known->details : AgentSessionDetails());
+}
+
+void SelectedAgent::refreshHistory(const HerdrAgent& agent) {
+  if (!hasHistory(agent)) {
+    displayedKey_.clear();
+    transcript_.set({});
+    sessionDetails_.set({});
+    transcriptNotice_.set("Use the interactive terminal for this provider’s full conversation and controls.");
+    return;
+  }
+  const std::string key = historyKey(agent, preferences_);
+  if (agent.id() == openID_ && displayedKey_ != key) showHistory(key);
+  if (inFlight_ == key) return;
+  history_.cancel();
+  inFlight_.clear();
+  const auto link = linkedReference(agent, preferences_);
+  if (agent.isExternal() && !link) {
+    transcriptNotice_.set(
+        "This terminal has not reported its conversation identity. Choose Link exact conversation to view "
+        "its "
+        "history.");
+    return;
+  }
+  inFlight_ = key;
+  history_.start(loadHistory(key, link ? std::optional(link->reference) : std::nullopt,
+                             link ? link->kind : std::nullopt, agent.provider));
+}
+
+// Cancelled when the agent or its link changes: what comes back is always for the key in flight.
+Task<void> SelectedAgent::loadHistory(std::string key, std::optional<std::string> reference,
+                                      std::optional<std::string> kind, std::string provider) {
+  try {
+    AgentTranscriptSnapshot snapshot =
+        co_await doors_.loadHistory(std::move(reference), std::move(kind), std::move(provider));
+    inFlight_.clear();
+    transcriptNotice_.set(snapshot.messages.empty()
+                              ? std::optional<std::string>("No conversation messages available yet.")
+                              : std::nullopt);
+    sessionDetails_.set(snapshot.details);
+    transcript_.set(snapshot.messages);
+    histories_.put(key, std::move(snapshot));
+  } catch (const Failure& failure) {
+    inFlight_.clear();
+    transcriptNotice_.set(failure.message());
+  }
+}
+
+Task<void> SelectedAgent::followHistory(std::string id) {
+  for (;;) {
+    const auto record = doors_.current(id);
+    if (!record) co_return;
+    refreshHistory(*record);
+    co_await sleepFor(kLook);
+  }
+}
+
+Task<void> SelectedAgent::followPane(HerdrAgent agent) {
+  for (;;) {
+    const auto record = doors_.current(openID_);
+    if (!record || record->terminalID != agent.terminalID) co_return;
+    refreshHistory(*record);
+    const std::string key = historyKey(*record, preferences_);
+    const auto socket = record->isRemote() ? std::nullopt : link_.socketPath(record->session);
+    std::optional<std::string> problem;
+    try {
+      std::string text = co_await read(*record, socket);
+      outputs_.put(key, text);
+      output_.set(std::move(text));
+      hasLoadedOutput_.set(true);
+    } catch (const Failure& failure) {
+      problem = failure.message();
+    }
+    outputError_.set(std::move(problem));
+    co_await sleepFor(socket ? kSocketLook : kLook);
+  }
+}
+
+Task<std::string> SelectedAgent::read(HerdrAgent agent, std::optional<std::string> socket) {
+  if (socket) {
+    co_return co_await pool_.run(
+        [readPane = doors_.readPane, socket = *socket, pane = agent.paneID](std::stop_token stop) {
+          return readPane(socket, pane, "visible", stop);
+        });
+  }
+  const auto executable = link_.resolveExecutable();
+  if (!executable) throw Failure("Herdr was not found. Install it or choose its executable below.");
+  std::vector<std::string> arguments = agent.commandPrefix();
+  arguments.insert(arguments.end(),
+                   {"pane", "read", agent.paneID, "--source", "visible", "--format", "text"});
+  std::string text = co_await pool_.run(
+      [run = doors_.run, executable = *executable, arguments = std::move(arguments)](std::stop_token stop) {
+        return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
+      });
+  if (!text::isUtf8(text)) throw Failure("Terminal output is not valid UTF-8 text.");
+  co_return text;
+}
+
+}  // namespace ostrel
