@@ -62,9 +62,8 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
                             auto provider) { return reader_.load(reference, kind, provider); },
       .readPane = HerdrSocket::read,
       .fixture = preferences_.isFixture()};
-  if (face == Face::full) {
-    sources.permissionSocket = ClaudePermissions::socketPath(
-        environment_, sources.fixture ? std::optional(::getpid()) : std::nullopt);
+  if (face == Face::full && !sources.fixture) {
+    sources.permissionSocket = ClaudePermissions::socketPath(environment_);
     sources.installHook = [this] { claudePermissions_.installAtLaunch(); };
   }
   return sources;

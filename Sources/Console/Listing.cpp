@@ -102,12 +102,14 @@ std::string asText(const Listing& list, bool columns) {
   return result;
 }
 
-std::string asJson(const Listing& list) {
+std::string asJson(const Listing& list) { return json::dump(asJsonObject(list)) + "\n"; }
+
+Json asJsonObject(const Listing& list) {
   Json object{{"agents", Json::array()}};
   for (const ShownAgent& shown : list.agents) object["agents"].push_back(asObject(shown));
   if (list.error) object["error"] = *list.error;
   if (list.herdr) object["herdr"] = {{"status", *list.herdr}, {"error", orNull(list.herdrError)}};
-  return json::dump(object) + "\n";
+  return object;
 }
 
 }  // namespace ostrel::console

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "Runtime/Json.h"
 
 namespace ostrel::console {
 
@@ -38,5 +39,6 @@ std::string asText(const Listing& list, bool columns);
 // one in a Herdr pane ("terminal" null where unknown), and "transcript": null or
 // {"kind","reference","path"} ("path" null where there is no file).
 std::string asJson(const Listing& list);
+Json asJsonObject(const Listing& list);
 
 }  // namespace ostrel::console

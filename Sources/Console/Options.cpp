@@ -35,6 +35,8 @@ std::expected<Options, std::string> parseOptions(std::span<const std::string> wo
     options.command = Command::agents;
   } else if (command == "watch") {
     options.command = Command::watch;
+  } else if (command == "serve") {
+    options.command = Command::serve;
   } else {
     return std::unexpected(fmt::format("unknown command \"{}\"", command));
   }

@@ -10,7 +10,7 @@
 namespace ostrel::console {
 
 struct Options {
-  enum class Command { agents, watch, help, version };
+  enum class Command { agents, watch, serve, help, version };
   Command command = Command::help;
   bool json = false;
   // `agents`: how long the first scan may take.
@@ -21,11 +21,13 @@ struct Options {
 inline constexpr std::string_view kUsage =
     "usage: ostrelctl agents [--json] [--wait SECONDS]\n"
     "       ostrelctl watch [--json]\n"
+    "       ostrelctl serve\n"
     "       ostrelctl --help | --version\n"
     "\n"
     "  agents   print the agents that run now, one a line:\n"
     "           id, provider, state, light, title, context\n"
     "  watch    print the list again whenever it changes, until interrupted\n"
+    "  serve    a front end for programs: JSON lines of events out, of operations in\n"
     "\n"
     "  --json           one JSON object a line: {\"agents\":[...]}\n"
     "  --wait SECONDS   give up when the first scan takes longer (default 10)\n";

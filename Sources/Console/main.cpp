@@ -10,8 +10,11 @@
 
 #include "App/OstrelSetting.h"
 #include "Composition/LinuxCore.h"
+#include "LineInput.h"
 #include "ListProgram.h"
 #include "Options.h"
+#include "Platform/Linux/TerminationSignals.h"
+#include "ServeProgram.h"
 
 namespace {
 
@@ -53,6 +56,23 @@ int runList(const Environment& environment, const console::Options& options) {
   return status;
 }
 
+int runServe(const Environment& environment) {
+  TerminationSignals signals;
+  LinuxCore core(environment, complain, {});
+  core.preferences().migrate();
+  core.preferences().shared().registerDefaults(OstrelSetting::defaults());
+  console::ServeProgram program({core.loop(), core.pool(), core.client(), core.preferences().shared()},
+                                {writeOutput, [&] { core.loop().stop(); }});
+  const Watch asked = signals.watch(core.loop(), [&] { core.loop().stop(); });
+  program.start();
+  console::LineInput input(
+      core.loop(), STDIN_FILENO, [&](const std::string& line) { program.line(line); },
+      [&] { program.inputEnded(); });
+  core.loop().run();
+  core.client().stop();
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -72,9 +92,11 @@ int main(int argc, char** argv) {
       return writeOutput("ostrelctl " OSTREL_VERSION "\n") ? 0 : 1;
     case Command::agents:
     case Command::watch:
+    case Command::serve:
       break;
   }
   try {
+    if (options->command == Command::serve) return runServe(environment);
     return runList(environment, *options);
   } catch (const std::exception& failure) {
     complain(failure.what());

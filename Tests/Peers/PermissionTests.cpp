@@ -1,10 +1,14 @@
 // The real Claude Code asks through its hook, and does what the server tells it.
+#include <algorithm>
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "Claude/ClaudePermissionServer.h"
 #include "Claude/ClaudePermissions.h"
 #include "PeerWorld.h"
 #include "Runtime/EpollLoop.h"
+#include "Serving.h"
 #include "Support/MemoryPreferences.h"
 
 namespace ostrel {
@@ -84,6 +88,85 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   answer({Answer::Deny{}});
   ASSERT_TRUE(idle()) << terminal.screen();
   EXPECT_FALSE(fs::exists(folder / "denied"));
+}
+
+// The front end over standard input and output, two sessions at once.
+TEST(RealClaudeServed, IsAnsweredThroughServeAndOutlivesIt) {
+  PeerWorld world;
+  const fs::path folder = world.project("served");
+  const fs::path other = world.project("other");
+  std::optional<Serving> serve(std::in_place, world.ostrelctl(), world.variables(), world.home());
+  ASSERT_TRUE(serve->until("agents", [](const Json& event) { return event["scanned"] == true; }).is_object());
+  Terminal terminal(world, folder, world.claude());
+  Terminal second(world, other, world.claude());
+  const auto idle = [&](const fs::path& where) {
+    return serve
+        ->until("agents",
+                [&](const Json& event) {
+                  return std::ranges::any_of(event["agents"], [&](const Json& agent) {
+                    return agent["context"] == where.string() && agent["state"] == "idle";
+                  });
+                })
+        .is_object();
+  };
+  const auto asked = [&](const std::string& command) {
+    const Json event = serve->until("permissions", [&](const Json& permissions) {
+      return std::ranges::any_of(permissions["requests"],
+                                 [&](const Json& request) { return request["detail"] == command; });
+    });
+    for (const Json& request : event.is_object() ? event["requests"] : Json::array()) {
+      if (request["detail"] == command) return request;
+    }
+    return Json::object();
+  };
+  const auto answer = [&](const Json& request, Json decision) {
+    decision["op"] = "answer";
+    decision["request"] = request.value("id", "");
+    return serve->perform(decision)["ok"] == true;
+  };
+  const auto made = [&](const fs::path& file) { return eventually([&] { return fs::exists(file); }); };
+
+  ASSERT_TRUE(idle(folder)) << terminal.screen();
+  ASSERT_TRUE(idle(other)) << second.screen();
+  terminal.submit("Please [run touch one]");
+  second.submit("Please [run touch two]");
+  const Json one = asked("touch one");
+  const Json two = asked("touch two");
+  ASSERT_TRUE(answer(two, {{"decision", "deny"}, {"message", "Use the other folder"}})) << second.screen();
+  ASSERT_TRUE(answer(one, {{"decision", "allow"}})) << terminal.screen();
+  EXPECT_FALSE(answer(one, {{"decision", "allow"}})) << "given once";
+  EXPECT_TRUE(made(folder / "one")) << terminal.screen();
+  EXPECT_TRUE(eventually([&] {
+    return runCommand({"grep", "-rqF", "Use the other folder", world.home() / ".claude/projects"},
+                      world.variables())
+               .status == 0;
+  })) << "the words reach Claude";
+  EXPECT_FALSE(fs::exists(other / "two"));
+
+  // Its conversation, message by message.
+  const Json listed = serve->until("agents", [](const Json&) { return true; });
+  for (const Json& agent : listed["agents"]) {
+    if (agent["context"] != folder.string()) continue;
+    EXPECT_TRUE(serve->perform({{"op", "select"}, {"agent", agent["id"]}})["ok"]);
+  }
+  EXPECT_TRUE(serve
+                  ->until("transcript",
+                          [](const Json& event) {
+                            return std::ranges::any_of(event["messages"], [](const Json& message) {
+                              return message["text"].get<std::string>().find("[run touch one]") !=
+                                     std::string::npos;
+                            });
+                          })
+                  .is_object());
+
+  // Killed while a prompt waits: Claude's own prompt goes on working.
+  ASSERT_TRUE(idle(folder)) << terminal.screen();
+  terminal.submit("Please [run touch three]");
+  ASSERT_EQ(asked("touch three")["tool"], "Bash") << terminal.screen();
+  serve->process().signal(SIGKILL);
+  serve.reset();
+  terminal.key("Enter");
+  EXPECT_TRUE(made(folder / "three")) << terminal.screen();
 }
 
 }  // namespace

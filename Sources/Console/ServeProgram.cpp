@@ -1,0 +1,268 @@
+#include "ServeProgram.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "Listing.h"
+#include "Runtime/Failure.h"
+
+namespace ostrel::console {
+
+namespace {
+
+constexpr Duration kForever = std::chrono::hours(24 * 365);
+constexpr Duration kShowInterval = std::chrono::milliseconds(50);
+
+template <class T>
+Json orNull(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+
+std::string text(const Json& request, std::string_view key) {
+  const auto value = json::string(request, key);
+  if (!value) throw Failure(fmt::format("\"{}\" is missing.", key));
+  return *value;
+}
+
+Json asObject(const ClaudePermissionRequest& request) {
+  Json questions = Json::array();
+  for (const auto& question : request.questions) {
+    Json options = Json::array();
+    for (const auto& option : question.options)
+      options.push_back({{"label", option.label}, {"description", option.description}});
+    questions.push_back({{"question", question.question},
+                         {"header", question.header},
+                         {"multiSelect", question.multiSelect},
+                         {"options", std::move(options)}});
+  }
+  return {{"id", request.id},       {"session", request.sessionID},     {"tool", request.tool},
+          {"title", request.title}, {"detail", request.detail},         {"alwaysRules", request.alwaysRules},
+          {"agent", nullptr},       {"questions", std::move(questions)}};
+}
+
+ClaudePermissionAnswer answerIn(const Json& request) {
+  using Answer = ClaudePermissionAnswer;
+  if (const Json* const answers = json::member(request, "answers")) {
+    Answer::Answers given;
+    if (!answers->is_object()) throw Failure("\"answers\" must be an object of lists of texts.");
+    for (const auto& [question, chosen] : answers->items()) {
+      std::vector<std::string>& texts = given.chosen[question];
+      for (const Json& each : chosen.is_array() ? chosen : Json::array({chosen})) {
+        if (!each.is_string()) throw Failure("\"answers\" must be an object of lists of texts.");
+        texts.push_back(each.get<std::string>());
+      }
+    }
+    return {given};
+  }
+  const std::string decision = text(request, "decision");
+  if (decision == "allow") return {Answer::Allow{}};
+  if (decision == "always") return {Answer::AllowAlways{}};
+  if (decision == "deny") return {Answer::Deny{json::string(request, "message")}};
+  throw Failure(fmt::format("\"{}\" is no decision: \"allow\", \"always\" or \"deny\".", decision));
+}
+
+}  // namespace
+
+const std::map<std::string, ServeProgram::Operation, std::less<>> ServeProgram::kOperations = {
+    {"select", &ServeProgram::select},
+    {"deselect", &ServeProgram::deselect},
+    {"answer", &ServeProgram::answer},
+    {"connect", &ServeProgram::connect},
+    {"disconnect", &ServeProgram::disconnect},
+    {"integrations", &ServeProgram::integrations},
+    {"quit", &ServeProgram::quit},
+};
+
+ServeProgram::ServeProgram(Parts parts, Output output)
+    : parts_(parts),
+      output_(std::move(output)),
+      shows_(parts.loop, kShowInterval, [this] { changed_.raise(); }),
+      tasks_(parts.loop) {}
+
+void ServeProgram::start() {
+  changes_ = parts_.client.changes().observe([this] { shows_.request(); });
+  // A light depends on the time too, so every scan is a reason to look.
+  scans_ = parts_.client.local().scans().observe([this] { shows_.request(); });
+  tasks_.start(run());
+  parts_.client.restoreConnection();
+  shows_.request();
+}
+
+void ServeProgram::line(const std::string& text) {
+  if (text.find_first_not_of(" \t\r") == std::string::npos) return;
+  const auto request = json::parse(text);
+  Json reply{{"event", "reply"}, {"ok", true}};
+  try {
+    if (!request || !request->is_object()) throw Failure("The line is no JSON object.");
+    if (const Json* const id = json::member(*request, "id")) reply["id"] = *id;
+    perform(*request);
+  } catch (const Failure& failure) {
+    reply["ok"] = false;
+    reply["message"] = failure.message();
+  }
+  replies_ += json::dump(reply) + "\n";
+  changed_.raise();
+}
+
+void ServeProgram::perform(const Json& request) {
+  const std::string name = text(request, "op");
+  const auto operation = kOperations.find(name);
+  if (operation == kOperations.end()) throw Failure(fmt::format("\"{}\" is no operation.", name));
+  (this->*operation->second)(request);
+}
+
+void ServeProgram::select(const Json& request) {
+  const std::string id = text(request, "agent");
+  const auto& listed = parts_.client.inventory().all.entries();
+  const auto found = std::ranges::find(listed, id, [](const auto& entry) { return entry->id; });
+  if (found == listed.end()) throw Failure("This agent is not there any more.");
+  const AgentList::Entry agent = *found;
+  parts_.client.select(agent->agent, json::boolean(request, "seen").value_or(true));
+}
+
+void ServeProgram::deselect(const Json&) { parts_.client.selection().clear(); }
+
+void ServeProgram::answer(const Json& request) {
+  const std::string id = text(request, "request");
+  const ClaudePermissionAnswer answer = answerIn(request);
+  const auto& open = *parts_.client.permissions().requests();
+  const auto found = std::ranges::find(open, id, &ClaudePermissionRequest::id);
+  if (found == open.end()) throw Failure("This request has ended.");
+  const ClaudePermissionRequest asked = *found;
+  parts_.client.permissions().answer(asked, answer);
+}
+
+void ServeProgram::connect(const Json& request) {
+  HerdrLink& link = parts_.client.link();
+  if (const auto session = json::string(request, "session")) link.sessionName().set(*session);
+  if (const auto executable = json::string(request, "executable")) link.executablePath().set(*executable);
+  if (json::boolean(request, "managed").value_or(false)) {
+    parts_.client.connectManaged();
+  } else {
+    parts_.client.connect();
+  }
+}
+
+void ServeProgram::disconnect(const Json& request) {
+  parts_.client.disconnect(json::boolean(request, "forget").value_or(true));
+}
+
+void ServeProgram::integrations(const Json& request) {
+  const Json* const install = json::member(request, "install");
+  if (!install) return parts_.client.integrations().check();
+  std::vector<std::string> targets;
+  for (const Json& target : *install) {
+    if (!target.is_string()) throw Failure("\"install\" must be a list of texts.");
+    targets.push_back(target.get<std::string>());
+  }
+  parts_.client.integrations().install(std::move(targets));
+}
+
+void ServeProgram::quit(const Json&) { inputEnded(); }
+
+void ServeProgram::inputEnded() {
+  over_ = true;
+  changed_.raise();
+}
+
+Task<void> ServeProgram::run() {
+  for (;;) {
+    co_await changed_.waitFor(kForever);
+    std::string lines = std::exchange(replies_, {});
+    for (const auto& [name, event] : events()) {
+      std::string line = json::dump(event) + "\n";
+      if (sent_[name] == line) continue;
+      sent_[name] = line;
+      lines += line;
+    }
+    const bool read =
+        lines.empty() || co_await parts_.pool.run([write = output_.write, lines = std::move(lines)](
+                                                      std::stop_token) { return write(lines); });
+    if (!read || over_) {
+      output_.finished();
+      co_return;
+    }
+  }
+}
+
+std::vector<std::pair<std::string, Json>> ServeProgram::events() {
+  HerdrClient& client = parts_.client;
+  client.observeStates(client.inventory().primary);
+  client.reconcilePermissions();
+  SelectedAgent& shown = client.selected();
+  const Json selected = orNull(*client.selection().selectedID());
+
+  Json messages = Json::array();
+  for (const AgentTranscriptMessage& message : *shown.transcript()) {
+    messages.push_back({{"id", message.id},
+                        {"role", message.role},
+                        {"text", message.text},
+                        {"timestamp", orNull(message.timestamp)}});
+  }
+  const AgentSessionDetails& details = *shown.sessionDetails();
+  Json integrations = Json::array();
+  for (const HerdrIntegration& integration : *client.integrations().integrations())
+    integrations.push_back({{"id", integration.id}, {"state", integration.state}});
+  return {
+      {"agents", agentsEvent()},
+      {"selection", {{"event", "selection"}, {"agent", selected}}},
+      {"transcript",
+       {{"event", "transcript"},
+        {"agent", selected},
+        {"messages", std::move(messages)},
+        {"branch", orNull(details.branch)},
+        {"model", orNull(details.model)},
+        {"effort", orNull(details.effort)},
+        {"notice", orNull(*shown.transcriptNotice())},
+        {"loading", shown.loadingHistory()}}},
+      {"output",
+       {{"event", "output"},
+        {"agent", selected},
+        {"text", *shown.output()},
+        {"loaded", *shown.hasLoadedOutput()},
+        {"error", orNull(*shown.outputError())}}},
+      {"permissions", permissionsEvent()},
+      {"integrations",
+       {{"event", "integrations"},
+        {"integrations", std::move(integrations)},
+        {"recommended", client.integrations().recommended(*client.link().agents())},
+        {"busy", *client.integrations().busy()},
+        {"message", orNull(*client.integrations().message())}}},
+  };
+}
+
+Json ServeProgram::agentsEvent() {
+  HerdrClient& client = parts_.client;
+  const auto listing = [&](const AgentList& agents) {
+    Listing list;
+    for (const HerdrAgent& agent : agents)
+      list.agents.push_back({agent, agent.displayTitle(parts_.preferences), client.light(agent), {}});
+    return list;
+  };
+  Listing list = listing(client.inventory().primary);
+  list.error = *client.local().error();
+  list.herdr = client.link().status();
+  list.herdrError = *client.link().error();
+  Json event = asJsonObject(list);
+  event["event"] = "agents";
+  event["loadedCodex"] = asJsonObject(listing(client.inventory().loadedCodex))["agents"];
+  event["scanned"] = *client.local().scans() > 0;
+  return event;
+}
+
+Json ServeProgram::permissionsEvent() {
+  Json requests = Json::array();
+  for (const ClaudePermissionRequest& request : *parts_.client.permissions().requests())
+    requests.push_back(asObject(request));
+  // Which agent asks, where it is known.
+  for (const auto& listed : parts_.client.inventory().all.entries()) {
+    for (Json& request : requests) {
+      if (listed->conversation && request["session"] == *listed->conversation) request["agent"] = listed->id;
+    }
+  }
+  return {{"event", "permissions"}, {"requests", std::move(requests)}};
+}
+
+}  // namespace ostrel::console

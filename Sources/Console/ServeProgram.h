@@ -1,0 +1,75 @@
+// The program behind `ostrelctl serve`: a whole front end over standard input and output, one JSON object a
+// line both ways. docs/SERVE.md has the protocol. Main thread; writing happens in the background, since a
+// reader may be slow.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Client/HerdrClient.h"
+#include "Platform/Preferences.h"
+#include "Runtime/Background.h"
+#include "Runtime/Json.h"
+#include "Runtime/Task.h"
+
+namespace ostrel::console {
+
+class ServeProgram {
+ public:
+  struct Parts {
+    MainLoop& loop;
+    BackgroundPool& pool;
+    HerdrClient& client;
+    const Preferences& preferences;
+  };
+  struct Output {
+    // Writes to standard output, in the background; false when nobody reads any more.
+    std::function<bool(std::string_view)> write;
+    // The program is over. Called once, on the main thread.
+    std::function<void()> finished;
+  };
+  ServeProgram(Parts parts, Output output);
+
+  // Restores the connection and begins to tell.
+  void start();
+  // One line of input. What can't be understood or done is answered, never fatal.
+  void line(const std::string& text);
+  // There will be no more lines.
+  void inputEnded();
+
+ private:
+  using Operation = void (ServeProgram::*)(const Json&);
+
+  void perform(const Json& request);
+  void select(const Json& request);
+  void deselect(const Json& request);
+  void answer(const Json& request);
+  void connect(const Json& request);
+  void disconnect(const Json& request);
+  void integrations(const Json& request);
+  void quit(const Json& request);
+
+  Task<void> run();
+  // Everything that is told, by event; each event is sent when it differs from what was sent last.
+  std::vector<std::pair<std::string, Json>> events();
+  Json agentsEvent();
+  Json permissionsEvent();
+
+  static const std::map<std::string, Operation, std::less<>> kOperations;
+
+  Parts parts_;
+  Output output_;
+  WakeFlag changed_;
+  Throttle shows_;
+  Subscription changes_;
+  Subscription scans_;
+  std::string replies_;                      // lines to be written
+  std::map<std::string, std::string> sent_;  // by event
+  bool over_ = false;
+  TaskScope tasks_;
+};
+
+}  // namespace ostrel::console
