@@ -1,11 +1,23 @@
 // `ostrelctl serve` over a Herdr in processes of its own.
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+
 #include <gtest/gtest.h>
 
 #include "Peers/Herdr/HerdrStandIn.h"
 #include "Peers/Serving.h"
+#include "Runtime/Files.h"
+#include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
+
+// OSTREL_SERVE_ROUNDS asks for more than a test of everything has time for.
+int rounds() {
+  const char* const asked = std::getenv("OSTREL_SERVE_ROUNDS");
+  return asked ? std::atoi(asked) : 5;
+}
 
 TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
   HerdrStandIn herdr;
@@ -69,6 +81,40 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
   const auto end = serve.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.errors, "");
+}
+
+// Killed while prompts wait, again and again: no hook hangs or says a word, and the next start is not kept
+// from its socket.
+TEST(Serve, LeavesNothingBehindThatHinders) {
+  const TemporaryFolder home;
+  const ChildProcess::Variables variables = {{"HOME", home.path().string()},
+                                             {"PATH", "/usr/bin:/bin"},
+                                             {"CLAUDE_CONFIG_DIR", (home.path() / "claude").string()}};
+  home.write("claude/settings.json", "{\n  \"model\": \"x\"\n}\n");
+  for (int round = 0; round < rounds(); ++round) {
+    Serving serve(OSTREL_BIN_DIR "/ostrelctl", variables, home.path());
+    ASSERT_TRUE(serve.until("permissions", [](const Json&) { return true; }).is_object());
+    std::vector<std::unique_ptr<ChildProcess>> hooks;
+    for (int i = 0; i < 3; ++i) {
+      const std::string line = R"({"session_id":"s","tool_name":"Bash","tool_input":{"command":"c"}})";
+      hooks.push_back(std::make_unique<ChildProcess>(
+          std::vector<std::string>{"/bin/sh", "-c",
+                                   "echo '" + line + "' | '" OSTREL_BIN_DIR "/Ostrel' --permission-hook"},
+          variables));
+    }
+    ASSERT_TRUE(serve.until("permissions", [](const Json& event) { return event["requests"].size() == 3; })
+                    .is_object())
+        << "round " << round;
+    serve.process().signal(SIGKILL);
+    for (const auto& hook : hooks) {
+      const auto end = hook->finish();
+      EXPECT_EQ(end.status, 0);
+      EXPECT_EQ(end.output + end.errors, "");
+    }
+  }
+  const auto settings = files::read(home.path() / "claude/settings.json").value_or("");
+  EXPECT_TRUE(settings.starts_with("{\n  \"model\": \"x\",\n")) << settings;
+  EXPECT_EQ(files::read(home.path() / "claude/settings.json.ostrel-backup"), "{\n  \"model\": \"x\"\n}\n");
 }
 
 }  // namespace

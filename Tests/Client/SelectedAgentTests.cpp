@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include "Client/HerdrLink.h"
+#include "Client/SelectedAgent.h"
+#include "Runtime/Failure.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+
+class SelectedAgentTest : public testing::Test {
+ protected:
+  Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference) {
+    loads_.push_back(reference.value_or("none"));
+    co_await sleepFor(300ms);
+    if (!problem_.empty()) throw Failure(problem_);
+    AgentTranscriptSnapshot snapshot;
+    for (const std::string& text : texts_)
+      snapshot.messages.push_back({.id = text, .role = "user", .text = text, .timestamp = {}});
+    co_return snapshot;
+  }
+  static HerdrAgent process(const std::string& pane, std::optional<std::string> reference) {
+    HerdrAgent agent;
+    agent.session = "external";
+    agent.paneID = pane;
+    agent.provider = "claude";
+    agent.title = pane;
+    agent.transcriptReference = std::move(reference);
+    agent.externalProcess.emplace();
+    return agent;
+  }
+  std::string shown() {
+    std::string text;
+    for (const AgentTranscriptMessage& message : *selected_.transcript()) text += message.text + " ";
+    return text + "| " + selected_.transcriptNotice()->value_or("");
+  }
+
+  std::vector<HerdrAgent> agents_;
+  std::vector<std::string> texts_, loads_;
+  std::string problem_, screen_ = "screen";
+  std::vector<std::string> commands_;
+  VirtualLoop loop_;
+  BackgroundPool pool_;
+  MemoryPreferences preferences_;
+  HerdrLink link_{loop_,
+                  pool_,
+                  preferences_,
+                  {.run = {}, .events = {}, .find = [] { return "/bin/herdr"; }, .isExecutable = {}}};
+  SelectedAgent selected_{
+      loop_,
+      pool_,
+      preferences_,
+      link_,
+      {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
+       .readPane = {},
+       .run =
+           [this](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
+             commands_ = arguments;
+             return screen_;
+           },
+       .current = [this](const std::string& id) -> std::optional<HerdrAgent> {
+         for (const HerdrAgent& agent : agents_) {
+           if (agent.id() == id) return agent;
+         }
+         return std::nullopt;
+       }}};
+};
+
+TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
+  agents_ = {process("1", "a"), process("2", "b"), process("3", {})};
+  texts_ = {"first"};
+  selected_.open(agents_[0]);
+  loop_.runFor(10ms);
+  EXPECT_TRUE(selected_.loadingHistory());
+  loop_.runFor(300ms);
+  EXPECT_EQ(shown(), "first | ");
+  EXPECT_FALSE(selected_.loadingHistory());
+  problem_ = "The file has gone.";
+  loop_.runFor(2s);
+  EXPECT_EQ(shown(), "first | The file has gone.");
+
+  // A switch: what is under way for the other agent is dropped, what was seen of it is there at once.
+  problem_.clear();
+  texts_ = {"second"};
+  selected_.open(agents_[1]);
+  loop_.runFor(100ms);
+  EXPECT_EQ(shown(), "| ");
+  selected_.open(agents_[0]);
+  EXPECT_EQ(shown(), "first | ");
+  loop_.runFor(400ms);
+  EXPECT_EQ(shown(), "second | ");
+  EXPECT_EQ(loads_.back(), "a");
+
+  // A look a second, and none for an agent that has gone or is followed already.
+  const std::size_t before = loads_.size();
+  selected_.open(agents_[0]);
+  loop_.runFor(5s);
+  EXPECT_EQ(loads_.size(), before + 5);
+  selected_.open(agents_[2]);
+  loop_.runFor(100ms);
+  EXPECT_EQ(
+      shown(),
+      "| This terminal has not reported its conversation identity. Choose Link exact conversation to view "
+      "its history.");
+  agents_.clear();
+  loop_.runFor(10s);
+  EXPECT_LE(loads_.size(), before + 6);
+  texts_ = {};
+  agents_ = {process("4", "d")};
+  selected_.open(agents_[0]);
+  loop_.runFor(400ms);
+  EXPECT_EQ(shown(), "| No conversation messages available yet.");
+  selected_.close();
+  EXPECT_EQ(shown(), "| ");
+}
+
+TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {
+  HerdrAgent pane;
+  pane.session = "one";
+  pane.paneID = "p1";
+  pane.provider = "gemini";
+  pane.terminalID = "t1";
+  agents_ = {pane};
+  selected_.open(pane);
+  ASSERT_TRUE(loop_.waitUntil([&] { return *selected_.hasLoadedOutput(); }));
+  EXPECT_EQ(*selected_.output(), "screen");
+  EXPECT_EQ(commands_, (std::vector{"--session"s, "one"s, "pane"s, "read"s, "p1"s, "--source"s, "visible"s,
+                                    "--format"s, "text"s}));
+  EXPECT_EQ(shown(), "| Use the interactive terminal for this provider’s full conversation and controls.");
+  screen_ = "\xff";
+  loop_.runFor(1s);
+  ASSERT_TRUE(loop_.waitUntil([&] { return selected_.outputError()->has_value(); }));
+  EXPECT_EQ(*selected_.outputError(), "Terminal output is not valid UTF-8 text.");
+  EXPECT_EQ(*selected_.output(), "screen");
+  agents_[0].terminalID = "t2";
+  loop_.runFor(2s);
+  commands_.clear();
+  loop_.runFor(20s);
+  EXPECT_TRUE(commands_.empty());
+}
+
+}  // namespace
+}  // namespace ostrel
