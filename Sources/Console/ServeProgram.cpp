@@ -68,6 +68,8 @@ ClaudePermissionAnswer answerIn(const Json& request) {
 const std::map<std::string, ServeProgram::Operation, std::less<>> ServeProgram::kOperations = {
     {"select", &ServeProgram::select},
     {"deselect", &ServeProgram::deselect},
+    {"rename", &ServeProgram::rename},
+    {"link", &ServeProgram::link},
     {"answer", &ServeProgram::answer},
     {"connect", &ServeProgram::connect},
     {"disconnect", &ServeProgram::disconnect},
@@ -113,13 +115,25 @@ void ServeProgram::perform(const Json& request) {
   (this->*operation->second)(request);
 }
 
-void ServeProgram::select(const Json& request) {
+AgentList::Entry ServeProgram::agentIn(const Json& request) {
   const std::string id = text(request, "agent");
   const auto& listed = parts_.client.inventory().all.entries();
   const auto found = std::ranges::find(listed, id, [](const auto& entry) { return entry->id; });
   if (found == listed.end()) throw Failure("This agent is not there any more.");
-  const AgentList::Entry agent = *found;
-  parts_.client.select(agent->agent, json::boolean(request, "seen").value_or(true));
+  return *found;
+}
+
+void ServeProgram::select(const Json& request) {
+  parts_.client.select(agentIn(request)->agent, json::boolean(request, "seen").value_or(true));
+}
+
+void ServeProgram::rename(const Json& request) {
+  parts_.client.rename(agentIn(request)->agent, text(request, "title"));
+}
+
+void ServeProgram::link(const Json& request) {
+  if (!parts_.client.linkConversation(agentIn(request)->agent, json::string(request, "path")))
+    throw Failure("This pane has not told its terminal, so it can't be linked.");
 }
 
 void ServeProgram::deselect(const Json&) { parts_.client.selection().clear(); }
@@ -193,6 +207,7 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
   client.reconcilePermissions();
   SelectedAgent& shown = client.selected();
   const Json selected = orNull(*client.selection().selectedID());
+  const HerdrAgent* const open = client.selection().selected();
 
   Json messages = Json::array();
   for (const AgentTranscriptMessage& message : *shown.transcript()) {
@@ -207,7 +222,10 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
     integrations.push_back({{"id", integration.id}, {"state", integration.state}});
   return {
       {"agents", agentsEvent()},
-      {"selection", {{"event", "selection"}, {"agent", selected}}},
+      {"selection",
+       {{"event", "selection"},
+        {"agent", selected},
+        {"label", open ? Json(client.statusLabel(*open)) : Json()}}},
       {"transcript",
        {{"event", "transcript"},
         {"agent", selected},

@@ -46,12 +46,15 @@ class ServeProgram {
   void perform(const Json& request);
   void select(const Json& request);
   void deselect(const Json& request);
+  void rename(const Json& request);
+  void link(const Json& request);
   void answer(const Json& request);
   void connect(const Json& request);
   void disconnect(const Json& request);
   void integrations(const Json& request);
   void quit(const Json& request);
 
+  AgentList::Entry agentIn(const Json& request);
   Task<void> run();
   // Everything that is told, by event; each event is sent when it differs from what was sent last.
   std::vector<std::pair<std::string, Json>> events();

@@ -49,6 +49,14 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
                            return event["text"].get<std::string>().find("typed") != std::string::npos;
                          })
                   .is_object());
+  ASSERT_TRUE(serve.perform({{"op", "rename"}, {"agent", id}, {"title", " My own "}})["ok"]);
+  EXPECT_TRUE(
+      serve
+          .until("agents",
+                 [](const Json& event) { return event["agents"].dump().find("My own") != std::string::npos; })
+          .is_object());
+  EXPECT_EQ(serve.until("selection", [](const Json& event) { return event["agent"].is_string(); })["label"],
+            "Idle");
   herdr.setFaults(
       Json::array({{{"on", "pane.read"}, {"answer", Json::object({{"result", Json::object()}})}}}));
   EXPECT_TRUE(serve

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Client/AgentLabels.h"
 #include "Client/ConversationLinks.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"
@@ -173,6 +174,40 @@ void HerdrClient::observeStates(const AgentList& agents) { lights_.observeStates
 void HerdrClient::markSeen(std::string_view id) {
   lights_.markSeen(id, loop_.wallNow());
   changes_.notify();
+}
+
+void HerdrClient::rename(const HerdrAgent& agent, std::string_view title) {
+  const std::string key = "agentTitle." + agent.id();
+  const std::string_view trimmed = text::trim(title);
+  if (trimmed.empty()) {
+    preferences_.remove(key);
+  } else {
+    preferences_.set(key, trimmed);
+  }
+  preferencesChanged();
+}
+
+bool HerdrClient::linkConversation(const HerdrAgent& agent, const std::optional<std::string>& path) {
+  const auto key = manualLinkKey(agent);
+  if (!key) return false;
+  if (path) {
+    preferences_.set(*key, *path);
+  } else {
+    preferences_.remove(*key);
+  }
+  preferencesChanged();
+  if (*selection_.selectedID() == agent.id()) selected_.open(agent);
+  return true;
+}
+
+std::string HerdrClient::statusLabel(const HerdrAgent& agent) {
+  const bool open = *selection_.selectedID() == agent.id();
+  const bool connected =
+      agent.isRemote() ? connectedMachines_->contains(agent.machine->id) : *link_.connected();
+  return agentLabels::statusLabel(agent, {.connected = connected,
+                                          .reconnecting = *link_.active() && !connected,
+                                          .recentlyActive = agent.recentlyActive(loop_.wallNow()),
+                                          .output = open ? std::string_view(*selected_.output()) : ""});
 }
 
 void HerdrClient::preferencesChanged() {

@@ -70,8 +70,13 @@ class HerdrClient {
   void observeStates(const AgentList& agents);
   // The person has looked at the agent.
   void markSeen(std::string_view id);
-  // A manual link or a title was set or removed in the preferences.
-  void preferencesChanged();
+  // Gives the agent a title of the person's own; an empty one takes it back.
+  void rename(const HerdrAgent& agent, std::string_view title);
+  // Ties the agent to a transcript that the person chose; nothing unties it. False for an agent that can't be
+  // tied. What the agent reports itself always counts more.
+  bool linkConversation(const HerdrAgent& agent, const std::optional<std::string>& path);
+  // The label above the agent's conversation. One `stat` for an agent outside Herdr.
+  std::string statusLabel(const HerdrAgent& agent);
 
   // Opens an agent: what there is of it is shown by `selected`.
   void select(const HerdrAgent& agent, bool markSeen);
@@ -108,6 +113,7 @@ class HerdrClient {
   void tell(Published<T>& value) {
     subscriptions_.push_back(value.observe([this] { changes_.notify(); }));
   }
+  void preferencesChanged();
   void merge(AgentInventory::Source source, Published<std::vector<HerdrAgent>>& agents);
   Task<void> ensureAndConnect();
   std::optional<HerdrAgent> current(const std::string& id);
