@@ -1,16 +1,19 @@
 // A made-up Codex app server on a real socket: each connection is served by the test's own script on a
-// thread.
+// thread, which ends when the client has gone.
 #pragma once
 
-#include <atomic>
-#include <filesystem>
+#include <cstring>
 #include <functional>
 #include <list>
 #include <mutex>
 #include <string>
-#include <string_view>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
 
+#include <gtest/gtest.h>
+
+#include "Codex/CodexFrames.h"
 #include "Runtime/Json.h"
 #include "Runtime/UniqueFd.h"
 #include "Support/TemporaryFolder.h"
@@ -19,46 +22,124 @@ namespace ostrel {
 
 class CodexStandIn {
  public:
-  // One connection as its server sees it. Every call throws `Gone` once the client has left.
+  struct Gone {};
+  // One connection as its server sees it.
   class Peer {
    public:
-    struct Gone {};
     explicit Peer(int fd) : fd_(fd) {}
-    // Answers the upgrade, "initialize" and takes "initialized".
-    void open();
-    std::string head();
-    // The payload of the next frame; its opcode in `opcode`.
-    std::string frame(int* opcode = nullptr);
+    void open() {
+      const std::string asked = head();
+      const auto key = asked.find("Sec-WebSocket-Key: ") + 19;
+      raw("HTTP/1.1 101 X\r\nA: " + codex::acceptKey(asked.substr(key, 24)) + "\r\n\r\n");
+      serve("initialize", Json::object());
+      EXPECT_EQ(frame(), R"({"method":"initialized"})");
+    }
+    std::string head() {
+      std::string head;
+      while (!head.ends_with("\r\n\r\n")) head += take(1);
+      return head;
+    }
+    // The payload of the next frame.
+    std::string frame() {
+      const std::string head = take(2);
+      EXPECT_TRUE(head[1] & 0x80) << "an unmasked frame of the client";
+      std::size_t length = head[1] & 0x7f;
+      EXPECT_LT(length, 127u);
+      if (length == 126) {
+        const std::string more = take(2);
+        length = static_cast<std::size_t>(static_cast<unsigned char>(more[0]) << 8 |
+                                          static_cast<unsigned char>(more[1]));
+      }
+      const std::string mask = take(4);
+      std::string payload = take(length);
+      for (std::size_t i = 0; i < length; ++i) payload[i] = static_cast<char>(payload[i] ^ mask[i % 4]);
+      return payload;
+    }
     Json request() { return Json::parse(frame()); }
-    // Reads a request, checks its method, gives it the result.
-    Json serve(std::string_view method, const Json& result);
-    void respond(const Json& request, const Json& result);
-    // A text frame.
+    Json serve(std::string_view method, const Json& result) {
+      const Json asked = request();
+      EXPECT_EQ(asked.value("method", ""), method);
+      respond(asked, result);
+      return asked;
+    }
+    void respond(const Json& request, const Json& result) {
+      send({{"id", request["id"]}, {"result", result}});
+    }
+    void refuse(const Json& request, const char* words) {
+      send({{"id", request["id"]}, {"error", {{"message", words}}}});
+    }
     void send(const Json& message) { raw(bytes(0x81, message.dump())); }
-    void raw(std::string_view bytes);
-    static std::string bytes(int first, std::string_view payload);
+    void raw(std::string_view bytes) {
+      for (; !bytes.empty();) {
+        const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) throw Gone();
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+      }
+    }
 
    private:
-    std::string take(std::size_t count);
-    UniqueFd fd_;
+    std::string take(std::size_t count) {
+      std::string bytes(count, '\0');
+      if (count && ::recv(fd_, bytes.data(), count, MSG_WAITALL) != static_cast<ssize_t>(count)) throw Gone();
+      return bytes;
+    }
+    int fd_;
   };
-  using Script = std::function<void(Peer&, int number)>;  // connections count from 0
 
-  explicit CodexStandIn(Script script);
-  // Ends every connection and joins the scripts.
-  ~CodexStandIn();
+  // A server's frame.
+  static std::string bytes(int first, std::string_view payload) {
+    std::string bytes(1, static_cast<char>(first));
+    const std::size_t size = payload.size();
+    const int width = size <= 125 ? 0 : size <= 0xffff ? 2 : 8;
+    bytes += static_cast<char>(width == 0 ? size : width == 2 ? 126 : 127);
+    for (int i = width - 1; i >= 0; --i) bytes += static_cast<char>(size >> (8 * i));
+    return bytes.append(payload);
+  }
+
+  // Connections count from 0.
+  explicit CodexStandIn(std::function<void(Peer&, int number)> script)
+      : script_(std::move(script)),
+        socket_(folder_.path() / "s"),
+        listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, socket_.data(), socket_.size());
+    if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener_.get(), 8) != 0)
+      throw std::runtime_error("no socket");
+    acceptor_ = std::thread([this] { accept(); });
+  }
+  ~CodexStandIn() {
+    ::shutdown(listener_.get(), SHUT_RDWR);
+    acceptor_.join();
+    for (auto& [fd, thread] : served_) {
+      ::shutdown(fd.get(), SHUT_RDWR);
+      thread.join();
+    }
+  }
   const std::string& socket() const { return socket_; }
 
  private:
-  void accept();
+  void accept() {
+    for (int number = 0;; ++number) {
+      const int fd = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
+      if (fd < 0) return;
+      served_.emplace_back(UniqueFd(fd), std::thread([this, fd, number] {
+                             Peer peer(fd);
+                             try {
+                               script_(peer, number);
+                             } catch (const Gone&) {
+                             }
+                             ::shutdown(fd, SHUT_RDWR);
+                           }));
+    }
+  }
 
-  Script script_;
+  std::function<void(Peer&, int)> script_;
   TemporaryFolder folder_;
   std::string socket_;
   UniqueFd listener_;
-  std::mutex mutex_;
-  std::list<int> open_;
-  std::list<std::thread> threads_;
+  std::list<std::pair<UniqueFd, std::thread>> served_;  // the acceptor's, until it is joined
   std::thread acceptor_;
 };
 

@@ -146,8 +146,8 @@ void Connection::write(std::string_view bytes) {
   while (!bytes.empty()) {
     checkStop();
     // A peer that takes a byte now and then would otherwise keep us for ever.
-    const bool late = now() >= deadline_;
-    const ssize_t count = late ? 0 : ::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (now() >= deadline_) throw Failure("Codex history request timed out.");
+    const ssize_t count = ::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
       checkStop();
