@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Codex/CodexFrames.h"
 #include "Codex/CodexMessage.h"
 #include "CodexStandIn.h"
 #include "Runtime/Failure.h"
@@ -21,8 +20,7 @@ std::vector<std::string> readAll(std::string_view wire, std::size_t split = 0, s
   try {
     for (std::size_t at = 0; at < wire.size();) {
       const auto space = reader.space();
-      const std::size_t left = at < split ? split - at : wire.size() - at;
-      const std::size_t count = std::min({space.size(), left, piece});
+      const std::size_t count = std::min({space.size(), (at < split ? split : wire.size()) - at, piece});
       std::copy_n(wire.data() + at, count, space.data());
       at += count;
       const auto event = reader.took(count);
@@ -36,7 +34,7 @@ std::vector<std::string> readAll(std::string_view wire, std::size_t split = 0, s
 }
 
 TEST(CodexFrames, ReadTheSameAtEverySplitPoint) {
-  const std::string longer(300, 'x'), longest(70'000, 'y');
+  const std::string longer(300, 'x');
   const std::string wire = frame(0x81, "{}") + frame(0x01, "a") + frame(0x89, "now") + frame(0x00, "\xc3") +
                            frame(0x8a, "pong") + frame(0x80, "\xa9") + frame(0x81, longer) + frame(0x89, "") +
                            frame(0x81, "") + frame(0x88, "bye");
@@ -45,10 +43,9 @@ TEST(CodexFrames, ReadTheSameAtEverySplitPoint) {
   for (std::size_t split = 0; split < wire.size(); ++split)
     EXPECT_EQ(readAll(wire, split), expected) << split;
   EXPECT_EQ(readAll(wire, 0, 1), expected);
-  EXPECT_EQ(readAll(frame(0x81, longest)), std::vector{longest});
 }
 
-TEST(CodexFrames, RefuseInTheWrittenWordsBeforeTakingMemory) {
+TEST(CodexFrames, RefuseInTheWrittenWords) {
   const auto refusal = [](std::string_view wire) { return readAll(wire).back(); };
   EXPECT_EQ(refusal("\x81\x80"sv), "! Invalid masked Codex server frame.");
   EXPECT_EQ(refusal("\x82\x01"sv), "! Unsupported Codex frame.");
@@ -62,13 +59,10 @@ TEST(CodexFrames, RefuseInTheWrittenWordsBeforeTakingMemory) {
 
 TEST(CodexFrames, WritesLengthsAndMaskInAnySteps) {
   for (const std::size_t size : {0u, 125u, 126u, 65'535u, 65'536u, 300'001u}) {
-    std::string payload(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) payload[i] = static_cast<char>(i * 7);
-    const std::string plain = frame(0x8a, payload);
+    const std::string payload(size, '\x5a'), plain = frame(0x8a, payload);
     std::string expected = plain.substr(0, plain.size() - size) + "\x01\x02\x04\xf8";
     expected[1] = static_cast<char>(expected[1] | 0x80);
-    for (std::size_t i = 0; i < size; ++i)
-      expected += static_cast<char>(payload[i] ^ "\x01\x02\x04\xf8"[i % 4]);
+    for (std::size_t i = 0; i < size; ++i) expected += static_cast<char>(0x5a ^ "\x01\x02\x04\xf8"[i % 4]);
     for (const std::size_t step : {3ul, 13ul, codex::FrameWriter::kStep}) {
       codex::FrameWriter writer(payload, codex::Opcode::pong, {1, 2, 4, 0xf8});
       std::string wire, buffer(step, '\0');
@@ -76,21 +70,16 @@ TEST(CodexFrames, WritesLengthsAndMaskInAnySteps) {
       EXPECT_TRUE(wire == expected) << size << " in steps of " << step;
     }
   }
-  // The example of RFC 6455.
-  EXPECT_EQ(codex::acceptKey("dGhlIHNhbXBsZSBub25jZQ=="), "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=");
 }
 
 TEST(CodexMessage, KeepsIDsAsTheyCameAndTellsWhatIsNoJson) {
-  const auto id = [](std::string bytes) {
-    const auto message = CodexMessage::parse(bytes);
-    return message && message->id ? CodexMessage::wireID(*message->id).value_or("(none)") : "(no id)";
-  };
-  EXPECT_EQ(id(R"({"id": 0 ,"method":"m"})"), "0");
-  EXPECT_EQ(id(R"({"id":123456789012345678901234567890})"), "123456789012345678901234567890");
-  EXPECT_EQ(id(R"({"id":-1.50e3})"), "-1.50e3");
-  EXPECT_EQ(id(R"({"id":"\u0041\/b"})"), R"("A/b")");
-  for (const char* const none : {R"({"id":null})", R"({"id":[1]})", R"({"id":true})"})
-    EXPECT_EQ(id(none), "(none)");
+  for (const char* const id : {"0", "123456789012345678901234567890", "-1.50e3", R"("é")"}) {
+    std::string bytes = R"({"id": )" + std::string(id) + " }";
+    EXPECT_EQ(CodexMessage::wireID(CodexMessage::parse(bytes).value().id.value()), id);
+  }
+  EXPECT_EQ(CodexMessage::wireID(R"("\u0041\/b")"), R"("A/b")");
+  for (const auto bad : {"null"sv, "[1]"sv, "true"sv, "3\0"sv})
+    EXPECT_FALSE(CodexMessage::wireID(bad)) << bad;
   for (std::string bad : {"", "x", "{", R"({"id":1}})", R"({"id":1} 2)", R"({"id")"})
     EXPECT_FALSE(CodexMessage::parse(bad)) << bad;
 }

@@ -165,7 +165,7 @@ TEST(CodexRequestWorker, JoinsAnswersAndComesBack) {
   VirtualLoop loop;
   CodexRequestController controller(loop,
                                     {.sync = 50ms, .retry = 20ms, .limits = {.call = 1min, .silence = 1min}});
-  controller.start(server.socket());
+  controller.start(server.socket);
   controller.watch({threadID(1), threadID(2)});
   ASSERT_TRUE(loop.waitUntil([&] { return !controller.details().empty(); }, 1min));
   EXPECT_EQ(controller.details().begin()->second, R"({"id":"c","type":"commandExecution"})");

@@ -1,11 +1,10 @@
-// A made-up Codex app server on a real socket: each connection is served by the test's own script on a
-// thread, which ends when the client has gone.
+// A made-up Codex app server on a real socket: the test's own script serves each connection on a thread,
+// which ends when the client has gone.
 #pragma once
 
 #include <cstring>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -24,14 +23,13 @@ class CodexStandIn {
  public:
   struct Gone {};
   // One connection as its server sees it.
-  class Peer {
-   public:
-    explicit Peer(int fd) : fd_(fd) {}
+  struct Peer {
+    int fd;
     void open() {
       const std::string asked = head();
       const auto key = asked.find("Sec-WebSocket-Key: ") + 19;
       raw("HTTP/1.1 101 X\r\nA: " + codex::acceptKey(asked.substr(key, 24)) + "\r\n\r\n");
-      serve("initialize", Json::object());
+      respond(request(), Json::object());
       EXPECT_EQ(frame(), R"({"method":"initialized"})");
     }
     std::string head() {
@@ -39,16 +37,14 @@ class CodexStandIn {
       while (!head.ends_with("\r\n\r\n")) head += take(1);
       return head;
     }
-    // The payload of the next frame.
+    // The payload of the client's next frame, of less than 64 KiB.
     std::string frame() {
       const std::string head = take(2);
-      EXPECT_TRUE(head[1] & 0x80) << "an unmasked frame of the client";
-      std::size_t length = head[1] & 0x7f;
-      EXPECT_LT(length, 127u);
+      EXPECT_TRUE(head[1] & 0x80) << "an unmasked frame";
+      unsigned length = head[1] & 0x7f;
       if (length == 126) {
         const std::string more = take(2);
-        length = static_cast<std::size_t>(static_cast<unsigned char>(more[0]) << 8 |
-                                          static_cast<unsigned char>(more[1]));
+        length = static_cast<unsigned char>(more[0]) * 256u + static_cast<unsigned char>(more[1]);
       }
       const std::string mask = take(4);
       std::string payload = take(length);
@@ -56,54 +52,40 @@ class CodexStandIn {
       return payload;
     }
     Json request() { return Json::parse(frame()); }
-    Json serve(std::string_view method, const Json& result) {
-      const Json asked = request();
-      EXPECT_EQ(asked.value("method", ""), method);
-      respond(asked, result);
-      return asked;
+    void respond(const Json& request, const Json& result, const char* member = "result") {
+      raw(bytes(0x81, Json{{"id", request["id"]}, {member, result}}.dump()));
     }
-    void respond(const Json& request, const Json& result) {
-      send({{"id", request["id"]}, {"result", result}});
-    }
-    void refuse(const Json& request, const char* words) {
-      send({{"id", request["id"]}, {"error", {{"message", words}}}});
-    }
-    void send(const Json& message) { raw(bytes(0x81, message.dump())); }
+    void refuse(const Json& request, const char* words) { respond(request, {{"message", words}}, "error"); }
     void raw(std::string_view bytes) {
-      for (; !bytes.empty();) {
-        const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      while (!bytes.empty()) {
+        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent <= 0) throw Gone();
         bytes.remove_prefix(static_cast<std::size_t>(sent));
       }
     }
-
-   private:
     std::string take(std::size_t count) {
       std::string bytes(count, '\0');
-      if (count && ::recv(fd_, bytes.data(), count, MSG_WAITALL) != static_cast<ssize_t>(count)) throw Gone();
+      if (count && ::recv(fd, bytes.data(), count, MSG_WAITALL) != static_cast<ssize_t>(count)) throw Gone();
       return bytes;
     }
-    int fd_;
   };
 
   // A server's frame.
   static std::string bytes(int first, std::string_view payload) {
-    std::string bytes(1, static_cast<char>(first));
     const std::size_t size = payload.size();
     const int width = size <= 125 ? 0 : size <= 0xffff ? 2 : 8;
-    bytes += static_cast<char>(width == 0 ? size : width == 2 ? 126 : 127);
+    std::string bytes{static_cast<char>(first), static_cast<char>(width == 0   ? size
+                                                                  : width == 2 ? 126
+                                                                               : 127)};
     for (int i = width - 1; i >= 0; --i) bytes += static_cast<char>(size >> (8 * i));
     return bytes.append(payload);
   }
 
   // Connections count from 0.
-  explicit CodexStandIn(std::function<void(Peer&, int number)> script)
-      : script_(std::move(script)),
-        socket_(folder_.path() / "s"),
-        listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  explicit CodexStandIn(std::function<void(Peer&, int number)> script) : script_(std::move(script)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, socket_.data(), socket_.size());
+    std::strcpy(address.sun_path, socket.c_str());
     if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(listener_.get(), 8) != 0)
       throw std::runtime_error("no socket");
@@ -117,7 +99,6 @@ class CodexStandIn {
       thread.join();
     }
   }
-  const std::string& socket() const { return socket_; }
 
  private:
   void accept() {
@@ -137,10 +118,12 @@ class CodexStandIn {
 
   std::function<void(Peer&, int)> script_;
   TemporaryFolder folder_;
-  std::string socket_;
-  UniqueFd listener_;
+  UniqueFd listener_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
   std::list<std::pair<UniqueFd, std::thread>> served_;  // the acceptor's, until it is joined
   std::thread acceptor_;
+
+ public:
+  const std::string socket = folder_.path() / "s";
 };
 
 }  // namespace ostrel

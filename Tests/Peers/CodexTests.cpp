@@ -133,9 +133,10 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   EXPECT_TRUE(shown(thread).starts_with("blocked|"));
   CodexRequest request = controller.requests()->front();
   EXPECT_EQ(request.title(), "Allow this command?");
-  const auto item = controller.details().find(CodexCard::itemKey(request).value_or(""));
-  const auto card =
-      CodexCard::of(request, item == controller.details().end() ? std::nullopt : std::optional(item->second));
+  // What runs at the moment of the joining is told with it.
+  const std::string key = CodexCard::itemKey(request).value_or("");
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.details().contains(key); }, kPatience));
+  const auto card = CodexCard::of(request, controller.details().at(key));
   EXPECT_NE(card.command.value_or("").find("touch accepted"), std::string::npos);
   EXPECT_EQ(card.folder, folder_);
   ASSERT_EQ(request.choices().front().title, "Allow once");

@@ -93,7 +93,9 @@ std::span<char> FrameReader::space() {
   if (part_ != Part::payload) return {small_.data() + have_, want_ - have_};
   auto& [bytes, filled] = target();
   const std::size_t step = std::min(left_, kReceiveStep);
-  if (bytes.size() < filled + step) bytes.resize(filled + step);
+  // Not filled with zeros first: the caller writes there.
+  if (bytes.size() < filled + step)
+    bytes.resize_and_overwrite(filled + step, [](char*, std::size_t size) { return size; });
   return {bytes.data() + filled, step};
 }
 
