@@ -3,7 +3,7 @@
 
 buildPackages=(
   clang-19 lld-19 cmake ninja-build pkg-config
-  libfmt-dev nlohmann-json3-dev libsimdjson-dev libutf8proc-dev
+  libfmt-dev nlohmann-json3-dev libsimdjson-dev libutf8proc-dev libssl-dev
 )
 testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
 benchPackages=(libbenchmark-dev procps)

@@ -12,6 +12,8 @@ constexpr int kMaxDepth = 512;
 }  // namespace
 
 std::optional<Json> parse(std::string_view bytes) {
+  // The parser takes a zero byte for the end, whatever follows.
+  if (bytes.find('\0') != std::string_view::npos) return std::nullopt;
   bool tooDeep = false;
   const auto depthGuard = [&](int depth, Json::parse_event_t event, Json&) {
     if (depth > kMaxDepth &&

@@ -1,0 +1,83 @@
+// Requests for a person, histories and forms: any bytes give a card and valid JSON answers, or a failure in
+// words. The input's lines: messages of the server; the last one is also what is typed.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Codex/CodexCard.h"
+#include "Codex/CodexForm.h"
+#include "Codex/CodexLive.h"
+#include "Codex/CodexRequestDesk.h"
+#include "Runtime/Failure.h"
+#include "Runtime/Text.h"
+
+namespace {
+
+using namespace ostrel;
+
+constexpr const char* kThread = "0190c0de-0000-7000-8000-000000000001";
+
+template <class Work>
+void attempt(Work work) {
+  try {
+    work();
+  } catch (const Failure& failure) {
+    if (failure.message().empty()) std::abort();
+  }
+}
+
+void valid(const std::string& result) {
+  if (!json::parse(result)) std::abort();
+}
+
+void show(const CodexRequest& request, const std::string& typed) {
+  const CodexCard card = CodexCard::of(request, typed);
+  if (card.title.empty() && request.method != "mcpServer/elicitation/request") std::abort();
+  for (const auto& choice : card.choices) valid(choice.result);
+  const Json params = json::parse(request.payload).value();
+  CodexForm::Answers answers;
+  for (const auto& field : card.fields) answers[field.key] = typed;
+  for (const auto& question : card.questions) answers[question.id] = typed;
+  if (const Json* const schema = json::member(params, "requestedSchema"))
+    attempt([&] { valid(CodexForm::formResult(*schema, answers)); });
+  if (const Json* const questions = json::member(params, "questions"))
+    attempt([&] { valid(CodexForm::questionsResult(*questions, answers)); });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const auto lines = text::split(bytes, '\n');
+  const std::string typed = text::repairUtf8(lines.back());
+  std::vector<CodexRequest> open;
+  CodexRequestDesk desk("E", [&](const CodexRequestEvent& event) {
+    if (const auto* received = std::get_if<codexevent::Received>(&event)) open.push_back(received->request);
+  });
+  desk.joining(kThread);
+  desk.joined(kThread);
+  for (const auto line : lines) {
+    desk.event(std::string(line));
+    std::string history(line);
+    attempt([&] { CodexLocalServer::messages(history); });
+    if (const auto value = json::parse(line)) {
+      if (const auto agent = CodexLive::agent(*value); agent && agent->title.empty()) std::abort();
+    }
+  }
+  for (const CodexRequest& request : open) {
+    show(request, typed);
+    // At most once, and as JSON with the id at its front.
+    int answered = 0;
+    for (int i = 0; i < 2; ++i) {
+      const auto text = desk.answer(request, "{}", {kThread});
+      if (!text) continue;
+      valid(*text);
+      ++answered;
+    }
+    if (answered > 1) std::abort();
+  }
+  return 0;
+}

@@ -1,0 +1,176 @@
+#include "Codex/CodexRequestController.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Codex/CodexCard.h"
+
+namespace ostrel {
+
+namespace {
+
+// Items of conversations that run for days; a card needs the last few.
+constexpr std::size_t kMostDetails = 1000;
+
+}  // namespace
+
+CodexRequestController::CodexRequestController(MainLoop& loop, CodexRequestWorker::Pace pace)
+    : loop_(loop), pace_(pace) {}
+
+CodexRequestController::~CodexRequestController() = default;
+
+void CodexRequestController::start(const std::string& socket) {
+  if (worker_) return;
+  alive_ = std::make_shared<bool>();
+  worker_ = std::make_unique<CodexRequestWorker>(
+      socket,
+      [this, &loop = loop_, weak = std::weak_ptr(alive_)](CodexRequestEvent event) {
+        loop.post([this, weak, event = std::move(event)] {
+          if (!weak.expired()) receive(event);
+        });
+      },
+      pace_);
+  door_ = Door{[this](std::set<std::string> threads) { worker_->watch(std::move(threads)); },
+               [this](CodexRequest request, std::string result) {
+                 worker_->reply(std::move(request), std::move(result));
+               }};
+  worker_->start();
+}
+
+void CodexRequestController::stop() {
+  door_.reset();
+  alive_.reset();
+  worker_.reset();
+  runID_.clear();
+  error_.set(std::nullopt);
+  clear();
+}
+
+void CodexRequestController::watch(std::set<std::string> threads) {
+  if (door_) door_->watch(std::move(threads));
+}
+
+void CodexRequestController::answer(const CodexRequest& request, std::string result) {
+  const std::string key = request.id();
+  if (!door_ || !connectedThreads_->contains(request.threadID) || sent_->contains(key)) return;
+  if (std::ranges::find(*requests_, request) == requests_->end()) return;
+  setSent(key, true);
+  setReplyError(key, std::nullopt);
+  if (onAnswer) onAnswer();
+  door_->reply(request, std::move(result));
+}
+
+std::string CodexRequestController::status(const std::string& thread) const {
+  return connectedThreads_.get().contains(thread) ? "Connected · reply and review requests here"
+                                                  : "Connecting conversation controls…";
+}
+
+void CodexRequestController::receive(const CodexRequestEvent& event) {
+  std::visit([this](const auto& one) { on(one); }, event);
+}
+
+void CodexRequestController::on(const codexevent::Reset& event) {
+  runID_ = event.epoch;
+  clear();
+  error_.set(event.error);
+}
+
+void CodexRequestController::on(const codexevent::Received& event) {
+  if (event.request.epoch != runID_) return;
+  const std::string key = event.request.id();
+  auto requests = *requests_;
+  const auto known = std::ranges::find(requests, key, &CodexRequest::id);
+  if (known == requests.end()) {
+    requests.push_back(event.request);
+  } else {
+    *known = event.request;
+  }
+  setReplyError(key, std::nullopt);
+  requests_.set(std::move(requests));
+}
+
+void CodexRequestController::on(const codexevent::Resolved& event) {
+  if (event.epoch != runID_) return;
+  auto requests = *requests_;
+  std::erase_if(requests, [&](const CodexRequest& request) { return request.id() == event.key; });
+  requests_.set(std::move(requests));
+  setSent(event.key, false);
+  setReplyError(event.key, std::nullopt);
+}
+
+void CodexRequestController::on(const codexevent::Sent&) {
+  // The card says since the click that its answer is on its way.
+}
+
+void CodexRequestController::on(const codexevent::Connected& event) {
+  if (event.epoch != runID_) return;
+  auto threads = *connectedThreads_;
+  threads.insert(event.thread);
+  connectedThreads_.set(std::move(threads));
+  error_.set(std::nullopt);
+}
+
+void CodexRequestController::on(const codexevent::Disconnected& event) {
+  if (event.epoch != runID_) return;
+  auto threads = *connectedThreads_;
+  threads.erase(event.thread);
+  connectedThreads_.set(std::move(threads));
+  auto requests = *requests_;
+  std::erase_if(requests, [&](const CodexRequest& request) {
+    if (request.threadID != event.thread) return false;
+    setSent(request.id(), false);
+    setReplyError(request.id(), std::nullopt);
+    return true;
+  });
+  requests_.set(std::move(requests));
+  std::erase_if(details_, [&](const auto& entry) { return entry.first.starts_with(event.thread + ":"); });
+}
+
+void CodexRequestController::on(const codexevent::Failed& event) {
+  if (!ofThisRun(event.key)) return;
+  setSent(event.key, false);
+  setReplyError(event.key, event.words);
+}
+
+void CodexRequestController::on(const codexevent::Item& event) {
+  if (event.epoch != runID_) return;
+  if (details_.size() >= kMostDetails) {
+    std::set<std::string> needed;
+    for (const CodexRequest& request : *requests_) {
+      if (auto key = CodexCard::itemKey(request)) needed.insert(std::move(*key));
+    }
+    std::erase_if(details_, [&](const auto& entry) { return !needed.contains(entry.first); });
+  }
+  details_[event.thread + ":" + event.item] = event.bytes;
+  detailsChanged_.notify();
+}
+
+void CodexRequestController::clear() {
+  requests_.set({});
+  sent_.set({});
+  connectedThreads_.set({});
+  details_.clear();
+  replyErrors_.set({});
+}
+
+void CodexRequestController::setSent(const std::string& key, bool sent) {
+  auto keys = *sent_;
+  if (sent) {
+    keys.insert(key);
+  } else {
+    keys.erase(key);
+  }
+  sent_.set(std::move(keys));
+}
+
+void CodexRequestController::setReplyError(const std::string& key, std::optional<std::string> words) {
+  auto errors = *replyErrors_;
+  if (words) {
+    errors[key] = std::move(*words);
+  } else {
+    errors.erase(key);
+  }
+  replyErrors_.set(std::move(errors));
+}
+
+}  // namespace ostrel

@@ -1,0 +1,139 @@
+#include "Codex/CodexRequestDesk.h"
+
+#include <utility>
+
+#include "Runtime/Failure.h"
+
+namespace ostrel {
+
+namespace {
+
+// What a server can make us keep. A request beyond it is not shown; the terminal still asks.
+constexpr std::size_t kMostPendingBytes = 32'000'000;
+
+bool isShownItem(const Json& item) {
+  const auto type = json::string(item, "type");
+  return type == "commandExecution" || type == "fileChange";
+}
+
+}  // namespace
+
+void CodexRequestDesk::joined(const std::string& thread) {
+  connected_.insert(thread);
+  joining_.reset();
+  emit_(codexevent::Connected{epoch_, thread});
+}
+
+void CodexRequestDesk::refused(const std::string& thread) {
+  joining_.reset();
+  resolveAll(thread, [](const CodexRequest&) { return true; });
+}
+
+void CodexRequestDesk::leave(const std::string& thread) {
+  if (connected_.erase(thread)) emit_(codexevent::Disconnected{epoch_, thread});
+  resolveAll(thread, [](const CodexRequest&) { return true; });
+}
+
+void CodexRequestDesk::turns(const std::string& thread, const Json& page) {
+  const Json* const data = json::member(page, "data");
+  if (!data || !data->is_array()) return;
+  for (const Json& turn : *data) {
+    const Json* const items = json::member(turn, "items");
+    if (!items || !items->is_array()) continue;
+    for (const Json& one : *items) item(thread, one);
+  }
+}
+
+void CodexRequestDesk::item(const std::string& thread, const Json& item) {
+  const auto id = json::string(item, "id");
+  if (!id || !isShownItem(item)) return;
+  Json shown = item;
+  // Can be megabytes, and no card shows it.
+  shown.erase("aggregatedOutput");
+  emit_(codexevent::Item{epoch_, thread, *id, json::dump(shown)});
+}
+
+void CodexRequestDesk::event(std::string bytes) {
+  const auto message = CodexMessage::parse(bytes);
+  if (!message || message->method.empty() || !message->params) return;
+  if (auto asked = CodexRequest::parse(*message, epoch_)) {
+    request(std::move(*asked));
+    return;
+  }
+  const std::string& method = message->method;
+  const bool aboutItem = method == "item/started" || method == "item/updated" || method == "item/completed";
+  const bool turnEnded = method == "turn/completed";
+  const bool closed = method == "thread/closed";
+  // Most of what comes is streamed text, which is not even parsed.
+  if (!aboutItem && !turnEnded && !closed && method != "serverRequest/resolved") return;
+  const auto params = json::parse(*message->params);
+  const auto thread = params ? json::string(*params, "threadId") : std::nullopt;
+  if (!thread) return;
+
+  if (aboutItem) {
+    if (const Json* const one = json::member(*params, "item")) item(*thread, *one);
+  } else if (closed) {
+    leave(*thread);
+  } else if (turnEnded) {
+    const Json* const turn = json::member(*params, "turn");
+    const auto id = turn ? json::string(*turn, "id") : std::nullopt;
+    if (!id) return;
+    // A turn that has ended needs no answer any more.
+    resolveAll(*thread, [&](const CodexRequest& open) {
+      return json::string(json::parse(open.payload).value_or(Json()), "turnId") == id;
+    });
+  } else {
+    // From the text: the id keeps its digits.
+    std::string text(*message->params);
+    const auto members = jsonMembers(text);
+    if (!members) return;
+    for (const auto& [name, value] : *members) {
+      const auto wireID = name == "requestId" ? CodexMessage::wireID(value) : std::nullopt;
+      if (!wireID) continue;
+      const std::string key = CodexRequest::key(epoch_, *wireID);
+      resolveAll(*thread, [&](const CodexRequest& open) { return open.id() == key; });
+    }
+  }
+}
+
+void CodexRequestDesk::request(CodexRequest request) {
+  if (!connected_.contains(request.threadID) && joining_ != request.threadID) return;
+  const std::string key = request.id();
+  const auto known = pending_.find(key);
+  if (known != pending_.end() && known->second == request) return;  // sent again to us
+  const std::size_t freed = known == pending_.end() ? 0 : known->second.payload.size();
+  if (pendingBytes_ - freed + request.payload.size() > kMostPendingBytes) return;
+  pendingBytes_ += request.payload.size() - freed;
+  pending_[key] = request;
+  emit_(codexevent::Received{std::move(request)});
+}
+
+template <class Over>
+void CodexRequestDesk::resolveAll(const std::string& thread, Over over) {
+  for (auto next = pending_.begin(); next != pending_.end();) {
+    const auto open = next++;
+    if (open->second.threadID != thread || !over(open->second)) continue;
+    std::string key = open->first;
+    pendingBytes_ -= open->second.payload.size();
+    pending_.erase(open);
+    answered_.erase(key);
+    emit_(codexevent::Resolved{epoch_, thread, std::move(key)});
+  }
+}
+
+std::optional<std::string> CodexRequestDesk::answer(const CodexRequest& request, const std::string& result,
+                                                    const std::set<std::string>& desired) {
+  const std::string key = request.id();
+  const auto open = pending_.find(key);
+  if (request.epoch != epoch_ || !connected_.contains(request.threadID) ||
+      !desired.contains(request.threadID) || open == pending_.end() || open->second != request ||
+      answered_.contains(key)) {
+    emit_(codexevent::Failed{key, "This request has changed or was already answered. Nothing was sent."});
+    return std::nullopt;
+  }
+  if (!json::parse(result)) throw Failure("The answer is not JSON.");
+  answered_.insert(key);
+  return "{\"id\":" + request.wireID + ",\"result\":" + result + "}";
+}
+
+}  // namespace ostrel

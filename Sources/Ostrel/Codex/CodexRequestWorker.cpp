@@ -1,0 +1,201 @@
+#include "Codex/CodexRequestWorker.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <iterator>
+#include <poll.h>
+#include <unistd.h>
+#include <utility>
+
+#include "Codex/CodexLive.h"
+#include "Codex/CodexRandom.h"
+
+namespace ostrel {
+
+namespace {
+
+// Lets answers and the joining go on while a server sends without end.
+constexpr int kMostMessagesAtOnce = 100;
+
+TimePoint now() { return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now()); }
+
+int millisecondsUntil(TimePoint until) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now()).count();
+  return static_cast<int>(std::max<std::int64_t>(left, 0));
+}
+
+}  // namespace
+
+CodexRequestWorker::CodexRequestWorker(std::string socket, CodexRequestDesk::Emit emit, Pace pace)
+    : socket_(std::move(socket)), emit_(std::move(emit)), pace_(pace) {
+  int ends[2];
+  // Without a pipe everything still happens, a second later.
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+  wakeReader_.reset(ends[0]);
+  wakeWriter_.reset(ends[1]);
+}
+
+CodexRequestWorker::~CodexRequestWorker() {
+  stop();
+  if (thread_.joinable()) thread_.join();
+}
+
+void CodexRequestWorker::start() {
+  thread_ = std::thread([this] { run(); });
+}
+
+void CodexRequestWorker::watch(std::set<std::string> threads) {
+  {
+    std::lock_guard guard(lock_);
+    if (threads == desired_) return;
+    desired_ = std::move(threads);
+  }
+  ring();
+}
+
+void CodexRequestWorker::reply(CodexRequest request, std::string result) {
+  {
+    std::lock_guard guard(lock_);
+    replies_.push_back({std::move(request), std::move(result)});
+  }
+  ring();
+}
+
+void CodexRequestWorker::stop() {
+  {
+    std::lock_guard guard(lock_);
+    replies_.clear();
+  }
+  stopping_.request_stop();
+  ring();
+}
+
+void CodexRequestWorker::ring() {
+  // A full pipe rings already.
+  [[maybe_unused]] const ssize_t written = ::write(wakeWriter_.get(), "", 1);
+}
+
+void CodexRequestWorker::run() {
+  while (!stopping_.stop_requested()) {
+    try {
+      serve(codex::randomUuid());
+    } catch (const Cancelled&) {
+      return;
+    } catch (const std::exception& failure) {
+      {
+        std::lock_guard guard(lock_);
+        replies_.clear();  // they can't be delivered any more
+      }
+      emit_(codexevent::Reset{codex::randomUuid(),
+                              std::string("Codex controls reconnecting: ") + failure.what()});
+      pause();
+    }
+  }
+}
+
+void CodexRequestWorker::serve(const std::string& epoch) {
+  CodexLocalServer::Connection connection(socket_, stopping_.get_token(), pace_.limits);
+  // Only now: until there is a connection, the words of the last failure stand.
+  emit_(codexevent::Reset{epoch, std::nullopt});
+  CodexRequestDesk desk(epoch, emit_);
+  connection.onEvent = [&desk](std::string bytes) { desk.event(std::move(bytes)); };
+  TimePoint nextSync = now();
+  while (!stopping_.stop_requested()) {
+    if (now() >= nextSync) {
+      nextSync = now() + pace_.sync;
+      sync(connection, desk);
+    }
+    if (waitForWork(connection.fd(), nextSync)) receive(connection, desk);
+    answer(connection, desk);
+  }
+}
+
+void CodexRequestWorker::sync(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+  const std::set<std::string> wanted = desired();
+  std::set<std::string> targets;
+  if (!std::ranges::includes(desk.connected(), wanted)) {
+    for (std::string& thread : CodexLive::loadedIDs(connection)) {
+      if (wanted.contains(thread) && !desk.connected().contains(thread)) targets.insert(std::move(thread));
+    }
+  }
+  for (const std::string& thread : targets) join(connection, desk, thread);
+  std::vector<std::string> unwanted;
+  std::ranges::set_difference(desk.connected(), wanted, std::back_inserter(unwanted));
+  for (const std::string& thread : unwanted) desk.leave(thread);
+}
+
+void CodexRequestWorker::join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk,
+                              const std::string& thread) {
+  // What runs at this moment stands in the page that comes with the response, and in no later one.
+  const Json page{{"limit", 1}, {"sortDirection", "desc"}, {"itemsView", "full"}};
+  Json resumed;
+  desk.joining(thread);
+  try {
+    resumed = connection.call("thread/resume",
+                              {{"threadId", thread}, {"excludeTurns", true}, {"initialTurnsPage", page}});
+  } catch (const CodexLocalServer::Refusal&) {
+    // Nothing was said in it yet, or another process writes it: tried again at the next sync.
+    desk.refused(thread);
+    return;
+  }
+  const Json* const joined = json::member(resumed, "thread");
+  if (!joined || json::string(*joined, "id") != thread)
+    throw Failure("Codex joined a different conversation.");
+  desk.joined(thread);
+  if (const Json* const first = json::member(resumed, "initialTurnsPage"); first && first->is_object()) {
+    desk.turns(thread, *first);
+    return;
+  }
+  Json params = page;
+  params["threadId"] = thread;
+  try {
+    desk.turns(thread, connection.call("thread/turns/list", params));
+  } catch (const CodexLocalServer::Refusal&) {
+    // A card does without the items.
+  }
+}
+
+// Whether the connection has something to say.
+bool CodexRequestWorker::waitForWork(int connection, TimePoint until) {
+  pollfd ready[2] = {{connection, POLLIN, 0}, {wakeReader_.get(), POLLIN, 0}};
+  if (::poll(ready, 2, millisecondsUntil(until)) <= 0) return false;
+  char bytes[64];
+  while (ready[1].revents != 0 && ::read(wakeReader_.get(), bytes, sizeof bytes) > 0) continue;
+  return ready[0].revents != 0;
+}
+
+void CodexRequestWorker::receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+  for (int count = 0; count < kMostMessagesAtOnce; ++count) {
+    connection.renewDeadline();
+    desk.event(connection.message());
+    pollfd ready{connection.fd(), POLLIN, 0};
+    if (::poll(&ready, 1, 0) <= 0) return;
+  }
+}
+
+void CodexRequestWorker::answer(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+  std::vector<Reply> replies;
+  {
+    std::lock_guard guard(lock_);
+    replies.swap(replies_);
+  }
+  for (const Reply& reply : replies) {
+    const auto text = desk.answer(reply.request, reply.result, desired());
+    if (!text) continue;
+    connection.renewDeadline();
+    connection.frame(*text);
+    emit_(codexevent::Sent{reply.request.id()});
+  }
+}
+
+void CodexRequestWorker::pause() {
+  const TimePoint end = now() + pace_.retry;
+  while (!stopping_.stop_requested() && now() < end) waitForWork(-1, end);
+}
+
+std::set<std::string> CodexRequestWorker::desired() {
+  std::lock_guard guard(lock_);
+  return desired_;
+}
+
+}  // namespace ostrel

@@ -1,0 +1,74 @@
+// The thread that holds the connection on which Codex asks: joins the wanted threads, receives their
+// requests, writes the answers. One for each run of the program, owned by `CodexRequestController`.
+//
+// It meets its owner in a mailbox under one lock; a byte in a pipe says that something lies there. A
+// connection that fails is made again 2 seconds later, for as long as the worker runs; each one is a run with
+// an epoch of its own, so that nothing left from an old one can be answered on a new one.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Codex/CodexLocalServer.h"
+#include "Codex/CodexRequestDesk.h"
+#include "Runtime/UniqueFd.h"
+
+namespace ostrel {
+
+class CodexRequestWorker {
+ public:
+  struct Pace {
+    Duration sync = std::chrono::seconds(1);   // between looks at what is not joined yet
+    Duration retry = std::chrono::seconds(2);  // from a failure to the next connection
+    CodexLocalServer::Limits limits;
+  };
+
+  // `emit` is called on the worker's thread, until the destructor returns.
+  CodexRequestWorker(std::string socket, CodexRequestDesk::Emit emit, Pace pace);
+  CodexRequestWorker(const CodexRequestWorker&) = delete;
+  CodexRequestWorker& operator=(const CodexRequestWorker&) = delete;
+  // Stops, and waits for the thread, which leaves any wait at once.
+  ~CodexRequestWorker();
+
+  // Starts the thread; once.
+  void start();
+
+  // Any thread may call these.
+  void watch(std::set<std::string> threads);
+  void reply(CodexRequest request, std::string result);
+  void stop();
+
+ private:
+  struct Reply {
+    CodexRequest request;
+    std::string result;
+  };
+
+  void run();
+  void serve(const std::string& epoch);
+  void sync(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
+  void join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk, const std::string& thread);
+  bool waitForWork(int connection, TimePoint until);
+  void receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
+  void answer(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
+  void pause();
+  std::set<std::string> desired();
+  void ring();
+
+  const std::string socket_;
+  const CodexRequestDesk::Emit emit_;
+  const Pace pace_;
+  UniqueFd wakeReader_, wakeWriter_;
+  std::stop_source stopping_;
+  std::mutex lock_;
+  std::set<std::string> desired_;  // under `lock_`
+  std::vector<Reply> replies_;     // under `lock_`
+  std::thread thread_;
+};
+
+}  // namespace ostrel

@@ -1,0 +1,198 @@
+#include <condition_variable>
+#include <random>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "Codex/CodexRequestController.h"
+#include "CodexStandIn.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::literals;
+
+std::string threadID(int number) { return fmt::format("0190c0de-0000-7000-8000-{:012}", number); }
+
+// Messages of the server about a thread. Wire ids are JSON.
+std::string note(const char* method, int thread, const std::string& params) {
+  return fmt::format(R"({{"method":"{}","params":{{"threadId":"{}",{}}}}})", method, threadID(thread),
+                     params);
+}
+std::string asking(const std::string& id, int thread, int turn = 0, int content = 0) {
+  return fmt::format(
+      R"({{"id":{},"method":"execCommandApproval","params":{{"threadId":"{}","turnId":"{}","n":{}}}}})", id,
+      threadID(thread), turn, content);
+}
+std::string resolved(const std::string& id, int thread) {
+  return note("serverRequest/resolved", thread, "\"requestId\":" + id);
+}
+
+// Whatever comes in whatever order: no request is answered twice in a run, nothing is answered that is over,
+// has changed since it was shown or is of another run, and in the end the list shows what is open. What lies
+// between the controller and the book-keeping of the worker is in the test's hands.
+TEST(CodexRequests, RandomSchedulesAnswerEachRequestOnce) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE(fmt::format("seed {}", seed));
+  std::mt19937 random(seed);
+  const auto pick = [&](std::size_t count) { return static_cast<int>(random() % count); };
+  struct Open {
+    int thread, turn, content;
+  };
+  int answers = 0;
+  for (int round = 0; round < 150; ++round) {
+    VirtualLoop loop;
+    CodexRequestController controller(loop);
+    std::unique_ptr<CodexRequestDesk> desk;
+    std::set<std::string> desired;
+    std::deque<CodexRequestEvent> events;
+    std::deque<std::pair<CodexRequest, std::string>> replies;
+    controller.start(
+        {[&](std::set<std::string> threads) { desired = std::move(threads); },
+         [&](CodexRequest request, const std::string& result) { replies.emplace_back(request, result); }});
+    controller.watch({threadID(0), threadID(1)});
+    std::map<int, Open> open;  // by wire id, as the server sees it
+    std::set<int> answered;
+    const auto ask = [&](int id) {
+      desk->event(asking(std::to_string(id), open[id].thread, open[id].turn, open[id].content));
+    };
+    const auto run = [&](int number) {
+      replies.clear();
+      answered.clear();
+      const std::string epoch = fmt::format("run{}", number);
+      desk = std::make_unique<CodexRequestDesk>(
+          epoch, [&](CodexRequestEvent event) { events.push_back(std::move(event)); });
+      events.emplace_back(codexevent::Reset{epoch, std::nullopt});
+      for (const int thread : {0, 1}) {
+        desk->joining(threadID(thread));
+        for (const auto& [id, one] : open) ask(id);  // the server sends them again, of other threads too
+        desk->joined(threadID(thread));
+      }
+    };
+    const auto deliver = [&] {
+      controller.receive(events.front());
+      events.pop_front();
+    };
+    run(0);
+    for (int step = 0, nextID = 0; step < 150; ++step) {
+      const int action = pick(14);
+      const auto any = open.empty() ? open.end() : std::next(open.begin(), pick(open.size()));
+      if (action <= 1) {
+        open[nextID] = {pick(2), pick(3), 0};
+        ask(nextID++);
+      } else if (action == 2 && any != open.end()) {
+        // Sent again, now and then with other content while it is not answered.
+        if (pick(2) && !answered.contains(any->first)) ++any->second.content;
+        ask(any->first);
+      } else if (action == 3 && any != open.end()) {
+        desk->event(resolved(std::to_string(any->first), 1 - any->second.thread));  // not this one
+        desk->event(resolved(std::to_string(any->first), any->second.thread));
+        open.erase(any);
+      } else if (action == 4 && pick(3) == 0) {
+        const int thread = pick(2), turn = pick(3);
+        desk->event(note("turn/completed", thread, fmt::format(R"("turn":{{"id":"{}"}})", turn)));
+        std::erase_if(
+            open, [&](const auto& one) { return one.second.thread == thread && one.second.turn == turn; });
+      } else if (action <= 7 && !controller.requests()->empty()) {
+        const auto requests = *controller.requests();
+        controller.answer(requests[static_cast<std::size_t>(pick(requests.size()))], "[]");
+      } else if (action <= 9 && !replies.empty()) {
+        const auto [request, result] = replies.front();
+        if (pick(4)) replies.pop_front();  // otherwise it is tried a second time
+        if (const auto text = desk->answer(request, result, desired)) {
+          const int id = std::stoi(request.wireID);
+          ASSERT_EQ(*text, fmt::format(R"({{"id":{},"result":[]}})", id));
+          ASSERT_TRUE(open.contains(id)) << "an answer to what is over";
+          ASSERT_EQ(Json::parse(request.payload)["n"], open[id].content) << "an answer to something else";
+          ASSERT_TRUE(answered.insert(id).second) << "a second answer";
+          events.emplace_back(codexevent::Sent{request.id()});
+          ++answers;
+        }
+      } else if (action <= 12 && !events.empty()) {
+        deliver();
+      } else if (action == 13 && pick(8) == 0) {
+        run(step + 1);
+      }
+    }
+    while (!events.empty()) deliver();
+    std::set<int> shown, expected;
+    for (const auto& request : *controller.requests()) shown.insert(std::stoi(request.wireID));
+    for (const auto& [id, one] : open) expected.insert(id);
+    ASSERT_EQ(shown, expected);
+  }
+  EXPECT_GT(answers, 100);
+}
+
+// The real worker against a server on a socket: joins, is refused a thread, is asked, answers with the ids as
+// they came, and comes back after the connection broke.
+TEST(CodexRequestWorker, JoinsAnswersAndComesBack) {
+  const std::vector<std::string> ids = {"7", "\"7\"", "123456789012345678901"};
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool broken = false;
+  std::vector<std::string> answers;
+  const auto count = [&] { return std::lock_guard(mutex), answers.size(); };
+  CodexStandIn server([&](CodexStandIn::Peer& peer, int number) {
+    peer.open();
+    const auto say = [&](const std::string& message) { peer.raw(CodexStandIn::bytes(0x81, message)); };
+    for (;;) {
+      const std::string bytes = peer.frame();
+      const Json request = Json::parse(bytes);
+      const auto method = json::string(request, "method");
+      if (method == "thread/loaded/list") {
+        say(asking("8", 1));  // neither joined nor being joined, or unknown
+        peer.respond(request, {{"data", {threadID(2), threadID(1), threadID(3)}}});
+      } else if (method == "thread/resume" && request["params"]["threadId"] == threadID(2)) {
+        peer.refuse(request, "no rollout found");
+      } else if (method == "thread/resume") {
+        EXPECT_EQ(request["params"]["threadId"], threadID(1));
+        for (const auto& id : ids) say(asking(id, 1));
+        peer.respond(request, {{"thread", {{"id", threadID(1)}}}});
+      } else if (method == "thread/turns/list") {
+        const Json item{{"id", "c"}, {"type", "commandExecution"}, {"aggregatedOutput", "x"}};
+        peer.respond(request, {{"data", {{{"items", {item}}}}}});
+      } else {
+        std::unique_lock lock(mutex);
+        answers.push_back(bytes);
+        if (number > 0) say(resolved(ids[0], 1));
+        if (number > 0 || answers.size() < ids.size()) continue;
+        changed.wait(lock, [&] { return broken; });
+        return;  // breaks without a word
+      }
+    }
+  });
+  VirtualLoop loop;
+  CodexRequestController controller(loop,
+                                    {.sync = 50ms, .retry = 20ms, .limits = {.call = 1min, .silence = 1min}});
+  controller.start(server.socket);
+  controller.watch({threadID(1), threadID(2)});
+  ASSERT_TRUE(loop.waitUntil([&] { return !controller.details().empty(); }, 1min));
+  EXPECT_EQ(controller.details().begin()->second, R"({"id":"c","type":"commandExecution"})");
+  EXPECT_EQ(*controller.connectedThreads(), std::set{threadID(1)});
+  const auto first = *controller.requests();
+  ASSERT_EQ(first.size(), 3u);
+  for (const auto& request : first) controller.answer(request, "{}");
+  for (const auto& request : first) controller.answer(request, "[]");
+  ASSERT_TRUE(loop.waitUntil([&] { return count() == 3; }, 1min));
+  std::string error;
+  const auto watching = controller.error().observe([&] { error += controller.error()->value_or(""); });
+  {
+    std::lock_guard lock(mutex);
+    broken = true;
+  }
+  changed.notify_all();
+  ASSERT_TRUE(
+      loop.waitUntil([&] { return !error.empty() && !controller.connectedThreads()->empty(); }, 1min));
+  EXPECT_TRUE(error.starts_with("Codex controls reconnecting: Codex connection closed")) << error;
+  EXPECT_FALSE(*controller.error());
+  controller.answer(first[1], "[]");  // of the old run
+  controller.answer(controller.requests()->at(0), "true");
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.requests()->size() == 2; }, 1min));
+  EXPECT_EQ(answers, (std::vector<std::string>{R"({"id":7,"result":{}})", R"({"id":"7","result":{}})",
+                                               R"({"id":123456789012345678901,"result":{}})",
+                                               R"({"id":7,"result":true})"}));
+}
+
+}  // namespace
+}  // namespace ostrel

@@ -1,0 +1,177 @@
+// The real Codex app server: what its threads look like from here, and what becomes of our answers.
+#include <csignal>
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "Codex/CodexCard.h"
+#include "Codex/CodexLive.h"
+#include "Codex/CodexRequestController.h"
+#include "PeerWorld.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using CodexLocalServer::Connection;
+
+// Far more than anything takes here, on any machine.
+constexpr Duration kPatience = 90s;
+constexpr CodexLocalServer::Limits kLimits{.call = kPatience, .silence = kPatience};
+
+// The server, and a client beside ours that starts conversations and says things in them.
+class RealCodexServer : public testing::Test {
+ protected:
+  RealCodexServer() : folder_(world_.project("p")) { start(); }
+
+  // The native program: the one on the PATH is a launcher, whose end would not end it.
+  static std::string program() {
+    for (const auto& entry : fs::recursive_directory_iterator(
+             fs::path(std::getenv("OSTREL_PEERS")) / "node_modules/@openai/codex-linux-x64/vendor")) {
+      if (entry.path().filename() == "codex" && entry.is_regular_file()) return entry.path();
+    }
+    throw std::runtime_error("no Codex");
+  }
+  void start() {
+    server_ = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"/bin/sh", "-c",
+                                 "exec " + program() + " app-server --listen unix:// >/dev/null 2>&1"},
+        world_.variables());
+    ASSERT_TRUE(eventually(
+        [&] {
+          try {
+            other_ = std::make_unique<Connection>(socket(), std::stop_token(), kLimits);
+            return true;
+          } catch (const Failure&) {
+            return false;
+          }
+        },
+        90s));
+  }
+  void kill() {
+    server_->signal(SIGKILL);
+    server_->finish();
+    other_.reset();
+  }
+
+  std::string socket() const {
+    return (world_.home() / ".codex/app-server-control/app-server-control.sock").string();
+  }
+  std::string newThread() {
+    return other_->call("thread/start", {{"cwd", folder_.string()}})["thread"]["id"].get<std::string>();
+  }
+  void say(const std::string& thread, const std::string& text) {
+    other_->call("turn/start", {{"threadId", thread}, {"input", {{{"type", "text"}, {"text", text}}}}});
+  }
+  // The thread as our list shows it: "state|title".
+  std::string shown(const std::string& thread) {
+    for (const HerdrAgent& agent : CodexLive::list(socket())) {
+      if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+    }
+    return "(none)";
+  }
+  testing::AssertionResult becomes(const std::string& thread, const std::string& wanted) {
+    std::string last;
+    if (eventually([&] { return (last = shown(thread)) == wanted; }, 90s)) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "wanted " << wanted << ", saw " << last;
+  }
+  std::string history(const std::string& thread) {
+    std::string all;
+    for (const auto& message : CodexLocalServer::read(socket(), thread).messages)
+      all += message.role + ": " + message.text.substr(0, message.text.find(" · ")) + "\n";
+    return all;
+  }
+
+  PeerWorld world_;
+  fs::path folder_;
+  std::unique_ptr<ChildProcess> server_;
+  std::unique_ptr<Connection> other_;
+};
+
+TEST_F(RealCodexServer, ThreadsAreListedReadAndGivenMessages) {
+  const std::string thread = newThread();
+  const std::string plain = "Codex · " + thread.substr(0, 8);
+  EXPECT_TRUE(becomes(thread, "idle|" + plain));
+  say(thread, "Please wait [hold]");
+  EXPECT_TRUE(becomes(thread, "working|" + plain));
+  other_->call("thread/name/set", {{"threadId", thread}, {"name", " A name "}});
+  EXPECT_TRUE(becomes(thread, "working|A name"));
+  world_.model().release();
+  EXPECT_TRUE(becomes(thread, "idle|A name"));
+  EXPECT_EQ(history(thread), "user: Please wait [hold]\nassistant: Understood.\n");
+
+  const auto variables = world_.variables();
+  const CodexLive::Door door{socket(), [] { return fs::path(program()); }, variables};
+  CodexLive::queue(door, thread, "And one more");
+  EXPECT_TRUE(eventually(
+      [&] {
+        return history(thread) ==
+               "user: Please wait [hold]\nassistant: Understood.\nuser: And one more\nassistant: "
+               "Understood.\n";
+      },
+      90s))
+      << history(thread);
+}
+
+TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServer) {
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.limits = kLimits});
+  controller.start(socket());
+  const std::string thread = newThread();
+  controller.watch({thread});
+  const auto asked = [&] {
+    return loop.waitUntil([&] { return !controller.requests()->empty(); }, kPatience);
+  };
+  const auto over = [&] { return loop.waitUntil([&] { return controller.requests()->empty(); }, kPatience); };
+  const auto quiet = [&] { return eventually([&] { return shown(thread).starts_with("idle|"); }, 90s); };
+
+  // It can't be joined before its first turn; what it asks then is sent to us once we are.
+  say(thread, "Make it [run touch accepted]");
+  ASSERT_TRUE(asked()) << controller.error()->value_or("");
+  EXPECT_TRUE(shown(thread).starts_with("blocked|"));
+  CodexRequest request = controller.requests()->front();
+  EXPECT_EQ(request.title(), "Allow this command?");
+  // What runs at the moment of the joining is told with it.
+  const std::string key = CodexCard::itemKey(request).value_or("");
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.details().contains(key); }, kPatience));
+  const auto card = CodexCard::of(request, controller.details().at(key));
+  EXPECT_NE(card.command.value_or("").find("touch accepted"), std::string::npos);
+  EXPECT_EQ(card.folder, folder_);
+  ASSERT_EQ(request.choices().front().title, "Allow once");
+  EXPECT_FALSE(fs::exists(folder_ / "accepted"));
+  controller.answer(request, request.choices().front().result);
+  ASSERT_TRUE(over());
+  ASSERT_TRUE(quiet());
+  EXPECT_TRUE(fs::exists(folder_ / "accepted"));
+
+  say(thread, "Make it [run touch denied]");
+  ASSERT_TRUE(asked());
+  controller.answer(controller.requests()->front(), R"({"decision":"decline"})");
+  ASSERT_TRUE(over());
+  ASSERT_TRUE(quiet());
+  EXPECT_FALSE(fs::exists(folder_ / "denied"));
+
+  say(thread, "Make it [run touch elsewhere]");
+  ASSERT_TRUE(asked());
+  other_->frame(R"({"id":)" + controller.requests()->front().wireID + R"(,"result":{"decision":"accept"}})");
+  ASSERT_TRUE(over());
+  ASSERT_TRUE(quiet());
+  EXPECT_TRUE(fs::exists(folder_ / "elsewhere"));
+
+  say(thread, "Make it [run touch lost]");
+  ASSERT_TRUE(asked());
+  kill();
+  ASSERT_TRUE(over());
+  EXPECT_TRUE(controller.connectedThreads()->empty());
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.error()->has_value(); }, kPatience));
+  EXPECT_TRUE((*controller.error())->starts_with("Codex controls reconnecting: ")) << **controller.error();
+  start();
+  other_->call("thread/resume", {{"threadId", thread}, {"excludeTurns", true}});
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->contains(thread); }, kPatience));
+  EXPECT_FALSE(controller.error()->has_value());
+}
+
+}  // namespace
+}  // namespace ostrel
