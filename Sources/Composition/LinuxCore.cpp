@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "App/BundleInfo.h"
+#include "Codex/CodexLive.h"
+#include "Codex/CodexLocalServer.h"
 #include "Herdr/HerdrCommand.h"
 #include "Herdr/HerdrSocket.h"
 #include "Runtime/Files.h"
@@ -46,11 +48,19 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
       exits_(loop_),
       files_(loop_),
       untouched_(preferences_.shared()),
-      reader_(transcripts_, pool_),
+      reader_(transcripts_, pool_, [this](std::string thread) { return readThread(std::move(thread)); }),
       claudePermissions_(environment_, launcher(processes_), preferences_.shared()),
       client_(
           {loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_, servers_},
           sources(face)) {}
+
+// A Codex conversation as the running app server has it.
+Task<AgentTranscriptSnapshot> LinuxCore::readThread(std::string thread) {
+  co_return co_await pool_.run([socket = CodexLocalServer::socketPath(environment_),
+                                thread = std::move(thread)](std::stop_token stop) {
+    return CodexLocalServer::read(socket, thread, std::move(stop));
+  });
+}
 
 HerdrClient::Sources LinuxCore::sources(Face face) {
   HerdrClient::Sources sources{
@@ -61,9 +71,12 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
       .loadHistory = [this](auto reference, auto kind,
                             auto provider) { return reader_.load(reference, kind, provider); },
       .readPane = HerdrSocket::read,
+      .listCodex = [socket = CodexLocalServer::socketPath(environment_)](
+                       std::stop_token stop) { return CodexLive::list(socket, std::move(stop)); },
       .fixture = preferences_.isFixture()};
   if (face == Face::full && !sources.fixture) {
     sources.permissionSocket = ClaudePermissions::socketPath(environment_);
+    sources.codexSocket = CodexLocalServer::socketPath(environment_);
     sources.installHook = [this] { claudePermissions_.installAtLaunch(); };
   }
   return sources;

@@ -51,6 +51,7 @@ class LinuxCore {
 
  private:
   HerdrClient::Sources sources(Face face);
+  Task<AgentTranscriptSnapshot> readThread(std::string thread);
 
   // Order matters: what background work uses stands before the pool, whose destruction waits for that work.
   const Environment environment_;

@@ -43,12 +43,13 @@ void ListProgram::start() {
   HerdrClient& client = parts_.client;
   // A light depends on the time too, so every scan is a reason to look.
   scans_ = client.local().scans().observe([this] { shows_.request(); });
+  passes_ = client.codexDiscovery().passes().observe([this] { shows_.request(); });
   changes_ = client.changes().observe([this] { shows_.request(); });
   if (options_.command == Options::Command::agents) {
     deadline_ = parts_.loop.after(options_.wait, [this] {
       const std::chrono::duration<double> seconds = options_.wait;
       if (*parts_.client.local().scans() > 0) {
-        output_.complain(fmt::format("Herdr took longer than {:g} seconds.", seconds.count()));
+        output_.complain(fmt::format("Herdr or Codex took longer than {:g} seconds.", seconds.count()));
         late_ = true;
         changed_.raise();
         return;
@@ -66,7 +67,10 @@ void ListProgram::start() {
 
 // Whether every source has told what it knows.
 bool ListProgram::ready() {
-  return *parts_.client.local().scans() > 0 && (late_ || !*parts_.client.link().connecting());
+  HerdrClient& client = parts_.client;
+  const bool others =
+      !*client.link().connecting() && (!client.asksCodex() || *client.codexDiscovery().passes() > 0);
+  return *client.local().scans() > 0 && (late_ || others);
 }
 
 Task<void> ListProgram::run() {

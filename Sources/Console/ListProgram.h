@@ -53,6 +53,7 @@ class ListProgram {
   WakeFlag changed_;
   Throttle shows_;
   Subscription scans_;
+  Subscription passes_;
   Subscription changes_;
   Timer deadline_;
   bool late_ = false;  // Herdr has used up the time for a first list

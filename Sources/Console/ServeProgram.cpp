@@ -7,6 +7,7 @@
 
 #include "Listing.h"
 #include "Runtime/Failure.h"
+#include "ServeJson.h"
 
 namespace ostrel::console {
 
@@ -18,49 +19,6 @@ constexpr Duration kShowInterval = std::chrono::milliseconds(50);
 template <class T>
 Json orNull(const std::optional<T>& value) {
   return value ? Json(*value) : Json();
-}
-
-std::string text(const Json& request, std::string_view key) {
-  const auto value = json::string(request, key);
-  if (!value) throw Failure(fmt::format("\"{}\" is missing.", key));
-  return *value;
-}
-
-Json asObject(const ClaudePermissionRequest& request) {
-  Json questions = Json::array();
-  for (const auto& question : request.questions) {
-    Json options = Json::array();
-    for (const auto& option : question.options)
-      options.push_back({{"label", option.label}, {"description", option.description}});
-    questions.push_back({{"question", question.question},
-                         {"header", question.header},
-                         {"multiSelect", question.multiSelect},
-                         {"options", std::move(options)}});
-  }
-  return {{"id", request.id},       {"session", request.sessionID},     {"tool", request.tool},
-          {"title", request.title}, {"detail", request.detail},         {"alwaysRules", request.alwaysRules},
-          {"agent", nullptr},       {"questions", std::move(questions)}};
-}
-
-ClaudePermissionAnswer answerIn(const Json& request) {
-  using Answer = ClaudePermissionAnswer;
-  if (const Json* const answers = json::member(request, "answers")) {
-    Answer::Answers given;
-    if (!answers->is_object()) throw Failure("\"answers\" must be an object of lists of texts.");
-    for (const auto& [question, chosen] : answers->items()) {
-      std::vector<std::string>& texts = given.chosen[question];
-      for (const Json& each : chosen.is_array() ? chosen : Json::array({chosen})) {
-        if (!each.is_string()) throw Failure("\"answers\" must be an object of lists of texts.");
-        texts.push_back(each.get<std::string>());
-      }
-    }
-    return {given};
-  }
-  const std::string decision = text(request, "decision");
-  if (decision == "allow") return {Answer::Allow{}};
-  if (decision == "always") return {Answer::AllowAlways{}};
-  if (decision == "deny") return {Answer::Deny{json::string(request, "message")}};
-  throw Failure(fmt::format("\"{}\" is no decision: \"allow\", \"always\" or \"deny\".", decision));
 }
 
 }  // namespace
@@ -109,14 +67,14 @@ void ServeProgram::line(const std::string& text) {
 }
 
 void ServeProgram::perform(const Json& request) {
-  const std::string name = text(request, "op");
+  const std::string name = requiredText(request, "op");
   const auto operation = kOperations.find(name);
   if (operation == kOperations.end()) throw Failure(fmt::format("\"{}\" is no operation.", name));
   (this->*operation->second)(request);
 }
 
 AgentList::Entry ServeProgram::agentIn(const Json& request) {
-  const std::string id = text(request, "agent");
+  const std::string id = requiredText(request, "agent");
   const auto& listed = parts_.client.inventory().all.entries();
   const auto found = std::ranges::find(listed, id, [](const auto& entry) { return entry->id; });
   if (found == listed.end()) throw Failure("This agent is not there any more.");
@@ -128,7 +86,7 @@ void ServeProgram::select(const Json& request) {
 }
 
 void ServeProgram::rename(const Json& request) {
-  parts_.client.rename(agentIn(request)->agent, text(request, "title"));
+  parts_.client.rename(agentIn(request)->agent, requiredText(request, "title"));
 }
 
 void ServeProgram::link(const Json& request) {
@@ -139,7 +97,14 @@ void ServeProgram::link(const Json& request) {
 void ServeProgram::deselect(const Json&) { parts_.client.selection().clear(); }
 
 void ServeProgram::answer(const Json& request) {
-  const std::string id = text(request, "request");
+  const std::string id = requiredText(request, "request");
+  const auto& codex = *parts_.client.codexRequests().requests();
+  const auto asking = std::ranges::find(codex, id, &CodexRequest::id);
+  if (asking != codex.end()) {
+    const CodexRequest asked = *asking;
+    parts_.client.codexRequests().answer(asked, codexResultIn(request, asked));
+    return;
+  }
   const ClaudePermissionAnswer answer = answerIn(request);
   const auto& open = *parts_.client.permissions().requests();
   const auto found = std::ranges::find(open, id, &ClaudePermissionRequest::id);
@@ -242,6 +207,7 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
         {"loaded", *shown.hasLoadedOutput()},
         {"error", orNull(*shown.outputError())}}},
       {"permissions", permissionsEvent()},
+      {"codex", codexEvent()},
       {"integrations",
        {{"event", "integrations"},
         {"integrations", std::move(integrations)},
@@ -268,6 +234,28 @@ Json ServeProgram::agentsEvent() {
   event["loadedCodex"] = asJsonObject(listing(client.inventory().loadedCodex))["agents"];
   event["scanned"] = *client.local().scans() > 0;
   return event;
+}
+
+Json ServeProgram::codexEvent() {
+  CodexRequestController& controller = parts_.client.codexRequests();
+  Json requests = Json::array();
+  for (const CodexRequest& request : *controller.requests()) {
+    const auto key = CodexCard::itemKey(request);
+    const auto item = key ? controller.details().find(*key) : controller.details().end();
+    Json each = asObject(CodexCard::of(
+        request, item == controller.details().end() ? std::nullopt : std::optional(item->second)));
+    const auto problem = controller.replyErrors()->find(request.id());
+    each["id"] = request.id();
+    each["thread"] = request.threadID;
+    each["sent"] = controller.sent()->contains(request.id());
+    each["error"] = problem == controller.replyErrors()->end() ? Json() : Json(problem->second);
+    requests.push_back(std::move(each));
+  }
+  return {{"event", "codex"},
+          {"requests", std::move(requests)},
+          {"threads", *controller.connectedThreads()},
+          {"error", orNull(*controller.error())},
+          {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}};
 }
 
 Json ServeProgram::permissionsEvent() {

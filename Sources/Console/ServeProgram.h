@@ -60,6 +60,7 @@ class ServeProgram {
   std::vector<std::pair<std::string, Json>> events();
   Json agentsEvent();
   Json permissionsEvent();
+  Json codexEvent();
 
   static const std::map<std::string, Operation, std::less<>> kOperations;
 

@@ -27,6 +27,11 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                 .environment = std::move(sources.toolEnvironment),
                 .launcher = ports.servers,
                 .fixture = sources.fixture}),
+      codexRequests_(ports.loop),
+      codexSocket_(std::move(sources.codexSocket)),
+      asksCodex_(static_cast<bool>(sources.listCodex)),
+      codexDiscovery_(ports.loop, ports.pool, std::move(sources.listCodex), codexAgents_,
+                      [this](const std::set<std::string>& threads) { codexRequests_.watch(threads); }),
       permissions_(ports.loop, std::move(sources.permissionSocket)),
       installHook_(std::move(sources.installHook)),
       inventory_(ports.preferences),
@@ -70,13 +75,20 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
   tell(selected_.hasLoadedOutput());
   tell(selected_.outputError());
   tell(permissions_.requests());
+  tell(codexRequests_.requests());
+  tell(codexRequests_.sent());
+  tell(codexRequests_.connectedThreads());
+  tell(codexRequests_.error());
+  tell(codexRequests_.replyErrors());
+  tell(codexDiscovery_.error());
+  subscriptions_.push_back(codexRequests_.detailsChanged().observe([this] { changes_.notify(); }));
   subscriptions_.push_back(local_.scans().observe([this] {
     selection_.reconcile();
     reconcilePermissions();
   }));
   subscriptions_.push_back(link_.steps().observe([this] { selection_.herdrChanged(); }));
-  for (auto* const list : {&codexAgents_, &remoteAgents_})
-    subscriptions_.push_back(list->observe([this] { selection_.reconcile(); }));
+  subscriptions_.push_back(codexDiscovery_.passes().observe([this] { selection_.reconcile(); }));
+  subscriptions_.push_back(remoteAgents_.observe([this] { selection_.reconcile(); }));
   link_.onConnect = [this] { integrations_.check(); };
 }
 
@@ -102,6 +114,8 @@ void HerdrClient::restoreConnection() {
 void HerdrClient::startDiscovery() {
   permissions_.start();
   if (installHook_) installHook_();
+  if (!codexSocket_.empty()) codexRequests_.start(codexSocket_);
+  if (asksCodex_) codexDiscovery_.start();
   local_.start();
 }
 
@@ -130,6 +144,7 @@ void HerdrClient::disconnect(bool forget) {
 }
 
 void HerdrClient::stop() {
+  codexRequests_.stop();
   permissions_.stop();
   disconnect(false);
 }
@@ -155,6 +170,17 @@ std::vector<ClaudePermissionRequest> HerdrClient::permissionRequests(const Herdr
   const auto conversation = linkedConversation(agent, preferences_);
   return conversation ? permissions_.permissionRequests(*conversation)
                       : std::vector<ClaudePermissionRequest>();
+}
+
+std::vector<CodexRequest> HerdrClient::codexRequests(const HerdrAgent& agent) {
+  const auto conversation =
+      agent.isCodexLive() ? std::optional(agent.paneID) : linkedConversation(agent, preferences_);
+  std::vector<CodexRequest> found;
+  for (const CodexRequest& request : *codexRequests_.requests()) {
+    if (conversation && text::lowercase(request.threadID) == text::lowercase(*conversation))
+      found.push_back(request);
+  }
+  return found;
 }
 
 void HerdrClient::reconcilePermissions() {

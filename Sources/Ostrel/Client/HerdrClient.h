@@ -15,11 +15,13 @@
 #include "Client/AgentInventory.h"
 #include "Client/AgentLights.h"
 #include "Client/AgentSelection.h"
+#include "Client/CodexDiscovery.h"
 #include "Client/HerdrLink.h"
 #include "Client/IntegrationSetup.h"
 #include "Client/LocalDiscovery.h"
 #include "Client/ManagedServer.h"
 #include "Client/SelectedAgent.h"
+#include "Codex/CodexRequestController.h"
 #include "Runtime/Published.h"
 
 namespace ostrel {
@@ -42,6 +44,10 @@ class HerdrClient {
     std::map<std::string, std::string> toolEnvironment;  // for programs that are started to stay
     decltype(SelectedAgent::Doors::loadHistory) loadHistory{};
     decltype(SelectedAgent::Doors::readPane) readPane{};
+    // Lists the loaded Codex conversations; none: Codex is not asked.
+    CodexDiscovery::List listCodex{};
+    // The app server's socket, for its requests to the person; empty: they are left to the terminal.
+    std::string codexSocket{};
     // Where Claude Code's hooks find us; empty: they are left to the terminal.
     std::string permissionSocket{};
     // Called once the permission server has started, to put the hook in.
@@ -83,6 +89,8 @@ class HerdrClient {
 
   // What Claude Code asks in the agent's conversation, oldest first.
   std::vector<ClaudePermissionRequest> permissionRequests(const HerdrAgent& agent) const;
+  // What Codex asks in the agent's conversation, in order of arrival.
+  std::vector<CodexRequest> codexRequests(const HerdrAgent& agent);
   // Ends requests that were answered in the terminal. Called at every scan, and with `observeStates`.
   void reconcilePermissions();
 
@@ -100,6 +108,9 @@ class HerdrClient {
   AgentSelection& selection() { return selection_; }
   SelectedAgent& selected() { return selected_; }
   ClaudePermissionServer& permissions() { return permissions_; }
+  CodexRequestController& codexRequests() { return codexRequests_; }
+  CodexDiscovery& codexDiscovery() { return codexDiscovery_; }
+  bool asksCodex() const { return asksCodex_; }
   // Loaded Codex threads and agents of saved machines, for those who list them.
   Published<std::vector<HerdrAgent>>& codexAgents() { return codexAgents_; }
   Published<std::vector<HerdrAgent>>& remoteAgents() { return remoteAgents_; }
@@ -128,6 +139,10 @@ class HerdrClient {
   IntegrationSetup integrations_;
   ManagedServer managed_;
   Published<std::vector<HerdrAgent>> codexAgents_;
+  CodexRequestController codexRequests_;
+  const std::string codexSocket_;
+  const bool asksCodex_;
+  CodexDiscovery codexDiscovery_;
   Published<std::vector<HerdrAgent>> remoteAgents_;
   Published<std::set<std::string>> connectedMachines_;
   ClaudePermissionServer permissions_;
