@@ -8,6 +8,7 @@
 #include "Codex/CodexLive.h"
 #include "Codex/CodexRequestController.h"
 #include "PeerWorld.h"
+#include "Serving.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -171,6 +172,42 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   other_->call("thread/resume", {{"threadId", thread}, {"excludeTurns", true}});
   ASSERT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->contains(thread); }, kPatience));
   EXPECT_FALSE(controller.error()->has_value());
+}
+
+// The same through the front end over standard input and output.
+TEST_F(RealCodexServer, IsListedAndAnsweredThroughServe) {
+  Serving serve(world_.ostrelctl(), world_.variables(), world_.home());
+  const std::string thread = newThread();
+  say(thread, "Make it [run touch served]");
+  const auto asks = [](const Json& event) { return event["requests"].size() == 1; };
+  const Json event = serve.until("codex", asks, 90s);
+  ASSERT_TRUE(event.is_object());
+  const Json& request = event["requests"][0];
+  EXPECT_EQ(request["title"], "Allow this command?");
+  EXPECT_EQ(request["thread"], thread);
+  const Json listed = serve.until(
+      "agents",
+      [&](const Json& agents) {
+        return agents["loadedCodex"].size() == 1 && agents["loadedCodex"][0]["state"] == "blocked";
+      },
+      90s);
+  EXPECT_TRUE(listed.is_object()) << "a thread that no terminal is linked to";
+  EXPECT_EQ(serve.perform({{"op", "answer"}, {"request", request["id"]}, {"choice", "x"}})["message"],
+            "This choice is not on offer.");
+  EXPECT_TRUE(serve.perform(
+      {{"op", "answer"}, {"request", request["id"]}, {"choice", request["choices"][0]["id"]}})["ok"]);
+  EXPECT_TRUE(
+      serve.until("codex", [](const Json& codex) { return codex["requests"].empty(); }, 90s).is_object());
+  EXPECT_TRUE(eventually([&] { return fs::exists(folder_ / "served"); }, 90s));
+  ASSERT_TRUE(serve.perform({{"op", "select"}, {"agent", listed["loadedCodex"][0]["id"]}})["ok"]);
+  EXPECT_TRUE(serve
+                  .until(
+                      "transcript",
+                      [](const Json& shown) {
+                        return shown["messages"].dump().find("[run touch served]") != std::string::npos;
+                      },
+                      90s)
+                  .is_object());
 }
 
 }  // namespace
