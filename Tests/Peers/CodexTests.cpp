@@ -133,10 +133,7 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   EXPECT_TRUE(shown(thread).starts_with("blocked|"));
   CodexRequest request = controller.requests()->front();
   EXPECT_EQ(request.title(), "Allow this command?");
-  // What runs at the moment of the joining is told with it.
-  const std::string key = CodexCard::itemKey(request).value_or("");
-  ASSERT_TRUE(loop.waitUntil([&] { return controller.details().contains(key); }, kPatience));
-  const auto card = CodexCard::of(request, controller.details().at(key));
+  const auto card = CodexCard::of(request, std::nullopt);
   EXPECT_NE(card.command.value_or("").find("touch accepted"), std::string::npos);
   EXPECT_EQ(card.folder, folder_);
   ASSERT_EQ(request.choices().front().title, "Allow once");
@@ -159,6 +156,31 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   ASSERT_TRUE(over());
   ASSERT_TRUE(quiet());
   EXPECT_TRUE(fs::exists(folder_ / "elsewhere"));
+
+  // The request lacks the diff: it comes with the item, or to who joins later with the joining.
+  say(thread, "Make it [patch " + (world_.home() / "patched").string() + "]");
+  ASSERT_TRUE(asked());
+  {
+    CodexRequestController late(loop, {.limits = kLimits});
+    late.start(socket());
+    late.watch({thread});
+    for (CodexRequestController* const each : {&controller, &late}) {
+      ASSERT_TRUE(
+          loop.waitUntil([&] { return !each->requests()->empty() && !each->details().empty(); }, kPatience));
+      request = each->requests()->front();
+      EXPECT_EQ(request.title(), "Allow these file changes?");
+      const std::string key = CodexCard::itemKey(request).value_or("");
+      ASSERT_TRUE(loop.waitUntil([&] { return each->details().contains(key); }, kPatience));
+      const auto changes = CodexCard::of(request, each->details().at(key)).changes;
+      ASSERT_EQ(changes.size(), 1u);
+      EXPECT_EQ(changes[0], (CodexCard::Change{(world_.home() / "patched").string(), "add", "patched in\n"}));
+    }
+    EXPECT_FALSE(fs::exists(world_.home() / "patched"));
+    late.answer(request, request.choices().front().result);
+    ASSERT_TRUE(over());
+    ASSERT_TRUE(quiet());
+    EXPECT_TRUE(fs::exists(world_.home() / "patched"));
+  }
 
   say(thread, "Make it [run touch lost]");
   ASSERT_TRUE(asked());

@@ -4,7 +4,9 @@
 // What it answers is told by the person's last message:
 //   "[hold]"         it answers only once `release` was called
 //   "[run COMMAND]"  it asks for COMMAND to be run in a shell, and says "Finished." once it is told the
-//   result anything else    "Understood."
+//   result
+//   "[patch FILE]"   the same for a patch that adds FILE (Codex only)
+//   anything else    "Understood."
 #pragma once
 
 #include <condition_variable>
