@@ -28,27 +28,25 @@ class RealCodexServer : public testing::Test {
 
   // The native program: the one on the PATH is a launcher, whose end would not end it.
   static std::string program() {
-    for (const auto& entry : fs::recursive_directory_iterator(
-             fs::path(std::getenv("OSTREL_PEERS")) / "node_modules/@openai/codex-linux-x64/vendor")) {
+    const fs::path package =
+        fs::path(std::getenv("OSTREL_PEERS")) / "node_modules/@openai/codex-linux-x64/vendor";
+    for (const auto& entry : fs::recursive_directory_iterator(package)) {
       if (entry.path().filename() == "codex" && entry.is_regular_file()) return entry.path();
     }
     throw std::runtime_error("no Codex");
   }
   void start() {
-    server_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"/bin/sh", "-c",
-                                 "exec " + program() + " app-server --listen unix:// >/dev/null 2>&1"},
-        world_.variables());
-    ASSERT_TRUE(eventually(
-        [&] {
-          try {
-            other_ = std::make_unique<Connection>(socket(), std::stop_token(), kLimits);
-            return true;
-          } catch (const Failure&) {
-            return false;
-          }
-        },
-        90s));
+    const std::string line = "exec " + program() + " app-server --listen unix:// >/dev/null 2>&1";
+    server_ =
+        std::make_unique<ChildProcess>(std::vector<std::string>{"/bin/sh", "-c", line}, world_.variables());
+    const auto connects = [this] {
+      try {
+        other_ = std::make_unique<Connection>(socket(), std::stop_token(), kLimits);
+      } catch (const Failure&) {
+      }
+      return other_ != nullptr;
+    };
+    ASSERT_TRUE(eventually(connects, 90s));
   }
   void kill() {
     server_->signal(SIGKILL);
@@ -67,15 +65,19 @@ class RealCodexServer : public testing::Test {
   }
   // The thread as our list shows it: "state|title".
   std::string shown(const std::string& thread) {
-    for (const HerdrAgent& agent : CodexLive::list(socket())) {
-      if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+    try {
+      for (const HerdrAgent& agent : CodexLive::list(socket())) {
+        if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+      }
+    } catch (const Failure& slow) {
+      return slow.message();
     }
     return "(none)";
   }
   testing::AssertionResult becomes(const std::string& thread, const std::string& wanted) {
-    std::string last;
-    if (eventually([&] { return (last = shown(thread)) == wanted; }, 90s)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "wanted " << wanted << ", saw " << last;
+    if (eventually([&] { return shown(thread).starts_with(wanted); }, 90s))
+      return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "wanted " << wanted << ", now " << shown(thread);
   }
   std::string history(const std::string& thread) {
     std::string all;
@@ -125,12 +127,12 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
     return loop.waitUntil([&] { return !controller.requests()->empty(); }, kPatience);
   };
   const auto over = [&] { return loop.waitUntil([&] { return controller.requests()->empty(); }, kPatience); };
-  const auto quiet = [&] { return eventually([&] { return shown(thread).starts_with("idle|"); }, 90s); };
+  const auto quiet = [&] { return becomes(thread, "idle|"); };
 
   // It can't be joined before its first turn; what it asks then is sent to us once we are.
   say(thread, "Make it [run touch accepted]");
   ASSERT_TRUE(asked()) << controller.error()->value_or("");
-  EXPECT_TRUE(shown(thread).starts_with("blocked|"));
+  EXPECT_TRUE(becomes(thread, "blocked|"));
   CodexRequest request = controller.requests()->front();
   EXPECT_EQ(request.title(), "Allow this command?");
   const auto card = CodexCard::of(request, std::nullopt);
