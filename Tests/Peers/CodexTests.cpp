@@ -29,27 +29,25 @@ class RealCodexServer : public testing::Test {
 
   // The native program: the one on the PATH is a launcher, whose end would not end it.
   static std::string program() {
-    for (const auto& entry : fs::recursive_directory_iterator(
-             fs::path(std::getenv("OSTREL_PEERS")) / "node_modules/@openai/codex-linux-x64/vendor")) {
+    const fs::path package =
+        fs::path(std::getenv("OSTREL_PEERS")) / "node_modules/@openai/codex-linux-x64/vendor";
+    for (const auto& entry : fs::recursive_directory_iterator(package)) {
       if (entry.path().filename() == "codex" && entry.is_regular_file()) return entry.path();
     }
     throw std::runtime_error("no Codex");
   }
   void start() {
-    server_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"/bin/sh", "-c",
-                                 "exec " + program() + " app-server --listen unix:// >/dev/null 2>&1"},
-        world_.variables());
-    ASSERT_TRUE(eventually(
-        [&] {
-          try {
-            other_ = std::make_unique<Connection>(socket(), std::stop_token(), kLimits);
-            return true;
-          } catch (const Failure&) {
-            return false;
-          }
-        },
-        90s));
+    const std::string line = "exec " + program() + " app-server --listen unix:// >/dev/null 2>&1";
+    server_ =
+        std::make_unique<ChildProcess>(std::vector<std::string>{"/bin/sh", "-c", line}, world_.variables());
+    const auto connects = [this] {
+      try {
+        other_ = std::make_unique<Connection>(socket(), std::stop_token(), kLimits);
+      } catch (const Failure&) {
+      }
+      return other_ != nullptr;
+    };
+    ASSERT_TRUE(eventually(connects, 90s));
   }
   void kill() {
     server_->signal(SIGKILL);
@@ -68,15 +66,19 @@ class RealCodexServer : public testing::Test {
   }
   // The thread as our list shows it: "state|title".
   std::string shown(const std::string& thread) {
-    for (const HerdrAgent& agent : CodexLive::list(socket())) {
-      if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+    try {
+      for (const HerdrAgent& agent : CodexLive::list(socket())) {
+        if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+      }
+    } catch (const Failure& slow) {
+      return slow.message();
     }
     return "(none)";
   }
   testing::AssertionResult becomes(const std::string& thread, const std::string& wanted) {
-    std::string last;
-    if (eventually([&] { return (last = shown(thread)) == wanted; }, 90s)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "wanted " << wanted << ", saw " << last;
+    if (eventually([&] { return shown(thread).starts_with(wanted); }, 90s))
+      return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "wanted " << wanted << ", now " << shown(thread);
   }
   std::string history(const std::string& thread) {
     std::string all;
@@ -126,18 +128,15 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
     return loop.waitUntil([&] { return !controller.requests()->empty(); }, kPatience);
   };
   const auto over = [&] { return loop.waitUntil([&] { return controller.requests()->empty(); }, kPatience); };
-  const auto quiet = [&] { return eventually([&] { return shown(thread).starts_with("idle|"); }, 90s); };
+  const auto quiet = [&] { return becomes(thread, "idle|"); };
 
   // It can't be joined before its first turn; what it asks then is sent to us once we are.
   say(thread, "Make it [run touch accepted]");
   ASSERT_TRUE(asked()) << controller.error()->value_or("");
-  EXPECT_TRUE(shown(thread).starts_with("blocked|"));
+  EXPECT_TRUE(becomes(thread, "blocked|"));
   CodexRequest request = controller.requests()->front();
   EXPECT_EQ(request.title(), "Allow this command?");
-  // What runs at the moment of the joining is told with it.
-  const std::string key = CodexCard::itemKey(request).value_or("");
-  ASSERT_TRUE(loop.waitUntil([&] { return controller.details().contains(key); }, kPatience));
-  const auto card = CodexCard::of(request, controller.details().at(key));
+  const auto card = CodexCard::of(request, std::nullopt);
   EXPECT_NE(card.command.value_or("").find("touch accepted"), std::string::npos);
   EXPECT_EQ(card.folder, folder_);
   ASSERT_EQ(request.choices().front().title, "Allow once");
@@ -160,6 +159,31 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   ASSERT_TRUE(over());
   ASSERT_TRUE(quiet());
   EXPECT_TRUE(fs::exists(folder_ / "elsewhere"));
+
+  // The request lacks the diff: it comes with the item, or to who joins later with the joining.
+  say(thread, "Make it [patch " + (world_.home() / "patched").string() + "]");
+  ASSERT_TRUE(asked());
+  {
+    CodexRequestController late(loop, {.limits = kLimits});
+    late.start(socket());
+    late.watch({thread});
+    for (CodexRequestController* const each : {&controller, &late}) {
+      ASSERT_TRUE(
+          loop.waitUntil([&] { return !each->requests()->empty() && !each->details().empty(); }, kPatience));
+      request = each->requests()->front();
+      EXPECT_EQ(request.title(), "Allow these file changes?");
+      const std::string key = CodexCard::itemKey(request).value_or("");
+      ASSERT_TRUE(loop.waitUntil([&] { return each->details().contains(key); }, kPatience));
+      const auto changes = CodexCard::of(request, each->details().at(key)).changes;
+      ASSERT_EQ(changes.size(), 1u);
+      EXPECT_EQ(changes[0], (CodexCard::Change{(world_.home() / "patched").string(), "add", "patched in\n"}));
+    }
+    EXPECT_FALSE(fs::exists(world_.home() / "patched"));
+    late.answer(request, request.choices().front().result);
+    ASSERT_TRUE(over());
+    ASSERT_TRUE(quiet());
+    EXPECT_TRUE(fs::exists(world_.home() / "patched"));
+  }
 
   say(thread, "Make it [run touch lost]");
   ASSERT_TRUE(asked());

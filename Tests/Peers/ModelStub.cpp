@@ -30,14 +30,15 @@ std::string freshID(std::string_view prefix) {
   return fmt::format("{}_{:08}", prefix, next++);
 }
 
-// The text between "[run " and "]".
-std::optional<std::string> commandIn(std::string_view prompt) {
-  const auto start = prompt.find("[run ");
+// The text between `opening` and "]".
+std::optional<std::string> wishIn(std::string_view prompt, std::string_view opening) {
+  const auto start = prompt.find(opening);
   if (start == std::string_view::npos) return std::nullopt;
   const auto end = prompt.find(']', start);
   if (end == std::string_view::npos) return std::nullopt;
-  return std::string(prompt.substr(start + 5, end - start - 5));
+  return std::string(prompt.substr(start + opening.size(), end - start - opening.size()));
 }
+std::optional<std::string> commandIn(std::string_view prompt) { return wishIn(prompt, "[run "); }
 
 // A tool of Claude Code's and its input.
 struct ToolUse {
@@ -157,6 +158,14 @@ std::string responsesAnswer(const Question& question) {
             {"arguments", json::dump({{"cmd", *command},
                                       {"sandbox_permissions", "require_escalated"},
                                       {"justification", "The test asks for it"}})}};
+  }
+  if (const auto file = question.toolAnswered ? std::nullopt : wishIn(question.prompt, "[patch ")) {
+    const std::string patch = "*** Begin Patch\n*** Add File: " + *file + "\n+patched in\n*** End Patch";
+    item = {{"type", "function_call"},
+            {"id", freshID("fc")},
+            {"call_id", freshID("call")},
+            {"name", "exec_command"},
+            {"arguments", json::dump({{"cmd", "apply_patch <<'EOF'\n" + patch + "\nEOF\n"}})}};
   }
   const Json usage{{"input_tokens", 10},
                    {"input_tokens_details", nullptr},

@@ -6,6 +6,7 @@
 //   "[run COMMAND]"  it asks for COMMAND to be run in a shell, and says "Finished." once it is told the
 //   result
 //   "[use NAME {}]"  the same for any tool of Claude Code's and its input
+//   "[patch FILE]"   the same for a patch that adds FILE (Codex only)
 //   anything else    "Understood."
 #pragma once
 
