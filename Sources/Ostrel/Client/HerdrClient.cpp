@@ -30,7 +30,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       codexRequests_(ports.loop),
       codexSocket_(std::move(sources.codexSocket)),
       asksCodex_(static_cast<bool>(sources.listCodex)),
-      codexDiscovery_(ports.loop, ports.pool, std::move(sources.listCodex), codexAgents_,
+      codexDiscovery_(ports.loop, codexPool_, std::move(sources.listCodex), codexAgents_,
                       [this](const std::set<std::string>& threads) { codexRequests_.watch(threads); }),
       permissions_(ports.loop, std::move(sources.permissionSocket)),
       installHook_(std::move(sources.installHook)),

@@ -142,6 +142,7 @@ class HerdrClient {
   CodexRequestController codexRequests_;
   const std::string codexSocket_;
   const bool asksCodex_;
+  BackgroundPool codexPool_{1};  // an app server that does not answer holds nobody else up
   CodexDiscovery codexDiscovery_;
   Published<std::vector<HerdrAgent>> remoteAgents_;
   Published<std::set<std::string>> connectedMachines_;
