@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <gtest/gtest.h>
 
 #include "Agents/HerdrAgent.h"
@@ -32,13 +30,9 @@ TEST(HerdrAgent, IdentityIsAStoredFormat) {
 
 TEST(HerdrAgent, KnowsItsProviderAndHost) {
   HerdrAgent agent = pane("default", "p");
-  for (const auto& [name, provider] : std::vector<std::pair<std::string, std::optional<AgentProvider>>>{
-           {"Claude Code", AgentProvider::claude},
-           {"codex-cli", AgentProvider::codex},
-           {"codex-via-CLAUDE", AgentProvider::claude},
-           {"gemini", std::nullopt}}) {
+  for (const char* name : {"Claude Code", "codex-via-CLAUDE"}) {
     agent.provider = name;
-    EXPECT_EQ(agent.knownProvider(), provider) << name;
+    EXPECT_EQ(agent.knownProvider(), AgentProvider::claude) << name;
   }
   EXPECT_EQ(agent.hostLabel(), "Herdr");
   agent.externalProcess = ExternalProcess{};
@@ -52,15 +46,6 @@ TEST(HerdrAgent, KnowsItsProviderAndHost) {
   EXPECT_EQ(agent.hostLabel(), "Codex app");
 }
 
-TEST(HerdrAgent, LabelsTheProject) {
-  HerdrAgent agent = pane("s", "p");
-  EXPECT_EQ(agent.projectLabel(), "Local session");
-  agent.context = "/home/me/api/";
-  EXPECT_EQ(agent.projectLabel(), "api");
-  agent.machine = HerdrMachine{"m", "Build box", "t", "s", true};
-  EXPECT_EQ(agent.projectLabel(), "Build box · api");
-}
-
 TEST(HerdrAgent, LooksActiveForTenSecondsAfterItsTranscriptGrew) {
   TemporaryFolder folder;
   const auto file = folder.write("t.jsonl", "x");
@@ -71,8 +56,6 @@ TEST(HerdrAgent, LooksActiveForTenSecondsAfterItsTranscriptGrew) {
   agent.externalProcess = ExternalProcess{};
   EXPECT_TRUE(agent.recentlyActive(changed + 9'999ms));
   EXPECT_FALSE(agent.recentlyActive(changed + 10s));
-  agent.transcriptReference = "0f8fad5b-d9cb-469f-a165-70867728950e";
-  EXPECT_FALSE(agent.recentlyActive(changed));
   agent.transcriptReference = "/nowhere/at all";
   EXPECT_FALSE(agent.recentlyActive(changed));
 }
@@ -85,7 +68,6 @@ TEST(ExternalProcess, IsRecognisedByItsExactName) {
   };
   EXPECT_EQ(provider("/usr/local/bin/claude"), "claude");
   EXPECT_EQ(provider("codex.exe"), "codex");
-  EXPECT_EQ(provider("aider"), "aider");
   EXPECT_EQ(provider("gemini/"), "gemini");
   for (const auto other : {"Claude", "claude-code", "node", "", "/", "/claude/bin/node", "claude.exe.exe"})
     EXPECT_EQ(provider(other), "") << other;

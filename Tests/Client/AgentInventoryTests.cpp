@@ -19,23 +19,25 @@ constexpr char kSecond[] = "7c9e6679-7425-40de-944b-e07fc1f90ae7";
 
 std::string path(const std::string& id) { return "/h/" + id + ".jsonl"; }
 
-HerdrAgent record(std::string session, std::string pane, std::optional<std::string> reference = {},
-                  bool owned = false) {
+HerdrAgent record(const std::string& session, const std::string& pane,
+                  const std::optional<std::string>& reference = {}, const char* provider = "claude") {
   HerdrAgent agent;
-  agent.session = std::move(session);
-  agent.paneID = std::move(pane);
-  agent.provider = "claude";
-  agent.title = "t";
-  agent.transcriptReference = std::move(reference);
-  agent.herdrOwned = owned;
-  if (agent.session == "external") agent.externalProcess = ExternalProcess{};
+  agent.session = session;
+  agent.paneID = pane;
+  agent.provider = provider;
+  agent.transcriptReference = reference;
+  if (session == "external") agent.externalProcess.emplace();
   return agent;
 }
 
-HerdrAgent codex(std::string session, std::string pane, std::optional<std::string> reference = {}) {
-  HerdrAgent agent = record(std::move(session), std::move(pane), std::move(reference));
-  agent.provider = "codex";
+HerdrAgent owned(HerdrAgent agent) {
+  agent.herdrOwned = true;
   return agent;
+}
+
+HerdrAgent codex(const std::string& session, const std::string& pane,
+                 const std::optional<std::string>& reference = {}) {
+  return record(session, pane, reference, "codex");
 }
 
 HerdrAgent thread(const std::string& id) {
@@ -73,8 +75,8 @@ TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
           merged({record("default", "p9", path(kFirst)), pane}, {record("external", "1", path(kFirst))}).all),
       "p2 ");
   // A process outside Herdr beats one inside; one inside without a conversation is its pane's.
-  EXPECT_EQ(panes(merged({}, {record("external", "1", kSecond, true), record("external", "2", path(kSecond)),
-                              record("external", "3", {}, true), record("external", "4")})
+  EXPECT_EQ(panes(merged({}, {owned(record("external", "1", kSecond)), record("external", "2", path(kSecond)),
+                              owned(record("external", "3")), record("external", "4")})
                       .all),
             "2 4 ");
   // The provider tells conversations apart, in any letter case. A manual link counts where nothing is
@@ -130,23 +132,19 @@ TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
   for (int round = 0; round < 2000; ++round) {
     const std::size_t source = any(4);
     Records& list = lists[source];
-    const auto at = [&] {
-      return list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));
-    };
-    HerdrAgent agent = record(sessions[source], fmt::format("{}", any(20)), conversation(), any(4) == 0);
-    if (any(2) == 0) agent.provider = "codex";
+    HerdrAgent agent =
+        record(sessions[source], fmt::format("{}", any(20)), conversation(), any(2) ? "claude" : "codex");
+    if (any(4) == 0) agent = owned(agent);
     if (source == 2) agent = thread(conversation().value_or(kFirst));
     if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
-    switch (any(3)) {
-      case 0:
-        list.insert(at(), agent);
-        break;
-      case 1:
-        if (!list.empty())
-          list.erase(list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()))));
-        break;
-      default:
-        if (!list.empty()) list[any(static_cast<unsigned>(list.size()))] = agent;
+    const auto at = list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));
+    const auto change = any(3);
+    if (change == 0) {
+      list.insert(at, agent);
+    } else if (at != list.end() && change == 1) {
+      list.erase(at);
+    } else if (at != list.end()) {
+      *at = agent;
     }
     inventory_.changed(static_cast<Source>(source), list);
     if (any(3) == 0) continue;
@@ -179,7 +177,8 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   const auto expect = [&](std::vector<std::string> expected) {
     EXPECT_EQ(std::exchange(told, {}), expected);
   };
-  const auto publish = [&] {
+  const auto publish = [&](const Records& records = {}) {
+    herdr.set(records);
     inventory.changed(Source::herdr, *herdr);
     inventory.changed(Source::external, processes);
     inventory.changed(Source::codex, *threads);
@@ -188,18 +187,15 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   // Another terminal in the pane is another agent.
   HerdrAgent pane = record("default", "p1");
   pane.terminalID = "one";
-  herdr.set({pane});
-  publish();
+  publish({pane});
   selection.select(pane, false);
   selection.herdrChanged();
   expect({"select p1"});
   pane.terminalID = "two";
-  herdr.set({pane});
-  publish();
+  publish({pane});
   selection.herdrChanged();
   selection.herdrChanged();
   expect({"select p1 seen"});
-  herdr.set({});
   publish();
   selection.herdrChanged();
   expect({"clear"});

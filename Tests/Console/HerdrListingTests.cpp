@@ -4,7 +4,7 @@
 
 #include "Herdr/HerdrCommand.h"
 #include "Peers/Herdr/HerdrStandIn.h"
-#include "Runtime/Failure.h"
+#include "Support/Failures.h"
 
 namespace ostrel {
 namespace {
@@ -91,8 +91,7 @@ TEST(HerdrListing, LooksOftenWhereThereAreNoEventsAndSaysWhenHerdrIsGone) {
   herdr.report("one", pane, {.agent = "claude", .status = "idle"});
   // No socket is told of: nobody subscribes.
   const Json session = {{"name", "one"}, {"running", true}};
-  herdr.setFaults(
-      Json::array({{{"on", "session list"}, {"answer", {{"sessions", Json::array({session})}}}}}));
+  herdr.setFault({{"on", "session list"}, {"answer", {{"sessions", Json::array({session})}}}});
   Watching watch(herdr);
   ASSERT_TRUE(watch.shows("one:idle@" + pane.terminal + " "));
   for (const char* const state : {"working", "blocked"}) {
@@ -118,17 +117,14 @@ TEST(HerdrListing, EndsWithoutHerdrInTheUsualWay) {
 
 TEST(HerdrCommandTest, FailsInTheWrittenWords) {
   HerdrStandIn herdr;
-  const auto failure = [&](const Json& fault, Duration limit = 30s) -> std::string {
-    herdr.setFaults(Json::array({fault}));
-    try {
+  const auto failure = [&](const Json& fault, Duration limit = 30s) {
+    herdr.setFault(fault);
+    return failureOf([&] {
       HerdrCommand::run(herdr.executable(), {"session", "list", "--json"}, herdr.environment(), limit, {});
-      return "none";
-    } catch (const Failure& failed) {
-      return failed.message();
-    }
+    });
   };
   const std::string plain = "Herdr request failed. Check the selected session and installed CLI version.";
-  EXPECT_EQ(failure({{"on", "other"}}), "none");
+  EXPECT_EQ(failure({{"on", "other"}}), "(no failure)");
   EXPECT_EQ(failure({{"on", "session list"}, {"exit", 1}, {"answer", "nothing of use"}}), plain);
   EXPECT_EQ(
       failure({{"on", "session list"}, {"exit", 1}, {"answer", {{"error", {{"message", "Own words"}}}}}}),
