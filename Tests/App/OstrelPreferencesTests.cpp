@@ -11,38 +11,19 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 TEST(LaunchTest, KindsOfRun) {
-  struct Case {
-    Arguments arguments;
-    bool fixture, test;
-  };
-  for (const Case& c : std::initializer_list<Case>{{{}, false, false},
-                                                   {{"Ostrel", "file", "-x"}, false, false},
-                                                   {{"Ostrel", "--"}, false, true},
-                                                   {{"Ostrel", "a", "--daily-tab", "2"}, false, true},
-                                                   {{"Ostrel", "--check"}, false, true},
-                                                   {{"Ostrel", "x", "--check-"}, true, true},
-                                                   {{"Ostrel", "--snapshots=all"}, true, true},
-                                                   {{"Ostrel", "-check-x", "a--check-"}, false, false},
-                                                   {{"--check-discovery-live"}, true, false},
-                                                   {{"--permission-hook"}, false, false}}) {
-    SCOPED_TRACE(c.arguments.empty() ? "(empty)" : c.arguments.back());
-    EXPECT_EQ(launch::isFixture(c.arguments), c.fixture);
-    EXPECT_EQ(launch::isTestRun(c.arguments), c.test);
+  const std::tuple<Arguments, bool, bool> cases[] = {{{"Ostrel", "file", "-x"}, false, false},
+                                                     {{"Ostrel", "a", "--"}, false, true},
+                                                     {{"Ostrel", "--check"}, false, true},
+                                                     {{"Ostrel", "x", "--check-"}, true, true},
+                                                     {{"Ostrel", "--snapshots=all"}, true, true},
+                                                     {{"Ostrel", "-check-x", "a--check-"}, false, false},
+                                                     {{"--check-x"}, true, false},
+                                                     {{"--permission-hook"}, false, false}};
+  for (const auto& [arguments, fixture, test] : cases) {
+    EXPECT_EQ(launch::isFixture(arguments), fixture) << arguments.back();
+    EXPECT_EQ(launch::isTestRun(arguments), test) << arguments.back();
   }
 }
-
-struct MemoryDomains final : PreferenceDomains {
-  Preferences* open(std::string_view domain) override {
-    return refusesAllBut && domain != refusesAllBut ? nullptr : &domains[std::string(domain)];
-  }
-  PreferenceMap persistentDomain(std::string_view domain) override {
-    return domains[std::string(domain)].stored;
-  }
-  void removePersistentDomain(std::string_view domain) override { domains.erase(std::string(domain)); }
-  void flush() override {}
-  std::map<std::string, MemoryPreferences> domains;
-  std::optional<std::string_view> refusesAllBut;
-};
 
 class OstrelPreferencesTest : public testing::Test {
  protected:
@@ -56,7 +37,7 @@ class OstrelPreferencesTest : public testing::Test {
 };
 
 TEST_F(OstrelPreferencesTest, PlatformWithoutTheSharedDomainFallsBackToThePlainOne) {
-  domains_.refusesAllBut = OstrelPreferences::plainDomain;
+  domains_.only = OstrelPreferences::plainDomain;
   EXPECT_EQ(&run().shared(), domains_.open("Ostrel"));
   EXPECT_THROW(run({"Ostrel", "--check-x"}), Failure) << "a fixture must never touch the user's store";
 }

@@ -1,9 +1,4 @@
 #include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <memory>
-#include <set>
-#include <sys/ptrace.h>
 
 #include <gtest/gtest.h>
 
@@ -12,16 +7,12 @@
 #include "App/OtherCopies.h"
 #include "App/ResidentProgram.h"
 #include "Platform/Linux/NativeProcesses.h"
-#include "Platform/Linux/NativeSignals.h"
-#include "Platform/Linux/PreferenceFiles.h"
-#include "Support/ForkedProcess.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/MemoryPreferences.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 using Sent = std::vector<std::string>;
@@ -131,66 +122,12 @@ TEST_F(OtherCopiesTest, ACopyUnderADebuggerStays) {
   EXPECT_EQ(signals.sent, (Sent{"TERM 101"}));
 }
 
-// The real process table, less everything that a test did not start itself.
-class OwnProcesses final : public NativeProcesses {
- public:
-  std::set<std::int32_t> pids;
-  std::vector<ProcessRow> rows(NameTest followed) override {
-    auto rows = NativeProcesses::rows(followed);
-    std::erase_if(rows, [this](const ProcessRow& row) { return !pids.contains(row.pid); });
-    return rows;
-  }
-};
-
-TEST(RealCopiesTest, EarlierCopiesGoAndTestRunsStay) {
-  const TemporaryFolder folder;
-  const fs::path program = folder.path() / "Ostrel";
-  OwnProcesses processes;
-  NativeSignals signals;
-  VirtualLoop loop;
-  OtherCopies copies{processes, signals, loop, ::getpid()};
-  fs::copy_file("/bin/sleep", program);
-  const auto start = [&](const char* argument, bool ignoresTerm = false) {
-    auto process = std::make_unique<ForkedProcess>([&] {
-      if (ignoresTerm) std::signal(SIGTERM, SIG_IGN);
-      ::execl(program.c_str(), program.c_str(), argument, "1000", nullptr);
-      ::_exit(127);
-    });
-    processes.pids.insert(process->pid());
-    return process;
-  };
-  // The signal that ended the process; 0 while it runs.
-  const auto endedBy = [](const std::unique_ptr<ForkedProcess>& process) {
-    siginfo_t info{};
-    ::waitid(P_PID, static_cast<id_t>(process->pid()), &info, WEXITED | WNOWAIT | WNOHANG);
-    return info.si_pid == 0 ? 0 : info.si_status;
-  };
-  const auto willing = start("1000");
-  const auto stubborn = start("1000", true);
-  const auto testRun = start("--");
-  fs::remove(program);  // as an upgrade does
-  EXPECT_FALSE(copies.quitOtherCopies());
-  EXPECT_TRUE(loop.waitUntil([&] { return endedBy(willing) != 0; }));
-  EXPECT_EQ(endedBy(willing), SIGTERM);
-  EXPECT_EQ(endedBy(stubborn), 0);
-  loop.runFor(1s);
-  EXPECT_TRUE(loop.waitUntil([&] { return endedBy(stubborn) != 0; }));
-  EXPECT_EQ(endedBy(stubborn), SIGKILL);
-  EXPECT_EQ(endedBy(testRun), 0);
-
-  fs::copy_file("/bin/sleep", program);
-  const auto traced = start("1000");
-  if (::ptrace(PTRACE_SEIZE, traced->pid(), nullptr, nullptr) == 0)  // where tracing is allowed
-    EXPECT_TRUE(copies.quitOtherCopies());
-}
-
 class ResidentProgramTest : public OtherCopiesTest {
  protected:
   // What a run with these arguments did, in order.
   Sent launch(const std::vector<std::string>& arguments) {
-    const TemporaryFolder folder;
-    PreferenceFiles files(folder.path(), [](std::string_view) {});
-    OstrelPreferences preferences(files, arguments, std::nullopt, kOwnPid);
+    MemoryDomains domains;
+    OstrelPreferences preferences(domains, arguments, std::nullopt, kOwnPid);
     signals.sent.clear();
     Sent& done = signals.sent;
     const auto starts = [&](const char* what) {

@@ -167,16 +167,13 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   Published<Records> herdr;
   Published<Records> threads;
   Records processes;
-  std::vector<std::string> told;
+  std::string told;
   AgentSelection selection(
       {[&]() -> const Inventory& { return inventory.merged(); }, herdr, threads, preferences},
       {.selected = [&](const HerdrAgent& agent,
-                       bool seen) { told.push_back("select " + agent.paneID + (seen ? " seen" : "")); },
-       .cleared = [&] { told.emplace_back("clear"); },
-       .refreshed = [&](const HerdrAgent& agent) { told.push_back("refresh " + agent.paneID); }});
-  const auto expect = [&](std::vector<std::string> expected) {
-    EXPECT_EQ(std::exchange(told, {}), expected);
-  };
+                       bool seen) { told += "select " + agent.paneID + (seen ? " seen " : " "); },
+       .cleared = [&] { told += "clear "; },
+       .refreshed = [&](const HerdrAgent& agent) { told += "refresh " + agent.paneID + " "; }});
   const auto publish = [&](const Records& records = {}) {
     herdr.set(records);
     inventory.changed(Source::herdr, *herdr);
@@ -190,15 +187,15 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   publish({pane});
   selection.select(pane, false);
   selection.herdrChanged();
-  expect({"select p1"});
+  EXPECT_EQ(std::exchange(told, {}), "select p1 ");
   pane.terminalID = "two";
   publish({pane});
   selection.herdrChanged();
   selection.herdrChanged();
-  expect({"select p1 seen"});
+  EXPECT_EQ(std::exchange(told, {}), "select p1 seen ");
   publish();
   selection.herdrChanged();
-  expect({"clear"});
+  EXPECT_EQ(std::exchange(told, {}), "clear ");
   EXPECT_FALSE(*selection.selectedID());
 
   // A Codex process is shown by its thread, as soon as one can be told to be its own.
@@ -206,20 +203,20 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   publish();
   selection.select(processes[0], true);
   selection.reconcile();
-  expect({"select 7 seen", "refresh 7"});
   threads.set({thread(kFirst), thread(kSecond)});
   publish();
   selection.reconcile();
-  expect({"refresh 7"});
+  EXPECT_EQ(std::exchange(told, {}), "select 7 seen refresh 7 refresh 7 ");
   preferences.set(*manualLinkKey(processes[0]), path(kSecond));
   inventory.preferencesChanged();
   EXPECT_EQ(selection.opening(processes[0]).paneID, kSecond);
   selection.reconcile();
-  expect({"clear"});  // the process is represented by its thread: its own record has gone
+  EXPECT_EQ(std::exchange(told, {}),
+            "clear ");  // the process is represented by its thread: its own record has gone
 
   selection.select(threads->at(1), true);
   selection.reconcile();
-  expect({std::string("select ") + kSecond + " seen", std::string("refresh ") + kSecond});
+  EXPECT_EQ(told, fmt::format("select {0} seen refresh {0} ", kSecond));
   EXPECT_NE(historyKey(processes[0], preferences), historyKey(codex("external", "7", kFirst), preferences));
 }
 

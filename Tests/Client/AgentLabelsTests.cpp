@@ -15,12 +15,10 @@ TEST(AgentLabels, SayHowAnAgentIsDoing) {
     agent.state = state;
     return statusLabel(agent, circumstances);
   };
-  EXPECT_EQ(label(process, "blocked", {}), "Needs your answer in its terminal");
   EXPECT_EQ(label(process, "unknown", {.recentlyActive = true}), "Working");
   EXPECT_EQ(label(pane, "working", {.reconnecting = true}), "Reconnecting");
   EXPECT_EQ(label(pane, "idle", {.connected = true, .output = "x\nHooks need review"}),
             "Hook review required");
-  EXPECT_EQ(label(pane, "idle", {.connected = true}), "Idle");
   pane.session = "codex-live";
   EXPECT_EQ(label(pane, "blocked", {}), "Needs your answer") << "needs no connection";
   EXPECT_EQ(activityLine("a <summary>\nIt ran </summary> b"), "It ran");

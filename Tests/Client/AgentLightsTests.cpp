@@ -26,8 +26,7 @@ TEST(AgentLights, FollowTheStateAndWhatWasSeen) {
     AgentLight light;
   };
   const WallTime after = kLaunch + 1s;
-  for (const Row& row : {Row{"blocked", {}, AgentLight::needsYou},
-                         {"working", {}, AgentLight::working},
+  for (const Row& row : {Row{"working", {}, AgentLight::working},
                          {"done", kLaunch, AgentLight::idle},
                          {"done", after, AgentLight::done},
                          {"idle", after, AgentLight::done},

@@ -92,17 +92,6 @@ TEST(HerdrSocket, SilenceEndsAtTheDeadlineAndStoppingEndsAnyWait) {
             "Herdr socket timed out.");
   wire.send("x", "y", Json::object());
   EXPECT_THROW(wire.next({}, stop.get_token()), Cancelled);
-}
-
-TEST(HerdrSocket, ReadsAScreen) {
-  Json request;
-  Server server([&](Server& s) {
-    request = s.receive();
-    s.send("{\"id\":\"read\",\"result\":{\"read\":{\"text\":\"screen\"}}}\n");
-  });
-  EXPECT_EQ(HerdrSocket::read(server.path(), "p1", "recent", {}), "screen");
-  EXPECT_EQ(request, *json::parse(R"({"id":"read","method":"pane.read",
-    "params":{"pane_id":"p1","source":"recent","lines":200,"strip_ansi":true}})"));
 
   Server closing([](Server& s) { s.receive(); });
   EXPECT_EQ(failureOf([&] { HerdrSocket::read(closing.path(), "p", "s", {}); }), "Herdr disconnected.");

@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -153,6 +154,8 @@ TEST(NativeProcesses, SeesRealProcessesAsTheyAre) {
   EXPECT_EQ(processes.command(row), path);
   EXPECT_TRUE(processes.alive(row.pid) && processes.alive(ended.pid()));
   EXPECT_FALSE(processes.alive(0) || processes.traced(row.pid));
+  if (::ptrace(PTRACE_SEIZE, row.pid, nullptr, nullptr) == 0)  // where tracing is allowed
+    EXPECT_TRUE(processes.traced(row.pid));
 
   // A process that forbids tracing: its files belong to root, the process does not.
   const ForkedProcess closed([] {

@@ -1,13 +1,11 @@
-#include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
-#include "Runtime/Failure.h"
 #include "Runtime/Files.h"
 #include "Runtime/Json.h"
+#include "Support/Failures.h"
+#include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
@@ -57,21 +55,11 @@ TEST(Files, ReplaceIsAllOrNothing) {
   EXPECT_EQ(files::read(file), "two");
 
   // A full disk, stood in for by a limit on file sizes: the old file stays, no temporary file is left.
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{1000, 1000};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    try {
-      files::replace(file, std::string(5000, 'x'));
-    } catch (const Failure& failure) {
-      ::_exit(failure.message().starts_with("Could not write " + file.string() + ": ") ? 0 : 2);
-    }
-    ::_exit(1);
+  {
+    const SmallDisk small(1000);
+    EXPECT_EQ(failureOf([&] { files::replace(file, std::string(5000, 'x')); }),
+              "Could not write " + file.string() + ": File too large");
   }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
   EXPECT_EQ(files::read(file), "two");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file.parent_path()), {}), 1);
 

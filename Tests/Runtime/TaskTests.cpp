@@ -201,8 +201,6 @@ Task<> destroys(std::unique_ptr<TaskScope>* scope) {
 
 Task<> failsAlone() { co_await failing(); }
 
-Task<> waitsFor(WakeFlag* flag) { co_await flag->wait(); }
-
 TEST(TaskDeathTest, BrokenRulesEndTheProgramWithAMessage) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   VirtualLoop loop;
@@ -220,15 +218,6 @@ TEST(TaskDeathTest, BrokenRulesEndTheProgramWithAMessage) {
         loop.runFor(2s);
       },
       "no such agent");
-  EXPECT_DEATH(
-      {
-        WakeFlag flag;
-        TaskScope scope(loop);
-        scope.start(waitsFor(&flag));
-        scope.start(waitsFor(&flag));
-        loop.runFor(2s);
-      },
-      "Ostrel: A flag has one waiter at a time.");
 }
 
 Task<> countWakes(VirtualLoop* loop, WakeFlag* flag, Notes* notes) {
