@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,7 @@
 #include "App/ResidentProgram.h"
 #include "Platform/Linux/NativeProcesses.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/ProcFolder.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -18,41 +19,16 @@ using namespace std::chrono_literals;
 using Sent = std::vector<std::string>;
 
 constexpr std::int32_t kOwnPid = 100;
-constexpr std::uint32_t kOwnUid = 1000;
-
-struct FakeProcess {
-  std::int32_t pid;
-  std::string path = "/opt/ostrel/libexec/Ostrel";
-  std::vector<std::string> arguments = {"Ostrel"};
-  std::uint32_t uid = kOwnUid;
-  bool traced = false;
-  bool zombie = false;
-  std::uint64_t startTicks = 1;
-};
-
+constexpr char kProgram[] = "/opt/ostrel/libexec/Ostrel";
+// A made-up process table, in which processes may be another user's or under a debugger.
 class FakeProcesses final : public NativeProcesses {
  public:
-  std::vector<FakeProcess> list;
-
-  std::vector<ProcessRow> rows(NameTest) override {
-    std::vector<ProcessRow> result;
-    for (const FakeProcess& process : list) {
-      ProcessRow row;
-      row.pid = process.pid;
-      row.zombie = process.zombie;
-      row.startTicks = process.startTicks;
-      result.push_back(row);
-    }
-    return result;
+  using NativeProcesses::NativeProcesses;
+  std::optional<std::uint32_t> uid(std::int32_t pid) override {
+    return foreign.contains(pid) ? ownUid() + 1 : ownUid();
   }
-  std::optional<std::uint32_t> uid(std::int32_t pid) override { return find(pid).uid; }
-  std::vector<std::string> argumentList(std::int32_t pid) override { return find(pid).arguments; }
-  std::string executablePath(std::int32_t pid) override { return find(pid).path; }
-  bool traced(std::int32_t pid) override { return find(pid).traced; }
-  std::uint32_t ownUid() override { return kOwnUid; }
-
- private:
-  const FakeProcess& find(std::int32_t pid) const { return *std::ranges::find(list, pid, &FakeProcess::pid); }
+  bool traced(std::int32_t pid) override { return debugged.contains(pid); }
+  std::set<std::int32_t> foreign, debugged;
 };
 
 class RecordedSignals final : public Signals {
@@ -70,38 +46,50 @@ class RecordedSignals final : public Signals {
 
 class OtherCopiesTest : public testing::Test {
  protected:
-  FakeProcesses processes;
+  OtherCopiesTest() { put(kOwnPid, {"Ostrel"}, kProgram, 5); }
+  void put(int pid, const Sent& arguments = {"Ostrel"}, const std::string& path = kProgram,
+           std::uint64_t ticks = 1, char state = 'S') {
+    proc.put({.pid = pid,
+              .comm = "Ostrel",
+              .ticks = ticks,
+              .state = state,
+              .arguments = arguments,
+              .executable = path});
+  }
+  ProcFolder proc;
+  FakeProcesses processes{proc.path()};
   RecordedSignals signals;
   VirtualLoop loop;
   OtherCopies copies{processes, signals, loop, kOwnPid};
 };
 
 TEST_F(OtherCopiesTest, OnlyTheUsersOtherResidentCopiesAreAskedToEnd) {
-  processes.list = {
-      {.pid = kOwnPid, .startTicks = 5},
-      {.pid = 101},
-      {.pid = 102, .path = "/home/x/Ostrel"},
-      {.pid = 103, .arguments = {"--odd-path", "file"}},
-      {.pid = 104, .arguments = {}},
-      {.pid = 201, .uid = 0},
-      {.pid = 202, .path = "/opt/ostrel/libexec/ostrel"},
-      {.pid = 204, .path = "/usr/bin/Ostrel2"},
-      {.pid = 205, .path = ""},
-      {.pid = 207, .arguments = {"/opt/ostrel/bin/Ostrel", "--permission-hook"}},
-      {.pid = 208, .arguments = {"Ostrel", "x", "--"}},
-      {.pid = 209, .zombie = true},
-  };
+  for (const int pid : {101, 201}) put(pid);
+  processes.foreign = {201};
+  put(102, {"Ostrel"}, "/home/x/Ostrel");
+  put(103, {"--odd-path", "file"});
+  put(104, {});
+  put(202, {"Ostrel"}, "/opt/ostrel/libexec/ostrel");
+  put(203, {"Ostrel"}, "/usr/bin/Ostrel2");
+  put(204, {"Ostrel"}, "");
+  put(205, {"/opt/ostrel/bin/Ostrel", "--permission-hook"});
+  put(206, {"Ostrel", "x", "--"});
+  put(207, {"Ostrel"}, kProgram, 1, 'Z');
+  put(208, {"Ostrel"}, kProgram, 6);  // started after this one, which it will ask itself
   EXPECT_FALSE(copies.quitOtherCopies());
   EXPECT_EQ(signals.sent, (Sent{"TERM 101", "TERM 102", "TERM 103", "TERM 104"}));
 }
 
 TEST_F(OtherCopiesTest, AfterASecondWhatRemainsIsKilled) {
-  processes.list = {{.pid = 101}, {.pid = 102}, {.pid = 103}, {.pid = 104}};
+  for (const int pid : {101, 102, 103, 104}) put(pid);
   EXPECT_FALSE(copies.quitOtherCopies());
   signals.sent.clear();
   // 101 ended; 102's number went to another process; 103 only waits for its parent; 104 doesn't listen. 105
   // is a copy that started later: the next one asks it.
-  processes.list = {{.pid = 102, .startTicks = 2}, {.pid = 103, .zombie = true}, {.pid = 104}, {.pid = 105}};
+  proc.remove(101);
+  put(102, {"Ostrel"}, kProgram, 2);
+  put(103, {"Ostrel"}, kProgram, 1, 'Z');
+  put(105);
   loop.runFor(999ms);
   EXPECT_EQ(signals.sent, Sent());
   loop.runFor(1ms);
@@ -109,15 +97,14 @@ TEST_F(OtherCopiesTest, AfterASecondWhatRemainsIsKilled) {
 }
 
 TEST_F(OtherCopiesTest, ACopyUnderADebuggerStays) {
-  processes.list = {{.pid = 101}, {.pid = 102, .traced = true}, {.pid = 103}};
+  for (const int pid : {101, 102}) put(pid);
+  processes.debugged = {kOwnPid, 102};
   EXPECT_TRUE(copies.quitOtherCopies());
   loop.runFor(5s);
   EXPECT_EQ(signals.sent, Sent());
 
   // One that is none of our business doesn't count.
-  processes.list = {{.pid = 101},
-                    {.pid = 102, .arguments = {"Ostrel", "--x"}, .traced = true},
-                    {.pid = kOwnPid, .traced = true, .startTicks = 5}};
+  put(102, {"Ostrel", "--x"});
   EXPECT_FALSE(copies.quitOtherCopies());
   EXPECT_EQ(signals.sent, (Sent{"TERM 101"}));
 }
@@ -146,12 +133,12 @@ class ResidentProgramTest : public OtherCopiesTest {
 };
 
 TEST_F(ResidentProgramTest, EachKindOfRunDoesItsSteps) {
-  processes.list = {{.pid = 101}};
+  put(101);
   EXPECT_EQ(launch({"Ostrel"}), (Sent{"TERM 101", "discovery", "launched", "stop"}));
   EXPECT_EQ(launch({"Ostrel", "--check-managed-fixture"}), (Sent{"launched"}));
   EXPECT_EQ(launch({"Ostrel", "--check-discovery-live"}), (Sent{"check", "launched"}));
   EXPECT_EQ(launch({"--check-odd-path"}), (Sent{"TERM 101", "launched"})) << "a fixture run, but no test run";
-  processes.list = {{.pid = 101, .traced = true}};
+  processes.debugged = {101};
   EXPECT_EQ(launch({"Ostrel"}), (Sent{"gave way"}));
   EXPECT_EQ(launch({"Ostrel", "--x"}), (Sent{"discovery", "launched", "stop"}));
 }

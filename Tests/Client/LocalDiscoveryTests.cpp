@@ -56,10 +56,10 @@ class LocalDiscoveryTest : public testing::Test {
     if (!problem_.empty()) throw Failure(problem_);
     return found_;
   }
-  void find(std::vector<HerdrAgent> agents, std::string problem = {}) {
+  void find(std::vector<HerdrAgent> agents, const std::string& problem = {}) {
     std::lock_guard lock(mutex_);
     found_ = std::move(agents);
-    problem_ = std::move(problem);
+    problem_ = problem;
   }
   bool scansReach(std::uint64_t count) {
     return loop_.waitUntil([&] { return *discovery_.scans() >= count; }) && *discovery_.scans() == count;
@@ -119,8 +119,7 @@ TEST_F(LocalDiscoveryTest, WatchesFollowTheAgents) {
   discovery_.rescan();
   loop_.runFor(12ms);
   EXPECT_TRUE(scansReach(3));
-  EXPECT_EQ(exits_.watched.size(), 1u);
-  EXPECT_TRUE(exits_.watched.contains(8));
+  EXPECT_TRUE(exits_.watched.size() == 1 && exits_.watched.contains(8));
 
   // The folder goes: a scan follows, and the watch comes back with the folder.
   files_.exists = false;

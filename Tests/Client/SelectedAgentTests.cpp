@@ -40,9 +40,8 @@ class SelectedAgentTest : public testing::Test {
   }
 
   std::vector<HerdrAgent> agents_;
-  std::vector<std::string> texts_, loads_;
+  std::vector<std::string> texts_, loads_, commands_;
   std::string problem_, screen_ = "screen";
-  std::vector<std::string> commands_;
   VirtualLoop loop_;
   BackgroundPool pool_;
   MemoryPreferences preferences_;

@@ -131,7 +131,7 @@ TEST(NativeProcesses, SeesRealProcessesAsTheyAre) {
   for (const char* name : {"claude", "2.1.197"}) fs::copy_file("/bin/sleep", folder.path() / name);
   fs::create_symlink("2.1.197", folder.path() / "agent");
   const auto sleeper = [&](const char* name) {
-    return [path = (folder.path() / name).string()] { ::execl(path.c_str(), path.c_str(), "900", nullptr); };
+    return [path = folder.path() / name] { ::execl(path.c_str(), path.c_str(), "900", nullptr); };
   };
   const ForkedProcess renamed([] { ::prctl(PR_SET_NAME, "x\n) (\xff"); });
   const ForkedProcess ended;

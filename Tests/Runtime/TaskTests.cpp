@@ -1,6 +1,4 @@
 #include <atomic>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
