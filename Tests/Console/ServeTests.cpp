@@ -1,8 +1,4 @@
 // `ostrelctl serve` over a Herdr in processes of its own.
-#include <csignal>
-#include <cstdlib>
-#include <memory>
-
 #include <gtest/gtest.h>
 
 #include "Peers/Herdr/HerdrStandIn.h"

@@ -56,7 +56,7 @@ TEST(TranscriptLines, ClaudeAndCodexLinesAsTheyAreWritten) {
 }
 
 TEST(TranscriptLines, WhatMakesAMessage) {
-  const auto nothing = Messages{};
+  const Messages nothing;
   const auto one = [](std::string role, std::string text) {
     return Messages{{"line-1", role, text, std::nullopt}};
   };
