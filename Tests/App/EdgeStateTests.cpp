@@ -194,7 +194,6 @@ TEST(EdgeGeometry, FramesOnAScreenBesideAnotherWithABarAtItsTop) {
   EXPECT_EQ(rail, (Rect{3462, 399, 54, 244}));
   const Rect panel = edge::panelFrame(screen, rail, PanelTab::agents, countsOf(3));
   EXPECT_EQ(panel, (Rect{3042, 431, 416, 310}));
-  EXPECT_EQ(edge::panelFrame(screen, rail, PanelTab::machines, {}), (Rect{3042, 356, 416, 536}));
   EXPECT_EQ(edge::agentFrame(screen, panel, {500, 300}), (Rect{2542, 431, 500, 300}));
 }
 

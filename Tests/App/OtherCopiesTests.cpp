@@ -1,14 +1,4 @@
-#include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <map>
-#include <memory>
 #include <set>
-#include <string>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -17,66 +7,33 @@
 #include "App/OtherCopies.h"
 #include "App/ResidentProgram.h"
 #include "Platform/Linux/NativeProcesses.h"
-#include "Platform/Linux/NativeSignals.h"
-#include "Platform/Linux/PreferenceFiles.h"
-#include "Support/ForkedProcess.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/ProcFolder.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
+using Sent = std::vector<std::string>;
+
 constexpr std::int32_t kOwnPid = 100;
-constexpr std::uint32_t kOwnUid = 1000;
-
-struct FakeProcess {
-  std::int32_t pid;
-  std::string path = "/opt/ostrel/libexec/Ostrel";
-  std::vector<std::string> arguments = {"Ostrel"};
-  std::uint32_t uid = kOwnUid;
-  bool traced = false;
-  bool zombie = false;
-  std::uint64_t startTicks = 1;
-};
-
-// Only what this concern asks for.
-class FakeProcesses final : public Processes {
+constexpr char kProgram[] = "/opt/ostrel/libexec/Ostrel";
+// A made-up process table, in which processes may be another user's or under a debugger.
+class FakeProcesses final : public NativeProcesses {
  public:
-  std::vector<FakeProcess> list;
-
-  std::vector<ProcessRow> rows(NameTest) override {
-    std::vector<ProcessRow> result;
-    for (const FakeProcess& process : list) {
-      ProcessRow row;
-      row.pid = process.pid;
-      row.zombie = process.zombie;
-      row.startTicks = process.startTicks;
-      result.push_back(row);
-    }
-    return result;
+  using NativeProcesses::NativeProcesses;
+  std::optional<std::uint32_t> uid(std::int32_t pid) override {
+    return foreign.contains(pid) ? ownUid() + 1 : ownUid();
   }
-  std::optional<std::string> table() override { return {}; }
-  std::optional<std::uint32_t> uid(std::int32_t pid) override { return find(pid).uid; }
-  std::string command(const ProcessRow&) override { return {}; }
-  std::string terminalName(std::int32_t) override { return {}; }
-  std::string startString(std::int64_t) override { return {}; }
-  std::vector<std::string> argumentList(std::int32_t pid) override { return find(pid).arguments; }
-  std::string openFiles(std::int32_t) override { return {}; }
-  std::string executablePath(std::int32_t pid) override { return find(pid).path; }
-  bool alive(std::int32_t) override { return true; }
-  bool traced(std::int32_t pid) override { return find(pid).traced; }
-  std::uint32_t ownUid() override { return kOwnUid; }
-
- private:
-  const FakeProcess& find(std::int32_t pid) const { return *std::ranges::find(list, pid, &FakeProcess::pid); }
+  bool traced(std::int32_t pid) override { return debugged.contains(pid); }
+  std::set<std::int32_t> foreign, debugged;
 };
 
 class RecordedSignals final : public Signals {
  public:
-  std::vector<std::string> sent;
+  Sent sent;
   bool terminate(std::int32_t pid) override {
     sent.push_back("TERM " + std::to_string(pid));
     return true;
@@ -87,167 +44,87 @@ class RecordedSignals final : public Signals {
   }
 };
 
-using Sent = std::vector<std::string>;
-
 class OtherCopiesTest : public testing::Test {
  protected:
-  FakeProcesses processes;
+  OtherCopiesTest() { put(kOwnPid, {"Ostrel"}, kProgram, 5); }
+  void put(int pid, const Sent& arguments = {"Ostrel"}, const std::string& path = kProgram,
+           std::uint64_t ticks = 1, char state = 'S') {
+    proc.put({.pid = pid,
+              .comm = "Ostrel",
+              .ticks = ticks,
+              .state = state,
+              .arguments = arguments,
+              .executable = path});
+  }
+  ProcFolder proc;
+  FakeProcesses processes{proc.path()};
   RecordedSignals signals;
   VirtualLoop loop;
   OtherCopies copies{processes, signals, loop, kOwnPid};
 };
 
 TEST_F(OtherCopiesTest, OnlyTheUsersOtherResidentCopiesAreAskedToEnd) {
-  processes.list = {
-      {.pid = kOwnPid, .startTicks = 5},
-      {.pid = 101},
-      {.pid = 102, .path = "/home/x/Ostrel"},
-      {.pid = 103, .arguments = {"--odd-path", "file"}},
-      {.pid = 104, .arguments = {}},
-      {.pid = 201, .uid = 0},
-      {.pid = 202, .path = "/opt/ostrel/libexec/ostrel"},
-      {.pid = 203, .path = "/opt/Ostrel/bin/ostrelctl"},
-      {.pid = 204, .path = "/usr/bin/Ostrel2"},
-      {.pid = 205, .path = ""},
-      {.pid = 206, .arguments = {"Ostrel", "--check-discovery-live"}},
-      {.pid = 207, .arguments = {"/opt/ostrel/bin/Ostrel", "--permission-hook"}},
-      {.pid = 208, .arguments = {"Ostrel", "x", "--"}},
-      {.pid = 209, .zombie = true},
-  };
+  for (const int pid : {101, 201}) put(pid);
+  processes.foreign = {201};
+  put(102, {"Ostrel"}, "/home/x/Ostrel");
+  put(103, {"--odd-path", "file"});
+  put(104, {});
+  put(202, {"Ostrel"}, "/opt/ostrel/libexec/ostrel");
+  put(203, {"Ostrel"}, "/usr/bin/Ostrel2");
+  put(204, {"Ostrel"}, "");
+  put(205, {"/opt/ostrel/bin/Ostrel", "--permission-hook"});
+  put(206, {"Ostrel", "x", "--"});
+  put(207, {"Ostrel"}, kProgram, 1, 'Z');
+  put(208, {"Ostrel"}, kProgram, 6);  // started after this one, which it will ask itself
   EXPECT_FALSE(copies.quitOtherCopies());
   EXPECT_EQ(signals.sent, (Sent{"TERM 101", "TERM 102", "TERM 103", "TERM 104"}));
 }
 
 TEST_F(OtherCopiesTest, AfterASecondWhatRemainsIsKilled) {
-  processes.list = {
-      {.pid = kOwnPid, .startTicks = 5}, {.pid = 101}, {.pid = 102}, {.pid = 103}, {.pid = 104}};
+  for (const int pid : {101, 102, 103, 104}) put(pid);
   EXPECT_FALSE(copies.quitOtherCopies());
   signals.sent.clear();
   // 101 ended; 102's number went to another process; 103 only waits for its parent; 104 doesn't listen. 105
   // is a copy that started later: the next one asks it.
-  processes.list = {{.pid = kOwnPid, .startTicks = 5},
-                    {.pid = 102, .startTicks = 2},
-                    {.pid = 103, .zombie = true},
-                    {.pid = 104},
-                    {.pid = 105}};
+  proc.remove(101);
+  put(102, {"Ostrel"}, kProgram, 2);
+  put(103, {"Ostrel"}, kProgram, 1, 'Z');
+  put(105);
   loop.runFor(999ms);
   EXPECT_EQ(signals.sent, Sent());
   loop.runFor(1ms);
   EXPECT_EQ(signals.sent, (Sent{"KILL 104"}));
-  EXPECT_EQ(loop.nextTimer(), std::nullopt);
 }
 
 TEST_F(OtherCopiesTest, ACopyUnderADebuggerStays) {
-  processes.list = {{.pid = 101}, {.pid = 102, .traced = true}, {.pid = 103}};
+  for (const int pid : {101, 102}) put(pid);
+  processes.debugged = {kOwnPid, 102};
   EXPECT_TRUE(copies.quitOtherCopies());
   loop.runFor(5s);
   EXPECT_EQ(signals.sent, Sent());
 
   // One that is none of our business doesn't count.
-  processes.list = {{.pid = 101},
-                    {.pid = 102, .arguments = {"Ostrel", "--x"}, .traced = true},
-                    {.pid = kOwnPid, .traced = true, .startTicks = 5}};
+  put(102, {"Ostrel", "--x"});
   EXPECT_FALSE(copies.quitOtherCopies());
   EXPECT_EQ(signals.sent, (Sent{"TERM 101"}));
-}
-
-// The real process table, less everything that a test did not start itself.
-class OwnProcesses final : public Processes {
- public:
-  std::set<std::int32_t> pids;
-
-  std::vector<ProcessRow> rows(NameTest followed) override {
-    auto rows = real_.rows(followed);
-    std::erase_if(rows, [this](const ProcessRow& row) { return !pids.contains(row.pid); });
-    return rows;
-  }
-  std::optional<std::string> table() override { return {}; }
-  std::optional<std::uint32_t> uid(std::int32_t pid) override { return real_.uid(pid); }
-  std::string command(const ProcessRow& row) override { return real_.command(row); }
-  std::string terminalName(std::int32_t device) override { return real_.terminalName(device); }
-  std::string startString(std::int64_t seconds) override { return real_.startString(seconds); }
-  std::vector<std::string> argumentList(std::int32_t pid) override { return real_.argumentList(pid); }
-  std::string openFiles(std::int32_t pid) override { return real_.openFiles(pid); }
-  std::string executablePath(std::int32_t pid) override { return real_.executablePath(pid); }
-  bool alive(std::int32_t pid) override { return real_.alive(pid); }
-  bool traced(std::int32_t pid) override { return real_.traced(pid); }
-  std::uint32_t ownUid() override { return real_.ownUid(); }
-
- private:
-  NativeProcesses real_;
-};
-
-class RealCopiesTest : public testing::Test {
- protected:
-  RealCopiesTest() { fs::copy_file("/bin/sleep", program); }
-
-  std::unique_ptr<ForkedProcess> start(const char* argument, bool stubborn = false) {
-    auto process = std::make_unique<ForkedProcess>([&] {
-      if (stubborn) std::signal(SIGTERM, SIG_IGN);
-      ::execl(program.c_str(), program.c_str(), argument, "1000", nullptr);
-      ::_exit(127);
-    });
-    processes.pids.insert(process->pid());
-    return process;
-  }
-  // The signal that ended the process; 0 while it runs.
-  static int endedBy(const ForkedProcess& process) {
-    siginfo_t info{};
-    ::waitid(P_PID, static_cast<id_t>(process.pid()), &info, WEXITED | WNOWAIT | WNOHANG);
-    return info.si_pid == 0 ? 0 : info.si_status;
-  }
-
-  const TemporaryFolder folder;
-  const fs::path program = folder.path() / "Ostrel";
-  OwnProcesses processes;
-  NativeSignals signals;
-  VirtualLoop loop;
-  OtherCopies copies{processes, signals, loop, ::getpid()};
-};
-
-TEST_F(RealCopiesTest, EarlierCopiesGoAndTestRunsStay) {
-  const auto willing = start("1000");
-  const auto stubborn = start("1000", true);
-  const auto testRun = start("--");
-  fs::remove(program);  // as an upgrade does
-  EXPECT_FALSE(copies.quitOtherCopies());
-  EXPECT_TRUE(loop.waitUntil([&] { return endedBy(*willing) != 0; }));
-  EXPECT_EQ(endedBy(*willing), SIGTERM);
-  EXPECT_EQ(endedBy(*stubborn), 0);
-  loop.runFor(1s);
-  EXPECT_TRUE(loop.waitUntil([&] { return endedBy(*stubborn) != 0; }));
-  EXPECT_EQ(endedBy(*stubborn), SIGKILL);
-  EXPECT_EQ(endedBy(*testRun), 0);
-}
-
-TEST_F(RealCopiesTest, ATracedCopyIsLeftAlone) {
-  const auto plain = start("1000");
-  const auto traced = start("1000");
-  if (::ptrace(PTRACE_SEIZE, traced->pid(), nullptr, nullptr) != 0)
-    GTEST_SKIP() << "tracing is not allowed here";
-  EXPECT_TRUE(copies.quitOtherCopies());
-  loop.runFor(2s);
-  EXPECT_EQ(endedBy(*plain), 0);
-  EXPECT_EQ(endedBy(*traced), 0);
 }
 
 class ResidentProgramTest : public OtherCopiesTest {
  protected:
   // What a run with these arguments did, in order.
   Sent launch(const std::vector<std::string>& arguments) {
-    const TemporaryFolder folder;
-    PreferenceFiles files(folder.path(), [](std::string_view) {});
-    OstrelPreferences preferences(files, arguments, std::nullopt, kOwnPid);
+    MemoryDomains domains;
+    OstrelPreferences preferences(domains, arguments, std::nullopt, kOwnPid);
     signals.sent.clear();
     Sent& done = signals.sent;
-    const auto ready = [&] {
-      // Nothing may start before the preferences stand.
-      return preferences.shared().boolean(OstrelSetting::openOnHover) &&
-             preferences.shared().boolean("ostrel.sharedPreferencesMigrated") != preferences.isFixture();
+    const auto starts = [&](const char* what) {
+      EXPECT_TRUE(preferences.shared().boolean(OstrelSetting::openOnHover)) << "before the preferences stand";
+      EXPECT_NE(preferences.shared().boolean("ostrel.sharedPreferencesMigrated"), preferences.isFixture());
+      done.push_back(what);
     };
     ResidentProgram program(preferences, copies, arguments,
-                            {.startDiscovery = [&] { done.push_back(ready() ? "discovery" : "too early"); },
-                             .checkDiscovery = [&] { done.push_back(ready() ? "check" : "too early"); },
+                            {.startDiscovery = [&] { starts("discovery"); },
+                             .checkDiscovery = [&] { starts("check"); },
                              .stopDiscovery = [&] { done.push_back("stop"); }});
     done.push_back(program.launch() ? "launched" : "gave way");
     program.terminate();
@@ -256,13 +133,12 @@ class ResidentProgramTest : public OtherCopiesTest {
 };
 
 TEST_F(ResidentProgramTest, EachKindOfRunDoesItsSteps) {
-  processes.list = {{.pid = 101}};
+  put(101);
   EXPECT_EQ(launch({"Ostrel"}), (Sent{"TERM 101", "discovery", "launched", "stop"}));
-  EXPECT_EQ(launch({"Ostrel", "--preview-codex-daily"}), (Sent{"discovery", "launched", "stop"}));
   EXPECT_EQ(launch({"Ostrel", "--check-managed-fixture"}), (Sent{"launched"}));
   EXPECT_EQ(launch({"Ostrel", "--check-discovery-live"}), (Sent{"check", "launched"}));
   EXPECT_EQ(launch({"--check-odd-path"}), (Sent{"TERM 101", "launched"})) << "a fixture run, but no test run";
-  processes.list = {{.pid = 101, .traced = true}};
+  processes.debugged = {101};
   EXPECT_EQ(launch({"Ostrel"}), (Sent{"gave way"}));
   EXPECT_EQ(launch({"Ostrel", "--x"}), (Sent{"discovery", "launched", "stop"}));
 }

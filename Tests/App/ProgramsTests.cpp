@@ -1,14 +1,10 @@
 // The launcher and the desktop program as they are installed: real processes, a home folder of their own.
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
 
-#include "Platform/Linux/PreferenceFile.h"
-#include "Runtime/Files.h"
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
 
@@ -21,22 +17,20 @@ using namespace std::chrono_literals;
 const fs::path kLauncher = fs::path(OSTREL_BIN_DIR) / "Ostrel";
 const fs::path kDesktop = fs::path(OSTREL_BIN_DIR).parent_path() / "libexec" / "Ostrel";
 
-class LauncherTest : public testing::Test {
- protected:
-  LauncherTest() {
-    fs::create_directories(prefix.path() / "bin");
-    fs::copy_file(kLauncher, launcher);
-  }
-  void installDesktop(const std::string& script) {
-    const auto file = prefix.write("libexec/Ostrel", "#!/bin/sh\n" + script);
-    fs::permissions(file, fs::perms::owner_all);
-  }
+TEST(Launcher, BecomesTheDesktopProgramBesideItExceptInTheHookRole) {
   const TemporaryFolder prefix;
   const fs::path launcher = prefix.path() / "bin/Ostrel";
-};
-
-TEST_F(LauncherTest, BecomesTheDesktopProgramBesideIt) {
-  installDesktop("echo \"$0\"; for word; do echo \"[$word]\"; done; echo \"$MARK\"; exit 3");
+  fs::create_directories(prefix.path() / "bin");
+  fs::copy_file(kLauncher, launcher);
+  const auto missing = runCommand({launcher.string()}, {});
+  EXPECT_EQ(missing.status, 127);
+  EXPECT_EQ(missing.output + missing.errors, "Ostrel: could not start " +
+                                                 (prefix.path() / "libexec/Ostrel").string() +
+                                                 ": No such file or directory\n");
+  fs::permissions(
+      prefix.write("libexec/Ostrel",
+                   "#!/bin/sh\necho \"$0\"; for word; do echo \"[$word]\"; done; echo \"$MARK\"; exit 3"),
+      fs::perms::owner_all);
   fs::create_symlink(launcher, prefix.path() / "link");
   for (const char* called : {"bin/Ostrel", "link"}) {
     const auto run = runCommand({(prefix.path() / called).string(), "two words", "", "--permission-hooks"},
@@ -46,26 +40,9 @@ TEST_F(LauncherTest, BecomesTheDesktopProgramBesideIt) {
                               "\n[two words]\n[]\n[--permission-hooks]\nkept\n");
     EXPECT_EQ(run.errors, "");
   }
-}
-
-TEST_F(LauncherTest, SaysWhatIsMissing) {
-  const auto run = runCommand({launcher.string()}, {});
-  EXPECT_EQ(run.status, 127);
-  EXPECT_EQ(run.output, "");
-  EXPECT_EQ(run.errors, "Ostrel: could not start " + (prefix.path() / "libexec/Ostrel").string() +
-                            ": No such file or directory\n");
-}
-
-TEST_F(LauncherTest, HookRoleStartsNothingElse) {
-  installDesktop("echo started");
-  for (const auto& arguments :
-       {std::vector<std::string>{"--permission-hook"}, {"x", "--permission-hook", "y"}}) {
-    std::vector<std::string> command{launcher.string()};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    const auto run = runCommand(command, {});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output + run.errors, "");
-  }
+  const auto hook = runCommand({launcher.string(), "x", "--permission-hook", "y"}, {});
+  EXPECT_EQ(hook.status, 0);
+  EXPECT_EQ(hook.output + hook.errors, "");
 }
 
 bool eventually(const auto& condition) {
@@ -103,36 +80,17 @@ TEST(DesktopProgramTest, ResidesUntilASignalAndLeavesNoFixtureBehind) {
   EXPECT_TRUE(fs::is_empty(home.path())) << "a fixture run leaves nothing";
 }
 
-TEST(DesktopProgramTest, BrokenPreferencesAreNamedOnStandardError) {
-  const TemporaryFolder home;
-  const auto file = home.write("settings/ostrel/one.ostrel.app.json", "torn {");
-  ChildProcess program(
-      {kLauncher.string(), "--preview-codex-daily"},
-      {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "settings").string()}});
-  ASSERT_TRUE(eventually([&] { return listens(program.pid()); }));
-  program.signal(SIGTERM);
-  const auto run = program.finish();
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.errors, "Ostrel: " + file.string() + " could not be understood; it was set aside as " +
-                            file.string() + ".broken\n");
-  EXPECT_EQ(files::read(file.string() + ".broken"), "torn {");
-  const auto values = parsePreferences(files::read(file).value_or(""));
-  ASSERT_TRUE(values);
-  EXPECT_TRUE(values->contains("ostrel.movedFromPreviousDomain"));
-  EXPECT_FALSE(values->contains("settings.openOnHover"));
-}
-
 // Two normal copies, in a process namespace of their own, where no other copy can be met.
 TEST(DesktopProgramTest, TheLaterOfTwoCopiesStays) {
   const TemporaryFolder home;
-  const std::vector<std::string> alone = {"/usr/bin/unshare", "-Urpf",   "--kill-child",
-                                          "--mount-proc",     "/bin/sh", "-c"};
-  const ChildProcess::Variables variables = {{"HOME", home.path().string()}, {"PATH", "/usr/bin:/bin"}};
-  auto command = alone;
-  command.emplace_back("test $$ = 1 && test -d /proc/1");
-  if (runCommand(command, variables).status != 0) GTEST_SKIP() << "namespaces are not allowed here";
-  command = alone;
-  command.emplace_back(R"(
+  const auto runAlone = [&](const char* script) {
+    return runCommand({"/usr/bin/unshare", "-Urpf", "--kill-child", "--mount-proc", "/bin/sh", "-c", script,
+                       kLauncher.string()},
+                      {{"HOME", home.path().string()}, {"PATH", "/usr/bin:/bin"}});
+  };
+  if (runAlone("test $$ = 1 && test -d /proc/1").status != 0)
+    GTEST_SKIP() << "namespaces are not allowed here";
+  const auto run = runAlone(R"(
     listens() { until ls -l /proc/$1/fd 2>/dev/null | grep -q signalfd; do sleep 0.02; done; }
     "$0" & first=$!
     listens $first
@@ -144,8 +102,6 @@ TEST(DesktopProgramTest, TheLaterOfTwoCopiesStays) {
     kill -TERM $second
     wait $second
     echo "second ended with $?")");
-  command.push_back(kLauncher.string());
-  const auto run = runCommand(command, variables);
   EXPECT_EQ(run.output, "first ended with 0\nsecond runs\nsecond ended with 0\n");
   EXPECT_EQ(run.errors, "");
 }

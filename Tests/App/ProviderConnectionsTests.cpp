@@ -33,11 +33,6 @@ class ProviderConnectionsTest : public testing::Test {
     void open(const std::string&) override {}
     void open(const fs::path& script) override { throw Failure(script.filename()); }
   };
-  // Each run leaves a byte.
-  void installCodex(const std::string& line) {
-    fs::permissions(folder_.write("bin/codex", "#!/bin/sh\nprintf x >> '" + log_.string() + "'\n" + line),
-                    fs::perms::owner_all);
-  }
   ConnectionState codex() const { return connections_.connections->at(AgentProvider::codex); }
   bool reaches(ConnectionState state, std::size_t runs) {
     return loop_.waitUntil([&] {
@@ -61,7 +56,10 @@ TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
   EXPECT_EQ(*model_.statusMessage, "Install Codex, then refresh connections.");
   connections_.refreshConnections();
   EXPECT_EQ(codex(), missing);
-  installCodex("[ \"$*\" = 'login status' ] && echo 'API key configured' >&2");
+  // Each run leaves a byte.
+  const std::string script = "#!/bin/sh\nprintf x >> '" + log_.string() +
+                             "'\n[ \"$*\" = 'login status' ] && echo 'API key configured' >&2";
+  fs::permissions(folder_.write("bin/codex", script), fs::perms::owner_all);
   connections_.refreshConnections();
   connections_.refreshConnections();
   EXPECT_EQ(codex(), checking);

@@ -19,23 +19,25 @@ constexpr char kSecond[] = "7c9e6679-7425-40de-944b-e07fc1f90ae7";
 
 std::string path(const std::string& id) { return "/h/" + id + ".jsonl"; }
 
-HerdrAgent record(std::string session, std::string pane, std::optional<std::string> reference = {},
-                  bool owned = false) {
+HerdrAgent record(const std::string& session, const std::string& pane,
+                  const std::optional<std::string>& reference = {}, const char* provider = "claude") {
   HerdrAgent agent;
-  agent.session = std::move(session);
-  agent.paneID = std::move(pane);
-  agent.provider = "claude";
-  agent.title = "t";
-  agent.transcriptReference = std::move(reference);
-  agent.herdrOwned = owned;
-  if (agent.session == "external") agent.externalProcess = ExternalProcess{};
+  agent.session = session;
+  agent.paneID = pane;
+  agent.provider = provider;
+  agent.transcriptReference = reference;
+  if (session == "external") agent.externalProcess.emplace();
   return agent;
 }
 
-HerdrAgent codex(std::string session, std::string pane, std::optional<std::string> reference = {}) {
-  HerdrAgent agent = record(std::move(session), std::move(pane), std::move(reference));
-  agent.provider = "codex";
+HerdrAgent owned(HerdrAgent agent) {
+  agent.herdrOwned = true;
   return agent;
+}
+
+HerdrAgent codex(const std::string& session, const std::string& pane,
+                 const std::optional<std::string>& reference = {}) {
+  return record(session, pane, reference, "codex");
 }
 
 HerdrAgent thread(const std::string& id) {
@@ -73,8 +75,8 @@ TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
           merged({record("default", "p9", path(kFirst)), pane}, {record("external", "1", path(kFirst))}).all),
       "p2 ");
   // A process outside Herdr beats one inside; one inside without a conversation is its pane's.
-  EXPECT_EQ(panes(merged({}, {record("external", "1", kSecond, true), record("external", "2", path(kSecond)),
-                              record("external", "3", {}, true), record("external", "4")})
+  EXPECT_EQ(panes(merged({}, {owned(record("external", "1", kSecond)), record("external", "2", path(kSecond)),
+                              owned(record("external", "3")), record("external", "4")})
                       .all),
             "2 4 ");
   // The provider tells conversations apart, in any letter case. A manual link counts where nothing is
@@ -130,23 +132,19 @@ TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
   for (int round = 0; round < 2000; ++round) {
     const std::size_t source = any(4);
     Records& list = lists[source];
-    const auto at = [&] {
-      return list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));
-    };
-    HerdrAgent agent = record(sessions[source], fmt::format("{}", any(20)), conversation(), any(4) == 0);
-    if (any(2) == 0) agent.provider = "codex";
+    HerdrAgent agent =
+        record(sessions[source], fmt::format("{}", any(20)), conversation(), any(2) ? "claude" : "codex");
+    if (any(4) == 0) agent = owned(agent);
     if (source == 2) agent = thread(conversation().value_or(kFirst));
     if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
-    switch (any(3)) {
-      case 0:
-        list.insert(at(), agent);
-        break;
-      case 1:
-        if (!list.empty())
-          list.erase(list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()))));
-        break;
-      default:
-        if (!list.empty()) list[any(static_cast<unsigned>(list.size()))] = agent;
+    const auto at = list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));
+    const auto change = any(3);
+    if (change == 0) {
+      list.insert(at, agent);
+    } else if (at != list.end() && change == 1) {
+      list.erase(at);
+    } else if (at != list.end()) {
+      *at = agent;
     }
     inventory_.changed(static_cast<Source>(source), list);
     if (any(3) == 0) continue;
@@ -169,17 +167,15 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   Published<Records> herdr;
   Published<Records> threads;
   Records processes;
-  std::vector<std::string> told;
+  std::string told;
   AgentSelection selection(
       {[&]() -> const Inventory& { return inventory.merged(); }, herdr, threads, preferences},
       {.selected = [&](const HerdrAgent& agent,
-                       bool seen) { told.push_back("select " + agent.paneID + (seen ? " seen" : "")); },
-       .cleared = [&] { told.emplace_back("clear"); },
-       .refreshed = [&](const HerdrAgent& agent) { told.push_back("refresh " + agent.paneID); }});
-  const auto expect = [&](std::vector<std::string> expected) {
-    EXPECT_EQ(std::exchange(told, {}), expected);
-  };
-  const auto publish = [&] {
+                       bool seen) { told += "select " + agent.paneID + (seen ? " seen " : " "); },
+       .cleared = [&] { told += "clear "; },
+       .refreshed = [&](const HerdrAgent& agent) { told += "refresh " + agent.paneID + " "; }});
+  const auto publish = [&](const Records& records = {}) {
+    herdr.set(records);
     inventory.changed(Source::herdr, *herdr);
     inventory.changed(Source::external, processes);
     inventory.changed(Source::codex, *threads);
@@ -188,21 +184,18 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   // Another terminal in the pane is another agent.
   HerdrAgent pane = record("default", "p1");
   pane.terminalID = "one";
-  herdr.set({pane});
-  publish();
+  publish({pane});
   selection.select(pane, false);
   selection.herdrChanged();
-  expect({"select p1"});
+  EXPECT_EQ(std::exchange(told, {}), "select p1 ");
   pane.terminalID = "two";
-  herdr.set({pane});
+  publish({pane});
+  selection.herdrChanged();
+  selection.herdrChanged();
+  EXPECT_EQ(std::exchange(told, {}), "select p1 seen ");
   publish();
   selection.herdrChanged();
-  selection.herdrChanged();
-  expect({"select p1 seen"});
-  herdr.set({});
-  publish();
-  selection.herdrChanged();
-  expect({"clear"});
+  EXPECT_EQ(std::exchange(told, {}), "clear ");
   EXPECT_FALSE(*selection.selectedID());
 
   // A Codex process is shown by its thread, as soon as one can be told to be its own.
@@ -210,20 +203,20 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   publish();
   selection.select(processes[0], true);
   selection.reconcile();
-  expect({"select 7 seen", "refresh 7"});
   threads.set({thread(kFirst), thread(kSecond)});
   publish();
   selection.reconcile();
-  expect({"refresh 7"});
+  EXPECT_EQ(std::exchange(told, {}), "select 7 seen refresh 7 refresh 7 ");
   preferences.set(*manualLinkKey(processes[0]), path(kSecond));
   inventory.preferencesChanged();
   EXPECT_EQ(selection.opening(processes[0]).paneID, kSecond);
   selection.reconcile();
-  expect({"clear"});  // the process is represented by its thread: its own record has gone
+  EXPECT_EQ(std::exchange(told, {}),
+            "clear ");  // the process is represented by its thread: its own record has gone
 
   selection.select(threads->at(1), true);
   selection.reconcile();
-  expect({std::string("select ") + kSecond + " seen", std::string("refresh ") + kSecond});
+  EXPECT_EQ(told, fmt::format("select {0} seen refresh {0} ", kSecond));
   EXPECT_NE(historyKey(processes[0], preferences), historyKey(codex("external", "7", kFirst), preferences));
 }
 

@@ -25,16 +25,12 @@ TEST(AgentLights, FollowTheStateAndWhatWasSeen) {
     std::optional<WallTime> since;
     AgentLight light;
   };
-  const WallTime before = kLaunch - 1s;
   const WallTime after = kLaunch + 1s;
-  for (const Row& row : {Row{"blocked", {}, AgentLight::needsYou},
-                         {"working", before, AgentLight::working},
-                         {"done", before, AgentLight::idle},
+  for (const Row& row : {Row{"working", {}, AgentLight::working},
                          {"done", kLaunch, AgentLight::idle},
                          {"done", after, AgentLight::done},
                          {"idle", after, AgentLight::done},
                          {"idle", {}, AgentLight::idle},
-                         {"unknown", after, AgentLight::idle},
                          {"paused", after, AgentLight::idle}}) {
     EXPECT_EQ(AgentLights(kLaunch).light(agentIn(row.state, row.since), kLaunch + 1h), row.light)
         << row.state << " " << row.since.has_value();

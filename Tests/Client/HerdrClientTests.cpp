@@ -7,6 +7,7 @@
 #include "Client/HerdrClient.h"
 #include "Runtime/Failure.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/NoPorts.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -14,22 +15,12 @@ namespace {
 
 using namespace std::literals;
 
-class NoExits final : public ProcessExits {
-  Registration watch(std::int32_t, std::move_only_function<void()>) override { return {}; }
-};
-class NoFiles final : public FileWatcher {
-  Registration watchFolder(const std::filesystem::path&, Changed) override { return {}; }
-};
-
 class FakeServers final : public ServerLauncher {
  public:
-  class Server final : public LaunchedServer {
-   public:
-    explicit Server(const bool& running) : running_(running) {}
-    bool running() override { return running_; }
-
-   private:
-    const bool& running_;
+  struct Server final : LaunchedServer {
+    explicit Server(const bool& is) : isRunning(is) {}
+    bool running() override { return isRunning; }
+    const bool& isRunning;
   };
   std::unique_ptr<LaunchedServer> launch(const std::string& executable,
                                          const std::vector<std::string>& arguments,
@@ -59,10 +50,6 @@ class HerdrClientTest : public testing::Test {
     if (text.starts_with("!")) throw Failure(text.substr(1));
     return text;
   }
-  std::size_t commands(std::string_view command) {
-    const std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::ranges::count(commands_, command));
-  }
   static std::string sessions(std::initializer_list<const char*> names) {
     Json list = Json::array();
     for (const char* name : names) list.push_back({{"name", name}, {"running", true}});
@@ -72,13 +59,11 @@ class HerdrClientTest : public testing::Test {
   std::string connectManaged() {
     client_->link().error().set(std::nullopt);
     client_->connectManaged();
-    for (int i = 0; i < 50; ++i) {
-      loop_.waitUntil([&] { return *client_->link().active() || *client_->link().error(); }, 20ms);
-      if (*client_->link().active()) return "connected";
-      if (*client_->link().error()) return **client_->link().error();
-      loop_.runFor(250ms);
-    }
-    return "nothing";
+    loop_.waitUntil([&] {
+      loop_.runFor(250ms);  // the commands take real time, the looks in between do not
+      return *client_->link().active() || *client_->link().error();
+    });
+    return *client_->link().active() ? "connected" : client_->link().error()->value_or("nothing");
   }
   void make(bool fixture = false) {
     client_.reset();
@@ -129,15 +114,15 @@ TEST_F(HerdrClientTest, UsesARunningSessionWhereItIsClearWhich) {
 
 TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
   preferences_.set("herdrManagedServer", true);
-  servers_.refuses = true;
-  const std::string dead =
-      "Herdr could not start its background session. Check the installed Herdr version and its server log.";
-  EXPECT_EQ(connectManaged(), dead);
-  servers_.refuses = false;
-  servers_.running = false;
-  EXPECT_EQ(connectManaged(), dead);
+  for (const bool refuses : {true, false}) {
+    servers_.refuses = refuses;
+    servers_.running = false;
+    EXPECT_EQ(
+        connectManaged(),
+        "Herdr could not start its background session. Check the installed Herdr version and its server "
+        "log.");
+  }
   servers_.running = true;
-  servers_.launched.clear();
   EXPECT_EQ(connectManaged(),
             "Herdr is still starting. Connect again to check it; the server will not be launched twice.");
   preferences_.remove("herdrManagedServer");
@@ -173,36 +158,34 @@ TEST_F(HerdrClientTest, RestoresWhatWasWantedLast) {
 
 TEST_F(HerdrClientTest, InstallsIntegrationsAndSaysWhatCame) {
   IntegrationSetup& setup = client_->integrations();
-  const auto settled = [&] { return loop_.waitUntil([&] { return !*setup.busy(); }); };
-  setup.install({});
-  EXPECT_FALSE(*setup.busy());
+  const auto message = [&] {
+    EXPECT_TRUE(loop_.waitUntil([&] { return !*setup.busy(); }));
+    return setup.message()->value_or("nothing");
+  };
+  const auto installing = [&](std::vector<std::string> targets) {
+    setup.install(std::move(targets));
+    return message();
+  };
+  EXPECT_EQ(installing({}), "nothing");
   answer("integration status", "Installed:\nclaude: outdated (1.0)\ncodex: not installed\n");
   setup.check();
-  setup.install({"codex"});  // one operation at a time
-  ASSERT_TRUE(settled());
-  EXPECT_EQ(commands("integration install codex"), 0U);
+  installing({"codex"});  // one operation at a time
+  EXPECT_EQ(std::ranges::count(commands_, "integration install codex"), 0);
   EXPECT_EQ(setup.recommended({}), std::vector{"claude"s});
 
   answer("integration install pi", "!no");
   answer("integration status", "claude: current (1.1)\ncodex: needs repair (x)\npi: current (1)\n");
-  setup.install({"pi", "claude", "codex"});
-  ASSERT_TRUE(settled());
-  EXPECT_EQ(*setup.message(),
+  EXPECT_EQ(installing({"pi", "claude", "codex"}),
             "Setup needs attention: pi, codex. Check provider installation and configuration, then retry.");
-  setup.install({"claude"});
-  ASSERT_TRUE(settled());
   EXPECT_EQ(
-      *setup.message(),
+      installing({"claude"}),
       "Integrations installed. Existing agents may need to be resumed or restarted in Herdr to load their "
       "hooks. Live links appear after they report their session.");
   answer("integration status", "!gone");
-  setup.install({"claude"});
-  ASSERT_TRUE(settled());
-  EXPECT_EQ(*setup.message(), "Setup ran, but verification failed: gone");
+  EXPECT_EQ(installing({"claude"}), "Setup ran, but verification failed: gone");
   EXPECT_EQ(setup.integrations()->size(), 3U);
   setup.check();
-  ASSERT_TRUE(settled());
-  EXPECT_EQ(*setup.message(), "gone");
+  EXPECT_EQ(message(), "gone");
   EXPECT_TRUE(setup.integrations()->empty());
 }
 

@@ -1,9 +1,12 @@
+#include <atomic>
 #include <mutex>
 
 #include <gtest/gtest.h>
 
 #include "Console/ListProgram.h"
 #include "Runtime/Failure.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/NoPorts.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel::console {
@@ -11,29 +14,6 @@ namespace {
 
 using namespace std::literals;
 using Command = Options::Command;
-
-class NoExits final : public ProcessExits {
-  Registration watch(std::int32_t, std::move_only_function<void()>) override { return {}; }
-};
-class NoFiles final : public FileWatcher {
-  Registration watchFolder(const std::filesystem::path&, Changed) override { return {}; }
-};
-class NoServers final : public ServerLauncher {
-  std::unique_ptr<LaunchedServer> launch(const std::string&, const std::vector<std::string>&,
-                                         const std::map<std::string, std::string>&) override {
-    return nullptr;
-  }
-};
-class NoPreferences final : public Preferences {
- public:
-  std::optional<Json> object(std::string_view key) const override {
-    if (key == "agentTitle.8:external1:x") return "My own title";
-    return std::nullopt;
-  }
-  void set(std::string_view, Json) override {}
-  void remove(std::string_view) override {}
-  void registerDefaults(const PreferenceMap&) override {}
-};
 
 class ListProgramTest : public testing::Test {
  protected:
@@ -67,23 +47,23 @@ class ListProgramTest : public testing::Test {
                                          [this](int status) { status_ = status; }, false});
     program_->start();
   }
-  bool waitForScans(std::uint64_t count) {
-    return loop_.waitUntil([&] { return *client_.local().scans() >= count; });
-  }
   std::vector<std::string> written() {
     std::lock_guard lock(mutex_);
     return written_;
+  }
+  bool ends(int status) {
+    return loop_.waitUntil([&] { return status_.has_value(); }) && status_ == status;
   }
 
   std::mutex mutex_;
   std::vector<std::string> titles_;
   std::vector<std::string> written_;
-  bool broken_ = false;
+  std::atomic<bool> broken_ = false;
   std::vector<std::string> complaints_;
   std::optional<int> status_;
   VirtualLoop loop_;
   AgentTranscript transcripts_{Environment{}};
-  NoPreferences preferences_;
+  MemoryPreferences preferences_;
   BackgroundPool pool_;
   NoExits exits_;
   NoFiles files_;
@@ -99,9 +79,9 @@ class ListProgramTest : public testing::Test {
 
 TEST_F(ListProgramTest, AgentsPrintsTheFirstScanAndEnds) {
   find({"A", "B"});
+  preferences_.set("agentTitle.8:external1:x", "My own title");
   start({Command::agents, false, 10s});
-  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
-  EXPECT_EQ(status_, 0);
+  ASSERT_TRUE(ends(0));
   EXPECT_EQ(written(), std::vector{"8:external0:x\tAgent\tunknown\tidle\tA\tLocal session\n"
                                    "8:external1:x\tAgent\tunknown\tidle\tMy own title\tLocal session\n"s});
 }
@@ -109,8 +89,7 @@ TEST_F(ListProgramTest, AgentsPrintsTheFirstScanAndEnds) {
 TEST_F(ListProgramTest, AgentsSaysWhyThereIsNoList) {
   find({"!"});
   start({Command::agents, true, 10s});
-  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
-  EXPECT_EQ(status_, 1);
+  ASSERT_TRUE(ends(1));
   EXPECT_EQ(complaints_, std::vector{"Local discovery unavailable: no table"s});
   EXPECT_EQ(written(), std::vector{"{\"agents\":[],\"error\":\"Local discovery unavailable: no table\"}\n"s});
 }
@@ -130,7 +109,7 @@ TEST_F(ListProgramTest, WatchPrintsChangesOnly) {
   ASSERT_TRUE(loop_.waitUntil([&] { return written().size() == 1; }));
   for (std::uint64_t scans = 2; scans < 5; ++scans) {
     loop_.runFor(5012ms);
-    ASSERT_TRUE(waitForScans(scans));
+    ASSERT_TRUE(loop_.waitUntil([&] { return *client_.local().scans() >= scans; }));
   }
   find({});
   loop_.runFor(5012ms);
@@ -142,13 +121,9 @@ TEST_F(ListProgramTest, WatchPrintsChangesOnly) {
   EXPECT_FALSE(status_);
 
   find({"B"});
-  {
-    std::lock_guard lock(mutex_);
-    broken_ = true;
-  }
+  broken_ = true;
   loop_.runFor(5012ms);
-  ASSERT_TRUE(loop_.waitUntil([&] { return status_.has_value(); }));
-  EXPECT_EQ(status_, 0) << "nobody reads any more";
+  EXPECT_TRUE(ends(0)) << "nobody reads any more";
 }
 
 }  // namespace

@@ -1,8 +1,4 @@
 // `ostrelctl serve` over a Herdr in processes of its own.
-#include <csignal>
-#include <cstdlib>
-#include <memory>
-
 #include <gtest/gtest.h>
 
 #include "Peers/Herdr/HerdrStandIn.h"
@@ -25,47 +21,30 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
   const auto pane = herdr.open("one", {"sh", "-c", "echo on the screen; exec cat"});
   herdr.report("one", pane, {.agent = "gemini", .status = "idle"});
   Serving serve(OSTREL_BIN_DIR "/ostrelctl", herdr.environment(), herdr.home());
+  const auto shows = [&](const char* event, const std::string& member, const std::string& text) {
+    return !serve
+                .until(
+                    event,
+                    [&](const Json& shown) { return shown[member].dump().find(text) != std::string::npos; },
+                    std::chrono::seconds(60))
+                .is_null();
+  };
   EXPECT_TRUE(serve.perform({{"op", "connect"}})["ok"]);
-  const Json listed = serve.until(
-      "agents", [](const Json& event) { return event["herdr"]["status"] == "Connected · 1 sessions"; });
-  ASSERT_TRUE(listed.is_object());
+  ASSERT_TRUE(shows("agents", "herdr", "Connected · 1 sessions"));
   const auto id = "3:one" + pane.id;
 
   ASSERT_TRUE(serve.perform({{"op", "select"}, {"agent", id}})["ok"]);
-  EXPECT_TRUE(serve
-                  .until("output",
-                         [](const Json& event) {
-                           return event["text"].get<std::string>().starts_with("on the screen");
-                         })
-                  .is_object());
-  const auto notice =
-      serve.until("transcript", [](const Json& event) { return event["notice"].is_string(); });
-  EXPECT_EQ(notice["notice"],
-            "Use the interactive terminal for this provider’s full conversation and controls.");
+  EXPECT_TRUE(shows("output", "text", "\"on the screen"));
+  EXPECT_TRUE(shows("transcript", "notice",
+                    "Use the interactive terminal for this provider’s full conversation and controls."));
   herdr.run("one", {"pane", "send-text", pane.id, "typed"});
-  EXPECT_TRUE(serve
-                  .until("output",
-                         [](const Json& event) {
-                           return event["text"].get<std::string>().find("typed") != std::string::npos;
-                         })
-                  .is_object());
+  EXPECT_TRUE(shows("output", "text", "typed"));
   ASSERT_TRUE(serve.perform({{"op", "rename"}, {"agent", id}, {"title", " My own "}})["ok"]);
-  EXPECT_TRUE(
-      serve
-          .until("agents",
-                 [](const Json& event) { return event["agents"].dump().find("My own") != std::string::npos; })
-          .is_object());
-  EXPECT_EQ(serve.until("selection", [](const Json& event) { return event["agent"].is_string(); })["label"],
-            "Idle");
-  herdr.setFaults(
-      Json::array({{{"on", "pane.read"}, {"answer", Json::object({{"result", Json::object()}})}}}));
-  EXPECT_TRUE(serve
-                  .until("output",
-                         [](const Json& event) {
-                           return event["error"] == "This Herdr version has an unsupported output format." &&
-                                  event["text"] != "";
-                         })
-                  .is_object());
+  EXPECT_TRUE(shows("agents", "agents", "My own"));
+  EXPECT_TRUE(shows("selection", "label", "\"Idle\""));
+  herdr.setFault({{"on", "pane.read"}, {"answer", Json::object({{"result", Json::object()}})}});
+  EXPECT_TRUE(shows("output", "error", "This Herdr version has an unsupported output format."));
+  EXPECT_TRUE(shows("output", "text", "typed")) << "what was read stays";
 
   const std::pair<Json, const char*> refused[] = {
       {{{"op", "select"}, {"agent", "nobody"}}, "This agent is not there any more."},
@@ -81,11 +60,7 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
             "The line is no JSON object.");
 
   herdr.stop("one");
-  EXPECT_TRUE(serve
-                  .until(
-                      "selection", [](const Json& event) { return event["agent"].is_null(); },
-                      std::chrono::seconds(60))
-                  .is_object());
+  EXPECT_TRUE(shows("selection", "agent", "null"));
   const auto end = serve.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.errors, "");

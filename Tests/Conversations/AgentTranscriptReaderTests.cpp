@@ -7,6 +7,7 @@
 namespace ostrel {
 namespace {
 
+const std::string kOther = "7c9e6679-7425-40de-944b-e07fc1f90ae7";
 const std::string kId = "0a1b2c3d-1111-4111-8111-00000000abcd";
 
 Task<AgentTranscriptSnapshot> threadOf(std::string id) {
@@ -14,22 +15,21 @@ Task<AgentTranscriptSnapshot> threadOf(std::string id) {
   co_return AgentTranscriptSnapshot{{{id, "user", "from the server", std::nullopt}}, {}};
 }
 
-Task<> loadInto(AgentTranscriptReader* reader, std::optional<std::string> reference,
-                std::optional<std::string> kind, std::string provider, std::string* outcome) {
-  try {
-    const auto snapshot = co_await reader->load(reference, kind, provider);
-    *outcome = snapshot.messages.at(0).id + ": " + snapshot.messages.at(0).text;
-  } catch (const Failure& failure) {
-    *outcome = failure.message();
-  }
-}
-
 class AgentTranscriptReaderTest : public testing::Test {
  protected:
+  // The first message, or the words of the failure.
   std::string load(std::optional<std::string> reference, std::optional<std::string> kind,
                    const std::string& provider) {
     std::string outcome;
-    scope.start(loadInto(&reader, reference, kind, provider, &outcome));
+    const auto task = [](auto* own, auto path, auto how, auto who, std::string* text) -> Task<> {
+      try {
+        const auto snapshot = co_await own->load(path, how, who);
+        *text = snapshot.messages.at(0).id + ": " + snapshot.messages.at(0).text;
+      } catch (const Failure& failure) {
+        *text = failure.message();
+      }
+    };
+    scope.start(task(&reader, reference, kind, provider, &outcome));
     EXPECT_TRUE(loop.waitUntil([&] { return scope.running() == 0; }));
     return outcome;
   }
@@ -42,14 +42,11 @@ class AgentTranscriptReaderTest : public testing::Test {
   TaskScope scope{loop};
 };
 
-TEST_F(AgentTranscriptReaderTest, ReadsTheFileThatTheReferenceMeans) {
-  home.write(".claude/projects/-p/" + kId + ".jsonl",
+TEST_F(AgentTranscriptReaderTest, CodexConversationsWithoutAFileComeFromTheServer) {
+  home.write(".claude/projects/-p/" + kOther + ".jsonl",
              R"({"type":"user","uuid":"u","message":{"content":"hello"}})"
              "\n");
-  EXPECT_EQ(load(kId, "id", "claude"), "u: hello");
-}
-
-TEST_F(AgentTranscriptReaderTest, CodexConversationsWithoutAFileComeFromTheServer) {
+  EXPECT_EQ(load(kOther, "id", "claude"), "u: hello");
   const std::string notAvailable =
       "The linked conversation file isn\xE2\x80\x99t available. Use terminal output for now.";
   const std::string moved = home.path().string() + "/.codex/sessions/rollout-x-" + kId + ".jsonl";
@@ -57,9 +54,6 @@ TEST_F(AgentTranscriptReaderTest, CodexConversationsWithoutAFileComeFromTheServe
   EXPECT_EQ(load(moved, "path", "Codex CLI"), kId + ": from the server");
   EXPECT_EQ(load("/outside/" + kId + ".jsonl", "path", "codex"), kId + ": from the server");
   EXPECT_EQ(load(kId, std::nullopt, "codex"), kId + ": from the server");
-  EXPECT_EQ(load(std::nullopt, "id", "codex"),
-            "Conversation history isn\xE2\x80\x99t linked for this agent yet. "
-            "Terminal output is available below.");
   EXPECT_EQ(load("dead" + kId.substr(4), "id", "codex"), "Codex does not answer.");
   EXPECT_EQ(load(kId, "id", "claude"), notAvailable);
   EXPECT_EQ(load("/x/short.jsonl", "path", "codex"),

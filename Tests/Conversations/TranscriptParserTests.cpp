@@ -6,6 +6,7 @@
 namespace ostrel {
 namespace {
 
+using namespace std::literals;
 using Messages = std::vector<AgentTranscriptMessage>;
 using State = AgentTranscript::ParseState;
 
@@ -55,7 +56,7 @@ TEST(TranscriptLines, ClaudeAndCodexLinesAsTheyAreWritten) {
 }
 
 TEST(TranscriptLines, WhatMakesAMessage) {
-  const auto nothing = Messages{};
+  const Messages nothing;
   const auto one = [](std::string role, std::string text) {
     return Messages{{"line-1", role, text, std::nullopt}};
   };
@@ -67,10 +68,6 @@ TEST(TranscriptLines, WhatMakesAMessage) {
       {R"({"message":{"role":"assistant","content":"a"}})", one("assistant", "a")},
       {R"({"type":"user","message":{"role":7,"content":"a"}})", one("user", "a")},  // only a text is a role
       {R"({"type":"user","message":{"role":"system","content":"a"}})", nothing},
-      {R"({"type":"User","message":{"content":"a"}})", nothing},
-      {R"({"type":"user","content":"a"})", nothing},
-      {R"({"type":"user","message":"a"})", nothing},
-      {R"({"type":"user","message":{"content":7}})", nothing},
       {R"({"type":"user","message":{"content":{"type":"text","text":"a"}}})", nothing},
       {R"({"type":"user","isMeta":true,"message":{"content":"a"}})", nothing},
       {R"({"type":"user","isMeta":"true","message":{"content":"a"}})", one("user", "a")},
@@ -79,22 +76,15 @@ TEST(TranscriptLines, WhatMakesAMessage) {
       {R"({"type":"user","message":{"content":[{"type":"input_text","text":"a"},{"type":"image","text":"no"},)"
        R"({"type":"output_text","text":""},7,null,{"text":"no"},{"type":"text"},{"text":"b","type":"text"}]}})",
        one("user", "a\n\nb")},
-      {R"({"type":"user","message":{"content":[{"type":"text","text":" "},{"type":"text","text":"b"}]}})",
-       one("user", "b")},
-      {R"({"type":"response_item","payload":{"type":"message","role":"user","content":"a"}})",
-       one("user", "a")},
       {R"({"type":"response_item","payload":{"type":"reasoning","role":"user","content":"a"}})", nothing},
       {R"({"type":"response_item","payload":{"type":"message","content":"a"}})", nothing},
-      {R"({"type":"response_item","message":{"role":"user","content":"a"}})", nothing},
       {R"({"type":"event_msg","payload":{"type":"message","role":"user","content":"a"}})", nothing},
       {R"({"payload":{"type":"message","role":"user","content":"a"},"type":"response_item"})",
        one("user", "a")},
       // The last of repeated keys counts, whatever it holds.
       {R"({"type":"user","message":{"content":"a","content":"b"}})", one("user", "b")},
-      {R"({"type":"user","message":{"content":["x"],"content":"b"}})", one("user", "b")},
       {R"({"type":"user","message":{"content":"a","content":[]}})", nothing},
       {R"({"type":"user","message":{"content":"a"},"message":{}})", nothing},
-      {R"({"type":"user","message":{"content":"a"},"message":3})", nothing},
       // Escapes in keys and short values, half surrogate pairs, every short escape.
       {R"({"t\u0079pe":"\u0075ser","message":{"conten\u0074":"\ud83dx\ude00"}})",
        one("user", "\uFFFDx\uFFFD")},
@@ -102,8 +92,6 @@ TEST(TranscriptLines, WhatMakesAMessage) {
        one("user", "\"\\/\b\f\r\té€.")},
       {R"({"type":"user","message":{"content":"<task-notification>\nx</task-notification> "}})",
        one("activity", "<task-notification>\nx</task-notification>")},
-      {R"({"type":"assistant","message":{"content":"<system-reminder></system-reminder>"}})",
-       one("assistant", "<system-reminder></system-reminder>")},
   };
   for (const auto& row : table) EXPECT_EQ(messagesOf(row.line), row.expected) << row.line;
 }
@@ -111,40 +99,34 @@ TEST(TranscriptLines, WhatMakesAMessage) {
 TEST(TranscriptLines, BrokenLinesCountAndAreReadAround) {
   const std::string good = R"({"type":"user","message":{"content":"ok"}})";
   const std::string nul("\0", 1);
-  const std::string broken[] = {"",
-                                " ",
-                                "{",
-                                "}",
-                                "[]",
-                                "7",
-                                "\"x\"",
-                                "null",
-                                "nonsense",
-                                good.substr(0, good.size() - 1),
-                                good + good,
-                                good + "x",
-                                good + "}",
-                                R"({"type":"user","message":{"content":"x"},})",
-                                R"({"type":"user","message":{"content":"x"]})",
-                                R"({"type":"user" "message":{"content":"x"}})",
-                                R"({"type":"user","message":{"content":"\q"}})",
-                                R"({"type":"user","message":{"content":"\u12g4"}})",
-                                R"({"type":"user","message":{"content":"x},"gitBranch":"b"})",
-                                R"({"gitBranch":"b","model)",
-                                R"({"gitBranch":"b","message":{"model":"m","content":["a"})",
-                                nul,
-                                nul + good,
-                                R"({"type":"user","gitBranch":"b)" + nul + R"(","message":{"content":"x"}})"};
-  for (const auto& line : broken) {
+  for (const std::string& line :
+       {""s,
+        " "s,
+        "}"s,
+        "[]"s,
+        "7"s,
+        "null"s,
+        "nonsense"s,
+        good.substr(0, good.size() - 1),
+        good + good,
+        good + "x",
+        R"({"type":"user","message":{"content":"x"},})"s,
+        R"({"type":"user","message":{"content":"x"]})"s,
+        R"({"type":"user" "message":{"content":"x"}})"s,
+        R"({"type":"user","message":{"content":"\q"}})"s,
+        R"({"type":"user","message":{"content":"\u12g4"}})"s,
+        R"({"type":"user","message":{"content":"x},"gitBranch":"b"})"s,
+        R"({"gitBranch":"b","model)"s,
+        R"({"gitBranch":"b","message":{"model":"m","content":["a"})"s,
+        nul,
+        nul + good,
+        R"({"type":"user","gitBranch":"b)" + nul + R"(","message":{"content":"x"}})"}) {
     const State state = consumed(line + "\n" + good);
     EXPECT_EQ(state.snapshot().messages, (Messages{{"line-2", "user", "ok", std::nullopt}})) << line;
     EXPECT_EQ(state.details, AgentSessionDetails{}) << line;
     EXPECT_EQ(state.lines, 2u);
   }
   EXPECT_EQ(messagesOf(" \t" + good + "\r").size(), 1u);
-}
-
-TEST(TranscriptLines, IllFormedUtf8IsRepaired) {
   EXPECT_EQ(messagesOf("{\"type\":\"user\",\"message\":{\"content\":\"a\x80z\xE2\x82\"},\"uuid\":\"\xFF\"}"),
             (Messages{{"\uFFFD", "user", "a\uFFFDz\uFFFD", std::nullopt}}));
 }
@@ -174,27 +156,26 @@ TEST(TranscriptLines, OneMessageAnIdAndTheLatestHundred) {
 
 TEST(TranscriptDetails, FollowTheLatestModelLine) {
   AgentSessionDetails details;
-  const auto after = [&](const std::string& line) {
-    AgentTranscript::applyDetails(line, details);
-    return details;
-  };
   using D = AgentSessionDetails;
   const auto none = std::nullopt;
-  EXPECT_EQ(after(R"({"message":{"model":"m1","effort":"low","reasoning_effort":"high"}})"),
-            (D{none, "m1", "low"}));
-  EXPECT_EQ(after(R"({"message":{"model":"m1","reasoning_effort":"high"},"gitBranch":"b"})"),
-            (D{"b", "m1", "high"}));
-  EXPECT_EQ(after(R"({"message":{"model":"<synthetic>"},"gitBranch":""})"), (D{"b", "m1", "high"}));
-  EXPECT_EQ(after(R"({"message":{"model":"","effort":"x"}})"), (D{"b", "m1", "high"}));
-  EXPECT_EQ(after(R"({"payload":{"model":"p","git":{"branch":"g"}}})"), (D{"b", "m1", "high"}));
-  EXPECT_EQ(after(R"({"type":"session_meta","gitBranch":"x","payload":{"git":{"branch":"g"}}})"),
-            (D{"g", "m1", "high"}));
-  EXPECT_EQ(after(R"({"type":"session_meta","payload":{"git":{"branch":7}}})"), (D{"g", "m1", "high"}));
-  EXPECT_EQ(after(R"({"type":"turn_context","message":{"model":"no"},"payload":{"model":"m2"}})"),
-            (D{"g", "m2", none}));
-  EXPECT_EQ(after(R"({"isMeta":true,"message":{"model":"m3","effort":4,"reasoning_effort":"r"}})"),
-            (D{"g", "m3", "r"}));
-  EXPECT_EQ(after(R"({"message":{"model":"m4"},"gitBranch":"no")"), (D{"g", "m3", "r"}));
+  const struct {
+    const char* line;
+    D expected;
+  } table[] = {
+      {R"({"message":{"model":"m1","effort":"low","reasoning_effort":"high"}})", {none, "m1", "low"}},
+      {R"({"message":{"model":"m1","reasoning_effort":"high"},"gitBranch":"b"})", {"b", "m1", "high"}},
+      {R"({"message":{"model":"<synthetic>"},"gitBranch":""})", {"b", "m1", "high"}},
+      {R"({"message":{"model":"","effort":"x"}})", {"b", "m1", "high"}},
+      {R"({"payload":{"model":"p","git":{"branch":"g"}}})", {"b", "m1", "high"}},
+      {R"({"type":"session_meta","gitBranch":"x","payload":{"git":{"branch":"g"}}})", {"g", "m1", "high"}},
+      {R"({"type":"turn_context","message":{"model":"no"},"payload":{"model":"m2"}})", {"g", "m2", none}},
+      {R"({"isMeta":true,"message":{"model":"m3","effort":4,"reasoning_effort":"r"}})", {"g", "m3", "r"}},
+      {R"({"message":{"model":"m4"},"gitBranch":"no")", {"g", "m3", "r"}},
+  };
+  for (const auto& [line, expected] : table) {
+    AgentTranscript::applyDetails(line, details);
+    EXPECT_EQ(details, expected) << line;
+  }
   // A last line that is cut changes nothing, though it ends in a bracket.
   EXPECT_EQ(AgentTranscript::details(kCodexTurn + "\n" +
                                      R"({"type":"session_meta","payload":{"git":{"branch":"x"})"),

@@ -124,10 +124,7 @@ TEST_F(ExternalAgentsTest, KeepsConversationsAndNothingElse) {
   agent({.pid = 21, .comm = "claude"}, {"--version"});
   agent({.pid = 22, .comm = "claude"}, {"resume", "mcp-server"});
   agent({.pid = 23, .comm = "claude"}, {"go", "on", "--help"});
-  agent({.pid = 24,
-         .comm = "node",
-         .arguments = {"node", "/usr/local/bin/claude"},
-         .executable = "/usr/bin/node"});
+  agent({.pid = 24, .comm = "node", .arguments = {"node", "/bin/claude"}, .executable = "/bin/node"});
   agent({.pid = 25, .comm = "codex", .terminal = -1}, {"exec", "do it"});
   agent({.pid = 26, .comm = "codex", .terminal = -1});
   agent({.pid = 27, .comm = "codex", .terminal = -1, .arguments = {"codex exec rewritten"}});
@@ -285,10 +282,8 @@ TEST(ProcessTableText, StartDatesComeBack) {
   const TemporaryFolder none;
   NativeProcesses processes(none.path());
   for (const std::int64_t seconds : {1'790'000'001, 1'772'000'000, 86'400 * 200}) {
-    const WallTime date{std::chrono::seconds(seconds)};
     const std::string text = processes.startString(seconds);
-    EXPECT_EQ(ExternalAgents::startDate(text), date) << text;
-    EXPECT_EQ(ExternalAgents::startDate("  " + text + " "), date);
+    EXPECT_EQ(ExternalAgents::startDate("  " + text + " "), WallTime{std::chrono::seconds(seconds)}) << text;
   }
   EXPECT_EQ(ExternalAgents::startDate("Sun 22 Nov 21:51:10 2026"),
             ExternalAgents::startDate("Sun Nov 22  21:51:10 2026"));
@@ -296,14 +291,6 @@ TEST(ProcessTableText, StartDatesComeBack) {
        {"", "Sun Nov 22 21:51 2026", "Sun Nov 31 21:51:10 2026", "Son Nov 22 21:51:10 2026",
         "Sun Nov 22 24:51:10 2026", "Sun Nov 22 21:51:10 99999999999", "Sun Nov -2 1:1:1 2026", "a b c d e"})
     EXPECT_EQ(ExternalAgents::startDate(bad), kDistantPast) << bad;
-}
-
-TEST(ProcessTableText, StatusWordsBecomeStates) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"waiting", "blocked"}, {"input needed", "blocked"}, {"tool approval", "blocked"},
-      {"busy", "working"},    {"thinking", "working"},     {"shell", "idle"},
-      {"idle", "idle"}};
-  for (const auto& [status, state] : cases) EXPECT_EQ(ExternalAgents::claudeState(status), state) << status;
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "Herdr/HerdrIntegrations.h"
 #include "Herdr/HerdrProtocol.h"
-#include "Herdr/HerdrProviders.h"
-#include "Runtime/Failure.h"
+#include "Support/Failures.h"
 
 namespace ostrel {
 namespace {
@@ -12,25 +12,12 @@ using namespace std::literals;
 
 constexpr auto kId = "0f8fad5b-d9cb-469f-a165-70867728950e";
 
-// The words of the failure that `work` throws.
-template <class Work>
-std::string failureOf(Work work) {
-  try {
-    work();
-  } catch (const Failure& failure) {
-    return failure.message();
-  }
-  return "(no failure)";
-}
-
 TEST(HerdrProtocol, ResultTakesBothShapesAndReportsErrors) {
   EXPECT_EQ(HerdrProtocol::result(R"({"result":{"a":1}})")["a"], 1);
-  EXPECT_EQ(HerdrProtocol::result(R"({"a":1})")["a"], 1);
   EXPECT_EQ(HerdrProtocol::result(R"({"result":3,"a":1})")["a"], 1);
   EXPECT_EQ(HerdrProtocol::result(R"({"error":"x","result":{"a":1}})")["a"], 1);
   for (const auto& [data, message] : std::vector<std::pair<std::string, std::string>>{
            {R"({"error":{"message":"No such pane."}})", "No such pane."},
-           {R"({"error":{}})", "Herdr request failed."},
            {R"({"error":{"message":3}})", "Herdr request failed."},
            {"[1]", "Herdr returned an unsupported response."},
            {"", "Herdr returned an unsupported response."}}) {
@@ -62,24 +49,14 @@ TEST(HerdrProtocol, AgentsAreLookedUpInOrderOfPlaces) {
     {"pane_id":"p3"}]}})",
                                           "main", {});
   ASSERT_EQ(list.size(), 3u);
-  HerdrAgent first;
-  first.session = "main";
-  first.paneID = "p1";
-  first.title = "Shown";
-  first.provider = "codex";
-  first.state = "working";
-  first.context = "/x";
-  first.terminalID = "t1";
-  first.transcriptReference = "v";
-  first.transcriptKind = "id";
-  EXPECT_EQ(list[0], first);
+  const HerdrAgent& first = list[0];
+  EXPECT_EQ(fmt::format("{} {} {} {} {} {} {} {} {}", first.session, first.paneID, first.title,
+                        first.provider, first.state, first.context, first.terminalID.value(),
+                        first.transcriptReference.value(), first.transcriptKind.value()),
+            "main p1 Shown codex working /x t1 v id");
   EXPECT_EQ(list[1].title, "Own");
   EXPECT_FALSE(list[1].transcriptReference);
-  HerdrAgent bare;
-  bare.session = "main";
-  bare.paneID = bare.title = "p3";
-  EXPECT_EQ(list[2], bare);
-
+  EXPECT_EQ(list[2].title, "p3");
   EXPECT_TRUE(HerdrProtocol::agents(R"({"result":3,"agents":[]})", "s", {}).empty());
   for (const auto bad : {R"({})", R"({"pane":{}})", R"({"pane":{},"pane_id":"p"})", R"({"pane_id":""})",
                          R"({"pane_id":"-p"})", R"({"pane_id":"p"},{"pane":{"pane_id":"p"}})"}) {
@@ -112,17 +89,15 @@ TEST(HerdrProtocol, PromptsGoOnlyToTheAgentThatWasSeen) {
   current.state = "idle";
   EXPECT_TRUE(HerdrProtocol::canPrompt(current, seen));
   EXPECT_FALSE(HerdrProtocol::canPrompt({}, seen));
-  const auto changed = [&](auto change) {
+  const std::pair<std::string HerdrAgent::*, const char*> changes[] = {
+      {&HerdrAgent::state, "unknown"}, {&HerdrAgent::provider, "codex"}, {&HerdrAgent::paneID, "q"}};
+  for (const auto& [member, value] : changes) {
     HerdrAgent other = current;
-    change(other);
-    return HerdrProtocol::canPrompt(other, seen);
-  };
-  EXPECT_TRUE(changed([](HerdrAgent& a) { a.state = "done"; }));
-  EXPECT_FALSE(changed([](HerdrAgent& a) { a.state = "unknown"; }));
-  EXPECT_FALSE(changed([](HerdrAgent& a) { a.terminalID = "u"; }));
-  EXPECT_FALSE(changed([](HerdrAgent& a) { a.terminalID.reset(); }));
-  EXPECT_FALSE(changed([](HerdrAgent& a) { a.provider = "codex"; }));
-  EXPECT_FALSE(changed([](HerdrAgent& a) { a.paneID = "q"; }));
+    other.*member = value;
+    EXPECT_FALSE(HerdrProtocol::canPrompt(other, seen)) << value;
+  }
+  current.terminalID = "u";
+  EXPECT_FALSE(HerdrProtocol::canPrompt(current, seen));
   seen.terminalID.reset();
   current.terminalID.reset();
   EXPECT_FALSE(HerdrProtocol::canPrompt(current, seen));
@@ -132,20 +107,15 @@ TEST(HerdrProtocol, ConversationsAndResumeArguments) {
   const std::string path = "/x/rollout-1-"s + kId + ".jsonl";
   EXPECT_TRUE(HerdrProtocol::sameConversation(path, kId, "codex"));
   EXPECT_FALSE(HerdrProtocol::sameConversation(path, "other", "claude"));
-  EXPECT_TRUE(HerdrProtocol::sameConversation("no id", "nor this", "claude"));
   EXPECT_FALSE(HerdrProtocol::sameConversation({}, {}, "claude"));
   EXPECT_FALSE(HerdrProtocol::sameConversation(path, kId, "pi"));
-  EXPECT_TRUE(HerdrProtocol::sameConversation("same", "same", "pi"));
 
   using Words = std::vector<std::string>;
   const auto resume = [](std::string_view provider, std::optional<std::string> id) {
     return HerdrProtocol::resumeArguments(provider, id);
   };
-  EXPECT_EQ(resume("codex", {}), (Words{"--", "--no-daemon"}));
   EXPECT_EQ(resume("claude", {}), Words{});
   EXPECT_EQ(resume("codex", kId), (Words{"--", "resume", kId, "--no-daemon"}));
-  EXPECT_EQ(resume("claude", kId), (Words{"--", "--resume", kId}));
-  EXPECT_EQ(resume("copilot", "abc"), (Words{"--", "--resume=abc"}));
   EXPECT_EQ(resume("letta", "default:a"), (Words{"--", "--conversation", "default", "--agent", "a"}));
   EXPECT_EQ(resume("letta", "default:"), (Words{"--", "--conversation", "default:"}));
   EXPECT_EQ(resume("pi", std::string(4096, 'x')).back().size(), 4096u);
@@ -157,9 +127,6 @@ TEST(HerdrProtocol, ConversationsAndResumeArguments) {
         failureOf([&] { resume(provider, id); }),
         "Enter the exact conversation UUID for Codex/Claude, or the provider’s saved ID or session path.");
   }
-  EXPECT_TRUE(HerdrProtocol::isHookManager(
-      "Lifecycle hooks from config and enabled plugins\n esc close  enter review"));
-  EXPECT_FALSE(HerdrProtocol::isHookManager("esc close enter review"));
 }
 
 TEST(HerdrIntegration, StatusLinesAreReadAndRecommended) {
@@ -181,19 +148,6 @@ TEST(HerdrIntegration, StatusLinesAreReadAndRecommended) {
     EXPECT_EQ(failureOf([&] { HerdrIntegration::parse(bad); }),
               "This Herdr version returned an unrecognized integration status. See the integration guide.");
   }
-}
-
-TEST(HerdrProvider, TheCatalogueIsWhole) {
-  EXPECT_EQ(HerdrProvider::all().size(), 27u);
-  EXPECT_EQ(std::ranges::count_if(HerdrProvider::all(),
-                                  [](const auto& row) { return row.integration.has_value(); }),
-            18);
-  EXPECT_EQ(HerdrProvider::find("agy")->integration, "antigravity-cli");
-  EXPECT_EQ(HerdrProvider::find("Codex"), nullptr);
-  EXPECT_EQ(HerdrProvider::find("crush")->note(),
-            "Connects automatically when this agent reports itself from a Herdr pane. Use its own launcher "
-            "in Herdr.");
-  EXPECT_EQ(HerdrProvider::find("claude")->note(), "Formatted chat and interactive terminal controls.");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@ namespace ostrel {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::literals;
 
 std::string entry(const std::string& exec,
                   const std::string& more = "Categories=System;TerminalEmulator;\n") {
@@ -27,7 +28,7 @@ TEST(DesktopEntry, NamesTheProgramOfGraphicalHosts) {
   for (const auto& other :
        {entry("mail", "Categories=Office;\n"), entry("vim", "Categories=TextEditor;\nTerminal=true\n"),
         entry("x", "Categories=IDE;\nHidden=true\n"), entry("sh -c 'x'"), entry("env A=b"), entry(""),
-        entry("python3 -m spyder"), entry("python3"), entry("java Main"),
+        entry("python3 -m spyder"), entry("java Main"),
         std::string("[Desktop Entry]\nType=Link\nCategories=IDE\nExec=x"), std::string("\xff[[=")}) {
     EXPECT_EQ(program(other), "(none)") << other;
   }
@@ -41,34 +42,30 @@ TEST(DesktopHostApplications, RecogniseAHostByItsProgramItsInstallationAndItsHel
   const std::string editor = put("data/.local/share/editor/bin/edit");
   const std::string script = put("scripts/term.py");
   fs::create_symlink(editor, folder.path() / "bin/edit");
-  put("home/.local/bin/tool");
+  const std::string tool = put("home/.local/bin/tool");
   folder.write("data/applications/a.desktop", entry("terminal"));
   folder.write("data/applications/sub/b.desktop", entry("gnome-terminal --x"));
   folder.write("data/applications/c.desktop", entry("edit %F", "Categories=IDE;\n"));
   folder.write("data/applications/d.desktop", entry("python3 " + script));
   folder.write("data/applications/e.desktop", entry("/snap/bin/code"));
   folder.write("data/applications/f.desktop", entry("not-installed"));
-  folder.write("data/applications/g.desktop", entry(folder.path() / "home/.local/bin/tool"));
+  folder.write("data/applications/g.desktop", entry(tool));
   const std::string bin = (folder.path() / "bin").string();
   DesktopHostApplications hosts({folder.path() / "none", folder.path() / "data"}, "relative:" + bin);
-  const auto host = [&](const std::string& executable, std::vector<std::string> arguments = {}) {
-    return hosts.hostOf(executable, arguments).value_or("(none)");
+  const std::string own = (folder.path() / "data/.local/share/editor").string();
+  const std::pair<std::string, std::string> table[] = {
+      {terminal, terminal},
+      {"/usr/libexec/gnome-terminal-server", bin + "/gnome-terminal"},
+      {own + "/lib/real", bin + "/edit"},
+      {own + "/jbr/bin/java", bin + "/edit"},
+      {"/snap/code/123/usr/share/code/code", "/snap/bin/code"},
+      {tool, tool},
   };
-  EXPECT_EQ(host(terminal), terminal);
-  EXPECT_EQ(host("/usr/libexec/gnome-terminal-server"), bin + "/gnome-terminal");
-  EXPECT_EQ(host((folder.path() / "data/.local/share/editor/lib/real").string()), bin + "/edit");
-  EXPECT_EQ(host("/usr/bin/python3.11", {"python3", "-u", script}), script);
-  const std::string own = (folder.path() / "data/.local/share/editor/jbr/bin").string();
-  EXPECT_EQ(host(own + "/java"), bin + "/edit");
-  EXPECT_EQ(host(own + "/python3"), "(none)");
-  EXPECT_EQ(host("/snap/code/123/usr/share/code/code"), "/snap/bin/code");
-  EXPECT_EQ(host((folder.path() / "home/.local/bin/tool").string()),
-            (folder.path() / "home/.local/bin/tool").string());
-  for (const auto& other : {bin + "/bash", (folder.path() / "home/.local/lib/x").string(),
-                            std::string("/usr/bin/python3.11"), std::string("terminal"), std::string(),
-                            std::string("/snap/other/1/x"), std::string("/usr/bin/not-installed")}) {
-    EXPECT_EQ(host(other), "(none)") << other;
-  }
+  for (const auto& [executable, host] : table) EXPECT_EQ(hosts.hostOf(executable, {}), host) << executable;
+  EXPECT_EQ(hosts.hostOf("/usr/bin/python3.11", {"python3", "-u", script}), script);
+  for (const std::string& other : {own + "/jbr/bin/python3", bin + "/bash", "/usr/bin/python3.11"s,
+                                   "terminal"s, ""s, "/snap/other/1/x"s, "/usr/bin/not-installed"s})
+    EXPECT_EQ(hosts.hostOf(other, {}), std::nullopt) << other;
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
+#include <algorithm>
 #include <fcntl.h>
-#include <filesystem>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -31,19 +32,10 @@ std::string shown(const std::vector<ProcessRow>& rows) {
 }
 
 ProcessRow rowOf(NativeProcesses& processes, pid_t pid) {
-  for (const auto& row : processes.rows(nullptr)) {
-    if (row.pid == pid) return row;
-  }
-  ADD_FAILURE() << "no row for " << pid;
-  return {};
-}
-
-std::string lineOf(const std::string& table, pid_t pid) {
-  for (const auto line : text::split(table, '\n')) {
-    const auto words = text::words(line, 11);
-    if (words.size() > 1 && words[0] == std::to_string(pid)) return std::string(line);
-  }
-  return {};
+  const auto rows = processes.rows(nullptr);
+  const auto found = std::ranges::find(rows, pid, &ProcessRow::pid);
+  EXPECT_NE(found, rows.end()) << "no row for " << pid;
+  return found == rows.end() ? ProcessRow() : *found;
 }
 
 TEST(ProcessStat, ReadsAnyNameAndRefusesWhatDoesNotFit) {
@@ -53,10 +45,7 @@ TEST(ProcessStat, ReadsAnyNameAndRefusesWhatDoesNotFit) {
     const auto row = parseProcessStat("77 (" + name + ")" + rest);
     ASSERT_TRUE(row) << name;
     EXPECT_EQ(row->name(), name);
-    EXPECT_EQ(row->parent, 12);
-    EXPECT_EQ(row->terminal, 34817);
-    EXPECT_EQ(row->startTicks, 987u);
-    EXPECT_FALSE(row->zombie);
+    EXPECT_TRUE(row->parent == 12 && row->terminal == 34817 && row->startTicks == 987u && !row->zombie);
   }
   EXPECT_EQ(parseProcessStat("7 (kworker/0:1-events)" + rest)->name(), "kworker/0:1-eve");
   for (const std::string& bad :
@@ -106,6 +95,9 @@ TEST(NativeProcesses, LaterCallsReadWhatCanHaveChanged) {
     for (; calls > 1; --calls) processes.rows(isAgent);
     return shown(processes.rows(isAgent));
   };
+  const auto change = [&](const char* name, std::uint64_t ticks = 950) {
+    proc.put({.pid = 6 * turn, .comm = name, .parent = turn, .ticks = ticks});
+  };
   rows(3);
 
   // An exec (same pid, same inode, new name) is seen at once for ancestors of agents and rows on a terminal.
@@ -118,19 +110,19 @@ TEST(NativeProcesses, LaterCallsReadWhatCanHaveChanged) {
   proc.put({.pid = 6 * turn, .comm = "child", .parent = turn});
   EXPECT_EQ(rows(), "12:init>0 24:zsh>12 36:claude>24 48:claude>12 72:child>12 ");
   // A pid that starts anew is a new process; its exec is seen in the two calls that follow.
-  proc.put({.pid = 6 * turn, .comm = "child", .parent = turn, .ticks = 900});
+  change("child", 900);
   rows(12);
   proc.remove(6 * turn);
   rows();
-  proc.put({.pid = 6 * turn, .comm = "forked", .parent = turn, .ticks = 950});
+  change("forked");
   EXPECT_TRUE(rows().ends_with("72:forked>12 "));
-  proc.put({.pid = 6 * turn, .comm = "execed", .parent = turn, .ticks = 950});
+  change("execed");
   EXPECT_TRUE(rows(2).ends_with("72:execed>12 "));
   // Whatever else changes is seen within twelve calls.
-  proc.put({.pid = 6 * turn, .comm = "later", .parent = turn, .ticks = 950});
+  change("later");
   EXPECT_TRUE(rows(12).ends_with("72:later>12 "));
   // The text is always read anew.
-  proc.put({.pid = 6 * turn, .comm = "last", .parent = turn, .ticks = 950});
+  change("last");
   EXPECT_TRUE(processes.table()->ends_with(" last"));
 }
 
@@ -139,7 +131,7 @@ TEST(NativeProcesses, SeesRealProcessesAsTheyAre) {
   for (const char* name : {"claude", "2.1.197"}) fs::copy_file("/bin/sleep", folder.path() / name);
   fs::create_symlink("2.1.197", folder.path() / "agent");
   const auto sleeper = [&](const char* name) {
-    return [path = (folder.path() / name).string()] { ::execl(path.c_str(), path.c_str(), "900", nullptr); };
+    return [path = folder.path() / name] { ::execl(path.c_str(), path.c_str(), "900", nullptr); };
   };
   const ForkedProcess renamed([] { ::prctl(PR_SET_NAME, "x\n) (\xff"); });
   const ForkedProcess ended;
@@ -162,6 +154,8 @@ TEST(NativeProcesses, SeesRealProcessesAsTheyAre) {
   EXPECT_EQ(processes.command(row), path);
   EXPECT_TRUE(processes.alive(row.pid) && processes.alive(ended.pid()));
   EXPECT_FALSE(processes.alive(0) || processes.traced(row.pid));
+  if (::ptrace(PTRACE_SEIZE, row.pid, nullptr, nullptr) == 0)  // where tracing is allowed
+    EXPECT_TRUE(processes.traced(row.pid));
 
   // A process that forbids tracing: its files belong to root, the process does not.
   const ForkedProcess closed([] {
@@ -208,14 +202,14 @@ TEST(NativeProcesses, AgreesWithPs) {
   });
   const ForkedProcess plain;
   NativeProcesses processes;
-  const std::string table = *processes.table();
+  const std::string table = "\n" + *processes.table();
   for (const pid_t pid : {onTerminal.pid(), plain.pid(), ::getpid()}) {
     const auto ps =
         runCommand({"/bin/ps", "-o", "pid=,ppid=,uid=,stat=,tty=,lstart=,comm=", "-p", std::to_string(pid)},
                    {{"LC_ALL", "C"}});
     const auto theirs = text::words(ps.output, 11);
-    const std::string line = lineOf(table, pid);
-    const auto ours = text::words(line, 11);
+    const std::string line = table.substr(table.find(fmt::format("\n{} ", pid)) + 1);
+    const auto ours = text::words(text::split(line, '\n').front(), 11);
     ASSERT_EQ(theirs.size(), 11u) << ps.output << ps.errors;
     ASSERT_EQ(ours.size(), 11u) << line;
     for (const std::size_t field : {0u, 1u, 2u, 5u, 6u, 7u, 8u, 9u})

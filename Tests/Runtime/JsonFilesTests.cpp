@@ -1,20 +1,17 @@
-#include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
-#include "Runtime/Failure.h"
 #include "Runtime/Files.h"
 #include "Runtime/Json.h"
+#include "Support/Failures.h"
+#include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
 
 TEST(JsonValues, ParseRefusesWhatIsNotOneValue) {
-  EXPECT_TRUE(json::parse(R"({"a":[1,2]})"));
   for (const std::string bad : {"", "{", "{}{}", "{\"a\":\"\x80\"}", "nul"})
     EXPECT_FALSE(json::parse(bad)) << bad;
   EXPECT_FALSE(json::parse(std::string(100'000, '[') + std::string(100'000, ']')));
@@ -22,16 +19,11 @@ TEST(JsonValues, ParseRefusesWhatIsNotOneValue) {
 }
 
 TEST(JsonValues, MembersKeepTheirTypesApart) {
-  const Json value = *json::parse(R"({"s":"x","i":7,"d":1.5,"b":true,"u":18446744073709551615})");
-  EXPECT_EQ(json::string(value, "s"), "x");
+  const Json value = *json::parse(R"({"i":7,"d":1.5,"b":true,"u":18446744073709551615})");
   EXPECT_EQ(json::integer(value, "i"), 7);
   EXPECT_EQ(json::number(value, "i"), 7.0);
-  EXPECT_EQ(json::boolean(value, "b"), true);
-  EXPECT_FALSE(json::string(value, "i"));
-  EXPECT_FALSE(json::integer(value, "d"));
-  EXPECT_FALSE(json::integer(value, "b"));
-  EXPECT_FALSE(json::integer(value, "u"));
-  EXPECT_FALSE(json::boolean(value, "i"));
+  EXPECT_FALSE(json::string(value, "i") || json::boolean(value, "i"));
+  for (const char* other : {"d", "b", "u"}) EXPECT_FALSE(json::integer(value, other)) << other;
   EXPECT_FALSE(json::string(Json::array(), "s"));
   EXPECT_EQ(json::dump(Json{{"b", 1}, {"a", "\x80"}}), "{\"a\":\"\uFFFD\",\"b\":1}");
 }
@@ -39,7 +31,6 @@ TEST(JsonValues, MembersKeepTheirTypesApart) {
 TEST(Files, ReadsWithinTheLimit) {
   TemporaryFolder folder;
   const auto file = folder.write("a/b", std::string(5000, 'x'));
-  EXPECT_EQ(files::read(file)->size(), 5000u);
   EXPECT_EQ(files::read(file, 5000)->size(), 5000u);
   EXPECT_EQ(files::read(file, 4999).error(), EFBIG);
   EXPECT_EQ(files::read(folder.path() / "none").error(), ENOENT);
@@ -55,9 +46,7 @@ TEST(Files, ReplaceIsAllOrNothing) {
   const auto file = folder.path() / "new" / "deep" / "file";
   files::replace(file, "one", 0640);
   EXPECT_EQ(files::read(file), "one");
-  struct stat info;
-  ASSERT_EQ(::stat(file.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777u, 0640u);
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
 
   const auto link = folder.path() / "link";
   std::filesystem::create_symlink(file, link);
@@ -66,25 +55,14 @@ TEST(Files, ReplaceIsAllOrNothing) {
   EXPECT_EQ(files::read(file), "two");
 
   // A full disk, stood in for by a limit on file sizes: the old file stays, no temporary file is left.
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{1000, 1000};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    try {
-      files::replace(file, std::string(5000, 'x'));
-    } catch (const Failure& failure) {
-      ::_exit(failure.message().starts_with("Could not write " + file.string() + ": ") ? 0 : 2);
-    }
-    ::_exit(1);
+  {
+    const SmallDisk small(1000);
+    EXPECT_EQ(failureOf([&] { files::replace(file, std::string(5000, 'x')); }),
+              "Could not write " + file.string() + ": File too large");
   }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
   EXPECT_EQ(files::read(file), "two");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file.parent_path()), {}), 1);
 
-  // A folder that can't be made.
   EXPECT_THROW(files::replace(file / "below a file", "x"), Failure);
 }
 

@@ -13,21 +13,10 @@ namespace {
 using namespace std::chrono_literals;
 using Words = std::vector<std::string>;
 
-TEST(PublishedTest, TellsObserversOfDifferencesOnly) {
-  Published<std::string> title("a");
-  std::vector<std::string> seen;
-  Subscription first = title.observe([&] { seen.push_back("first " + *title); });
-  const Subscription second = title.observe([&] { seen.push_back("second " + *title); });
-  EXPECT_FALSE(title.set("a"));
-  EXPECT_TRUE(title.set("b"));
-  first.reset();
-  EXPECT_TRUE(title.set("c"));
-  EXPECT_EQ(seen, (Words{"first b", "second b", "second c"}));
-}
-
 TEST(PublishedTest, ObserversMayChangeEverythingWhileBeingTold) {
   Published<int> value(0);
-  std::vector<std::string> seen;
+  EXPECT_FALSE(value.set(0));
+  Words seen;
   Subscription own, victim, added;
   own = value.observe([&, kept = std::make_shared<std::string>("own")] {
     own.reset();
@@ -38,7 +27,7 @@ TEST(PublishedTest, ObserversMayChangeEverythingWhileBeingTold) {
   });
   victim = value.observe([&] { seen.push_back("victim"); });
   const Subscription last = value.observe([&] { seen.push_back("last " + std::to_string(*value)); });
-  value.set(1);
+  EXPECT_TRUE(value.set(1));
   EXPECT_EQ(seen, (Words{"own", "last 2", "added 2", "last 2"}));
 }
 
@@ -51,8 +40,6 @@ TEST(ThrottleTest, CollapsesBurstsAndServesTheLast) {
   throttle->request();
   throttle->request();
   EXPECT_TRUE(runs.empty());
-  loop.runUntilIdle();
-  EXPECT_EQ(runs, (std::vector<long>{0}));
   for (int i = 0; i < 12; ++i) {  // a request each 10 ms until 120
     loop.runFor(10ms);
     throttle->request();

@@ -1,6 +1,4 @@
 #include <atomic>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -36,12 +34,7 @@ Task<int> later(Duration delay, int value) {
   co_return value;
 }
 
-Task<std::unique_ptr<std::string>> moveOnly() {
-  co_await sleepFor(1s);
-  co_return std::make_unique<std::string>("moved");
-}
-
-Task<std::optional<int>> absent() { co_return {}; }
+Task<std::unique_ptr<std::string>> moveOnly() { co_return std::make_unique<std::string>("moved"); }
 
 Task<int> failing() {
   co_await sleepFor(1s);
@@ -50,11 +43,8 @@ Task<int> failing() {
 
 TEST_F(TaskTest, ValuesAndFailuresTravelThroughNestedTasks) {
   const auto whole = [](Notes* notes) -> Task<> {
-    const int first = co_await later(1s, 20);
-    const int second = co_await later(2s, 22);
-    notes->push_back(std::to_string(first + second));
+    notes->push_back(std::to_string(co_await later(1s, 20) + co_await later(2s, 22)));
     notes->push_back(*co_await moveOnly());
-    notes->push_back((co_await absent()).has_value() ? "present" : "absent");
     try {
       co_await failing();
     } catch (const Failure& failure) {
@@ -67,9 +57,8 @@ TEST_F(TaskTest, ValuesAndFailuresTravelThroughNestedTasks) {
   };
   TaskScope scope(loop);
   scope.start(whole(&notes));
-  EXPECT_EQ(scope.running(), 1u);
   loop.runFor(2h);
-  EXPECT_EQ(notes, (Notes{"42", "moved", "absent", "no such agent", "5"}));
+  EXPECT_EQ(notes, (Notes{"42", "moved", "no such agent", "5"}));
   EXPECT_EQ(scope.running(), 0u);
 }
 
@@ -86,24 +75,10 @@ Task<> noteEnd(Notes* notes, std::string name, Duration delay, Held) {
   }
 }
 
-TEST_F(TaskTest, StartsOnTheNextTurnAndFreesFramesAtTheEnd) {
-  TaskScope scope(loop);
-  scope.start(noteEnd(&notes, "a", 1s, Held(held)));
-  scope.start(noteEnd(&notes, "b", 2s, Held(held)));
-  EXPECT_TRUE(notes.empty());
-  EXPECT_EQ(held, 2);
-  loop.runUntilIdle();
-  EXPECT_EQ(notes, (Notes{"a begins", "b begins"}));
-  loop.runFor(1s);
-  EXPECT_EQ(held, 1);
-  EXPECT_EQ(scope.running(), 1u);
-  loop.runFor(1s);
-  EXPECT_EQ(held, 0);
-}
-
 TEST_F(TaskTest, CancelReachesRunningTasksOnly) {
   TaskScope scope(loop);
   scope.start(noteEnd(&notes, "running", 1s, Held(held)));
+  EXPECT_TRUE(notes.empty()) << "begins on the next turn";
   loop.runUntilIdle();
   scope.start(noteEnd(&notes, "not begun", 1s, Held(held)));
   scope.cancel();
@@ -222,12 +197,7 @@ Task<> destroys(std::unique_ptr<TaskScope>* scope) {
   scope->reset();
 }
 
-Task<> failsAlone() {
-  co_await sleepFor(1s);
-  throw Failure("nobody caught me");
-}
-
-Task<> waitsFor(WakeFlag* flag) { co_await flag->wait(); }
+Task<> failsAlone() { co_await failing(); }
 
 TEST(TaskDeathTest, BrokenRulesEndTheProgramWithAMessage) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
@@ -245,16 +215,7 @@ TEST(TaskDeathTest, BrokenRulesEndTheProgramWithAMessage) {
         scope.start(failsAlone());
         loop.runFor(2s);
       },
-      "nobody caught me");
-  EXPECT_DEATH(
-      {
-        WakeFlag flag;
-        TaskScope scope(loop);
-        scope.start(waitsFor(&flag));
-        scope.start(waitsFor(&flag));
-        loop.runFor(2s);
-      },
-      "Ostrel: A flag has one waiter at a time.");
+      "no such agent");
 }
 
 Task<> countWakes(VirtualLoop* loop, WakeFlag* flag, Notes* notes) {
@@ -273,7 +234,6 @@ TEST_F(TaskTest, WakeFlagEndsASleepEarly) {
   scope.start(countWakes(&loop, &flag, &notes));
   loop.runUntilIdle();
   EXPECT_EQ(notes, (Notes{"raised after 0"}));
-  EXPECT_FALSE(flag.raised());
   loop.runFor(2s);
   flag.raise();
   flag.raise();

@@ -1,6 +1,7 @@
 // Preferences that live as long as the test.
 #pragma once
 
+#include "Platform/PreferenceDomains.h"
 #include "Platform/Preferences.h"
 
 namespace ostrel {
@@ -22,6 +23,21 @@ class MemoryPreferences final : public Preferences {
 
   PreferenceMap stored;
   PreferenceMap defaults;
+};
+
+class MemoryDomains final : public PreferenceDomains {
+ public:
+  Preferences* open(std::string_view domain) override {
+    return only && domain != only ? nullptr : &domains[std::string(domain)];
+  }
+  PreferenceMap persistentDomain(std::string_view domain) override {
+    return domains[std::string(domain)].stored;
+  }
+  void removePersistentDomain(std::string_view domain) override { domains.erase(std::string(domain)); }
+  void flush() override {}
+
+  std::map<std::string, MemoryPreferences> domains;
+  std::optional<std::string_view> only;  // all that can be opened
 };
 
 }  // namespace ostrel
