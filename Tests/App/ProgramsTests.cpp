@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Platform/Linux/PreferenceFile.h"
+#include "Runtime/Files.h"
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
 
@@ -78,6 +80,25 @@ TEST(DesktopProgramTest, ResidesUntilASignalAndLeavesNoFixtureBehind) {
     EXPECT_EQ(run.output + run.errors, "");
   }
   EXPECT_TRUE(fs::is_empty(home.path())) << "a fixture run leaves nothing";
+}
+
+TEST(DesktopProgramTest, BrokenPreferencesAreNamedOnStandardError) {
+  const TemporaryFolder home;
+  const auto file = home.write("settings/ostrel/one.ostrel.app.json", "torn {");
+  ChildProcess program(
+      {kLauncher.string(), "--preview-codex-daily"},
+      {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "settings").string()}});
+  ASSERT_TRUE(eventually([&] { return listens(program.pid()); }));
+  program.signal(SIGTERM);
+  const auto run = program.finish();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors, "Ostrel: " + file.string() + " could not be understood; it was set aside as " +
+                            file.string() + ".broken\n");
+  EXPECT_EQ(files::read(file.string() + ".broken"), "torn {");
+  const auto values = parsePreferences(files::read(file).value_or(""));
+  ASSERT_TRUE(values);
+  EXPECT_TRUE(values->contains("ostrel.movedFromPreviousDomain"));
+  EXPECT_FALSE(values->contains("settings.openOnHover"));
 }
 
 // Two normal copies, in a process namespace of their own, where no other copy can be met.

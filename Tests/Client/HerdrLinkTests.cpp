@@ -246,6 +246,16 @@ TEST_F(HerdrLinkTest, EventsShortenTheWaitAndBurstsFoldIntoOneStep) {
   EXPECT_EQ(ids()[0], "4:mainp1 blocked");
   loop_.runFor(5s);
   EXPECT_EQ(*link_.steps(), before + 1);
+
+  // A storm: no more than a step in a tenth of a second.
+  int received = 1000;
+  for (int i = 0; i < 100; ++i) {
+    for (int j = 0; j < 100; ++j) herdr_.fireEvent("/main");
+    received += 100;
+    ASSERT_TRUE(loop_.waitUntil([&] { return herdr_.get(&FakeHerdr::received) == received; }));
+    loop_.runFor(10ms);
+  }
+  EXPECT_LE(*link_.steps(), before + 1 + 11);
 }
 
 // Half an hour of faults: sessions come, go and hang up, streams break, the person connects anew.

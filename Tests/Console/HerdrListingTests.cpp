@@ -55,6 +55,16 @@ TEST(HerdrListing, FollowsSessionsPanesAndStates) {
   herdr.setFaults(Json::array());
   herdr.report("two", second, {.status = "working"});
   EXPECT_TRUE(shows(one("blocked") + other));
+
+  // So does one whose server went.
+  herdr.stop("one");
+  herdr.report("two", second, {.status = "done"});
+  EXPECT_TRUE(shows("two:done@" + second.terminal + " "));
+  herdr.start("one");
+  first = herdr.open("one", {"cat"});
+  herdr.report("one", first, {.agent = "claude", .status = "idle"});
+  herdr.report("two", second, {.status = "working"});
+  EXPECT_TRUE(shows(one("idle") + other));
 }
 
 TEST(HerdrListing, EndsWithoutHerdrInTheUsualWay) {
