@@ -1,0 +1,36 @@
+#include "UtilityPanels.h"
+
+#include <QApplication>
+#include <QScreen>
+
+namespace ostrel {
+
+UtilityPanels::UtilityPanels(QQmlEngine& engine, Appearance& appearance, bool inert)
+    : appearance_(appearance), inert_(inert) {
+  constexpr const char* names[] = {"notch", "rail", "panel", "agent"};
+  for (std::size_t i = 0; i < panels_.size(); ++i) {
+    panels_[i] = std::make_unique<UtilityPanel>(engine, appearance, QLatin1String(names[i]));
+    if (inert) panels_[i]->takeClicks(false);
+    QObject::connect(panels_[i].get(), &UtilityPanel::keyChanged, panels_[i].get(), [this] {
+      if (onKeyChange) onKeyChange();
+    });
+  }
+}
+
+void UtilityPanels::unload() {
+  for (const auto& panel : panels_) {
+    panel->hide();
+    panel->setSource({});
+  }
+}
+
+bool UtilityPanels::hasDialog() const { return QApplication::activeModalWidget() != nullptr; }
+
+std::optional<Screen> DesktopScreens::main() const {
+  const QScreen* const screen = QGuiApplication::primaryScreen();
+  if (!screen || screen->geometry().isEmpty()) return std::nullopt;
+  const auto plain = [](const QRect& rect) { return Rect{rect.x(), rect.y(), rect.width(), rect.height()}; };
+  return Screen{plain(screen->geometry()), plain(screen->availableGeometry())};
+}
+
+}  // namespace ostrel
