@@ -141,6 +141,7 @@ void AppDelegate::followDesktop() {
 
 void AppDelegate::followClicks() {
   panels_.onKeyChange = [this] { edge_.keyWindowChanged(); };
+  panels_.onCrossing = [this] { input_.crossed(); };
   QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &engine_, [this](QWindow* window) {
     // Under Wayland a click into another program's window is not told, but the keyboard goes there.
     if (application_.wayland() && !window) edge_.clicked(pointer());

@@ -121,6 +121,7 @@ bool UtilityPanel::event(QEvent* event) {
       event->type() == QEvent::KeyPress) {
     engage();
   }
+  if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) Q_EMIT pointerCrossed();
   return QQuickView::event(event);
 }
 

@@ -36,6 +36,7 @@ class UtilityPanel final : public QQuickView {
 
  Q_SIGNALS:
   void keyChanged();
+  void pointerCrossed();  // it has come, or left
 
  protected:
   bool event(QEvent* event) override;

@@ -14,6 +14,9 @@ UtilityPanels::UtilityPanels(QQmlEngine& engine, Appearance& appearance, bool in
     QObject::connect(panels_[i].get(), &UtilityPanel::keyChanged, panels_[i].get(), [this] {
       if (onKeyChange) onKeyChange();
     });
+    QObject::connect(panels_[i].get(), &UtilityPanel::pointerCrossed, panels_[i].get(), [this] {
+      if (onCrossing) onCrossing();
+    });
   }
 }
 
@@ -22,6 +25,13 @@ void UtilityPanels::unload() {
     panel->hide();
     panel->setSource({});
   }
+}
+
+void UtilityPanels::hide(EdgeWindow window) {
+  UtilityPanel& panel = (*this)[EdgeWindow::panel];
+  const bool goesBack = window == EdgeWindow::agent && isKey(window) && panel.isVisible();
+  (*this)[window].hide();
+  if (goesBack) panel.present(true);
 }
 
 bool UtilityPanels::hasDialog() const { return QApplication::activeModalWidget() != nullptr; }

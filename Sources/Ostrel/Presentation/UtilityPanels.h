@@ -24,10 +24,13 @@ class UtilityPanels final : public EdgeWindows {
   void unload();
   // Another window has the keyboard than before.
   std::function<void()> onKeyChange;
+  // The pointer has crossed the border of a window.
+  std::function<void()> onCrossing;
 
   void place(EdgeWindow window, const Rect& frame) override { (*this)[window].place(frame); }
   void show(EdgeWindow window, bool key) override { (*this)[window].present(key && !inert_); }
-  void hide(EdgeWindow window) override { (*this)[window].hide(); }
+  // The keyboard goes back from a conversation to a panel that stays.
+  void hide(EdgeWindow window) override;
   void animate(EdgeWindow window, const WindowMotion& motion) override { (*this)[window].animate(motion); }
   void takeClicks(EdgeWindow window, bool takes) override { (*this)[window].takeClicks(takes && !inert_); }
   bool isKey(EdgeWindow window) const override { return panels_[static_cast<std::size_t>(window)]->isKey(); }

@@ -128,6 +128,8 @@ void X11Input::select() {
   } request{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, mask};
   xcb_input_xi_select_events(connection_.get(), root_, 1, &request.head);
   xcb_flush(connection_.get());
+  // Whatever xcb has read on the way waits in its own queue, of which the descriptor does not tell.
+  readTimer_ = ports_.loop.after({}, [this] { read(); });
 }
 
 void X11Input::read() {

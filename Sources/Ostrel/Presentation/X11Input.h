@@ -50,6 +50,9 @@ class X11Input final : public Pointer, public ModifierKeys {
   ~X11Input() override;
 
   Registration follow(Moved moved) override;
+  // The pointer has crossed the border of one of our windows: it may have got there without a motion, where
+  // a program has put it.
+  void crossed() { moved(); }
   Registration observe(Changed changed) override;
   // Tells of each button that goes down, whichever window is below. There is one observer at a time.
   Registration observeClicks(std::function<void(Point)> clicked);
@@ -69,7 +72,7 @@ class X11Input final : public Pointer, public ModifierKeys {
   std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t*)> connection_;
   unsigned root_ = 0;
   unsigned opcode_ = 0;
-  unsigned selected_ = 0;
+  unsigned selected_ = 0;  // the events that the server tells us of
   std::shared_ptr<Moved> moved_;
   std::shared_ptr<Changed> changed_;
   std::function<void(Point)> clicked_;
@@ -79,6 +82,7 @@ class X11Input final : public Pointer, public ModifierKeys {
   std::set<unsigned> modifiers_;
   ModifierTracker tracker_;
   Timer lookTimer_;
+  Timer readTimer_;
   Watch watch_;
 };
 
