@@ -2,8 +2,8 @@
 
 #include <QEasingCurve>
 #include <QPainterPath>
-#include <QQuickItem>
 #include <QQmlError>
+#include <QQuickItem>
 #include <QRegion>
 #include <chrono>
 

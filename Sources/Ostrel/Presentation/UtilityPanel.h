@@ -13,8 +13,8 @@
 
 namespace ostrel {
 
-// Fills the window with the QML component of that name, which requires the property `bridge`. Throws `Failure`
-// when it can't be made.
+// Fills the window with the QML component of that name, which requires the property `bridge`. Throws
+// `Failure` when it can't be made.
 void loadView(QQuickView& window, const QString& component, QObject& bridge);
 
 class UtilityPanel final : public QQuickView {
