@@ -4,7 +4,7 @@
 buildPackages=(
   clang-19 lld-19 cmake ninja-build pkg-config
   libfmt-dev nlohmann-json3-dev libsimdjson-dev libutf8proc-dev
-  qt6-base-dev qt6-declarative-dev libxcb1-dev libxcb-shape0-dev libxcb-xinput-dev libxcb-xfixes0-dev
+  qt6-base-dev qt6-declarative-dev libxcb1-dev libxcb-shape0-dev libxcb-xinput-dev
 )
 # What the windows load when they run.
 runPackages=(

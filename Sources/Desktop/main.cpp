@@ -46,16 +46,18 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core) {
   const bool fixture = core.preferences().isFixture();
   try {
     if (!DesktopLibrary::hasDisplay(core.environment())) throw Failure("there is no display");
-    return DesktopLibrary::beside(ownPath(core))
-        .open({.loop = core.loop(),
-               .pool = core.pool(),
-               .client = core.client(),
-               .preferences = core.preferences().shared(),
-               .tools = core.tools(),
-               .environment = core.environment(),
-               .fixture = fixture,
-               .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
-               .complain = complain});
+    const DesktopModule& module = DesktopLibrary::beside(ownPath(core));
+    auto desktop = module.open({.loop = core.loop(),
+                                .pool = core.pool(),
+                                .client = core.client(),
+                                .preferences = core.preferences().shared(),
+                                .tools = core.tools(),
+                                .environment = core.environment(),
+                                .fixture = fixture,
+                                .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
+                                .complain = complain});
+    desktop->makeWindows();
+    return desktop;
   } catch (const Failure& failure) {
     // Fixture runs are for the logic; many of them run where no window is expected.
     if (!fixture) complain(fmt::format("no windows: {}", failure.message()));
@@ -80,11 +82,7 @@ void run(const Environment& environment) {
   if (snapshot(core)) return;
   std::unique_ptr<Desktop> desktop;
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.makeWindows =
-                               [&] {
-                                 desktop = openDesktop(core);
-                                 if (desktop) desktop->makeWindows();
-                               },
+                          {.makeWindows = [&] { desktop = openDesktop(core); },
                            .showWindows =
                                [&] {
                                  if (desktop) desktop->showWindows();

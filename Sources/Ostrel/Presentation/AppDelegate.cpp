@@ -166,6 +166,9 @@ void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
 }
 
 Point AppDelegate::pointer() const {
+  // Over windows of Wayland's own the X server keeps saying where it was last.
+  constexpr Point kElsewhere{-32'000, -32'000};
+  if (application_.wayland() && !panels_.hasPointer()) return kElsewhere;
   const QPoint place = QCursor::pos();
   return {place.x(), place.y()};
 }

@@ -38,7 +38,8 @@ class Desktop {
   Desktop& operator=(const Desktop&) = delete;
   virtual ~Desktop() = default;
 
-  // The windows, the status item, alerts and shortcuts; nothing is on the screen yet.
+  // The windows, the status item, alerts and shortcuts; nothing is on the screen yet. Throws `Failure` when a
+  // view can't be made.
   virtual void makeWindows() = 0;
   // The handle comes to the edge.
   virtual void showWindows() = 0;

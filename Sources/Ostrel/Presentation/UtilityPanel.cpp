@@ -121,7 +121,10 @@ bool UtilityPanel::event(QEvent* event) {
       event->type() == QEvent::KeyPress) {
     engage();
   }
-  if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) Q_EMIT pointerCrossed();
+  if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
+    hasPointer_ = event->type() == QEvent::Enter;
+    Q_EMIT pointerCrossed();
+  }
   return QQuickView::event(event);
 }
 

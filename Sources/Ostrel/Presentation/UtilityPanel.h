@@ -33,6 +33,7 @@ class UtilityPanel final : public QQuickView {
   // It has the keyboard, and was given it: by a click, a key, or by being shown so. A window manager that
   // lets the keyboard follow the pointer does not count.
   bool isKey() const { return isActive() && engaged_; }
+  bool hasPointer() const { return hasPointer_; }
 
  Q_SIGNALS:
   void keyChanged();
@@ -54,6 +55,7 @@ class UtilityPanel final : public QQuickView {
   double opacity_ = 1;
   bool engaged_ = false;
   bool takesClicks_ = true;
+  bool hasPointer_ = false;
 };
 
 }  // namespace ostrel

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QScreen>
+#include <algorithm>
 
 namespace ostrel {
 
@@ -18,6 +19,11 @@ UtilityPanels::UtilityPanels(QQmlEngine& engine, Appearance& appearance, bool in
       if (onCrossing) onCrossing();
     });
   }
+}
+
+bool UtilityPanels::hasPointer() const {
+  return std::ranges::any_of(panels_,
+                             [](const auto& panel) { return panel->isVisible() && panel->hasPointer(); });
 }
 
 void UtilityPanels::unload() {

@@ -22,6 +22,8 @@ class UtilityPanels final : public EdgeWindows {
   UtilityPanel& operator[](EdgeWindow window) { return *panels_[static_cast<std::size_t>(window)]; }
   // Takes the views out of the windows, before what they show goes.
   void unload();
+  // Whether the pointer is over one of them, as far as the display server told.
+  bool hasPointer() const;
   // Another window has the keyboard than before.
   std::function<void()> onKeyChange;
   // The pointer has crossed the border of a window.

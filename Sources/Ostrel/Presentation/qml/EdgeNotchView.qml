@@ -6,7 +6,7 @@ Item {
     id: root
 
     required property NotchBridge bridge
-    property rect surface: Qt.rect(0, 0, width, height)
+    readonly property rect surface: Qt.rect(0, 0, width + Theme.notchRadius, height)
     readonly property real surfaceRadius: Theme.notchRadius
 
     objectName: "edgeNotchView"

@@ -40,17 +40,21 @@ Item {
         }
     }
 
-    SequentialAnimation on phase {
+    SequentialAnimation {
         running: root.pulsing
         loops: Animation.Infinite
         onRunningChanged: if (!running) root.phase = 0
 
         NumberAnimation {
+            target: root
+            property: "phase"
             to: 1
             duration: Theme.pulse / 2
             easing.type: Easing.InOutQuad
         }
         NumberAnimation {
+            target: root
+            property: "phase"
             to: 0
             duration: Theme.pulse / 2
             easing.type: Easing.InOutQuad
