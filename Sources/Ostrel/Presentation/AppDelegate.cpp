@@ -124,19 +124,21 @@ void AppDelegate::showWindows() {
 }
 
 void AppDelegate::followDesktop() {
-  const auto follow = [this](QScreen* screen) {
-    QObject::connect(screen, &QScreen::geometryChanged, &engine_, [this] { edge_.screensChanged(); });
-    QObject::connect(screen, &QScreen::availableGeometryChanged, &engine_,
-                     [this] { edge_.screensChanged(); });
+  const auto changed = [this] {
+    edge_.screensChanged();
+    rail_.refresh();  // as many rows as fit
+  };
+  const auto follow = [this, changed](QScreen* screen) {
+    QObject::connect(screen, &QScreen::geometryChanged, &engine_, changed);
+    QObject::connect(screen, &QScreen::availableGeometryChanged, &engine_, changed);
   };
   for (QScreen* screen : QGuiApplication::screens()) follow(screen);
-  QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &engine_, [this, follow](QScreen* screen) {
+  QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &engine_, [follow, changed](QScreen* screen) {
     follow(screen);
-    edge_.screensChanged();
+    changed();
   });
-  QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &engine_, [this] { edge_.screensChanged(); });
-  QObject::connect(qGuiApp, &QGuiApplication::primaryScreenChanged, &engine_,
-                   [this] { edge_.screensChanged(); });
+  QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &engine_, changed);
+  QObject::connect(qGuiApp, &QGuiApplication::primaryScreenChanged, &engine_, changed);
 }
 
 void AppDelegate::followClicks() {

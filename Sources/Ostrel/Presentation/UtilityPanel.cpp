@@ -148,10 +148,13 @@ void UtilityPanel::reshape() {
   if (!handle()) return;
   const QRect covered = surface();
   x11::setInput(*this, takesClicks_ ? std::vector{covered} : std::vector<QRect>{});
-  if (appearance_.composited()) {
+  if (appearance_.composited() || !rootObject()) {
+    setColor(Qt::transparent);
     setMask({});
   } else {
-    const double radius = rootObject() ? rootObject()->property("surfaceRadius").toDouble() : 0;
+    // What shows between the view's smooth edge and the cut is of the view's colour.
+    setColor(rootObject()->property("surfaceColor").value<QColor>());
+    const double radius = rootObject()->property("surfaceRadius").toDouble();
     QPainterPath outline;
     outline.addRoundedRect(covered, radius, radius);
     setMask(QRegion(outline.toFillPolygon().toPolygon()));

@@ -1,8 +1,8 @@
 // One window at the edge: without a border, above others, on every desktop, with a view in it. It takes the
 // keyboard only when it is told to or clicked. Main thread only.
 //
-// The view says by two properties, `surface` and `surfaceRadius`, what part of the window it covers: the rest
-// lets clicks through, and is cut off on a desktop that shows no transparency.
+// The view says by the properties `surface`, `surfaceRadius` and `surfaceColor` what part of the window it
+// covers: the rest lets clicks through, and is cut off on a desktop that shows no transparency.
 #pragma once
 
 #include <QQuickView>

@@ -8,6 +8,7 @@ Item {
     required property NotchBridge bridge
     readonly property rect surface: Qt.rect(0, 0, width + Theme.notchRadius, height)
     readonly property real surfaceRadius: Theme.notchRadius
+    readonly property color surfaceColor: Theme.surfaceBottom
 
     objectName: "edgeNotchView"
     clip: true

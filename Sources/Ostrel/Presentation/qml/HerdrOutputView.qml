@@ -8,6 +8,7 @@ Item {
     required property AgentBridge bridge
     readonly property rect surface: Qt.rect(Theme.margin, Theme.margin, width - 2 * Theme.margin, height - 2 * Theme.margin)
     readonly property real surfaceRadius: Theme.panelRadius
+    readonly property color surfaceColor: Theme.surfaceBottom
 
     objectName: "herdrOutputView"
 

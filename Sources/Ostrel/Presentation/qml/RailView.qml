@@ -8,6 +8,7 @@ Item {
     required property RailBridge bridge
     readonly property rect surface: Qt.rect(4, bridge.offset, width - 8, bridge.contentHeight)
     readonly property real surfaceRadius: Theme.railRadius
+    readonly property color surfaceColor: Theme.surfaceBottom
 
     objectName: "railView"
     Accessible.role: Accessible.List
