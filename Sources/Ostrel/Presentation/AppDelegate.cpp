@@ -144,6 +144,10 @@ void AppDelegate::followDesktop() {
 void AppDelegate::followClicks() {
   panels_.onKeyChange = [this] { edge_.keyWindowChanged(); };
   panels_.onCrossing = [this] { input_.crossed(); };
+  panels_.onCloseAsked = [this](EdgeWindow window) {
+    if (window == EdgeWindow::panel) edge_.hidePanel();
+    if (window == EdgeWindow::agent) edge_.closeAgent();
+  };
   QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &engine_, [this](QWindow* window) {
     // Under Wayland a click into another program's window is not told, but the keyboard goes there.
     if (application_.wayland() && !window) edge_.clicked(pointer());

@@ -125,6 +125,11 @@ bool UtilityPanel::event(QEvent* event) {
     hasPointer_ = event->type() == QEvent::Enter;
     Q_EMIT pointerCrossed();
   }
+  if (event->type() == QEvent::Close) {
+    event->ignore();
+    Q_EMIT closeAsked();
+    return true;
+  }
   return QQuickView::event(event);
 }
 

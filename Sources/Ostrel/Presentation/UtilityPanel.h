@@ -38,6 +38,7 @@ class UtilityPanel final : public QQuickView {
  Q_SIGNALS:
   void keyChanged();
   void pointerCrossed();  // it has come, or left
+  void closeAsked();      // by the window manager; the window stays until somebody hides it
 
  protected:
   bool event(QEvent* event) override;

@@ -18,6 +18,9 @@ UtilityPanels::UtilityPanels(QQmlEngine& engine, Appearance& appearance, bool in
     QObject::connect(panels_[i].get(), &UtilityPanel::pointerCrossed, panels_[i].get(), [this] {
       if (onCrossing) onCrossing();
     });
+    QObject::connect(panels_[i].get(), &UtilityPanel::closeAsked, panels_[i].get(), [this, i] {
+      if (onCloseAsked) onCloseAsked(static_cast<EdgeWindow>(i));
+    });
   }
 }
 

@@ -28,6 +28,8 @@ class UtilityPanels final : public EdgeWindows {
   std::function<void()> onKeyChange;
   // The pointer has crossed the border of a window.
   std::function<void()> onCrossing;
+  // The window manager asks for a window's end, as the person told it.
+  std::function<void(EdgeWindow)> onCloseAsked;
 
   void place(EdgeWindow window, const Rect& frame) override { (*this)[window].place(frame); }
   void show(EdgeWindow window, bool key) override { (*this)[window].present(key && !inert_); }
