@@ -1,7 +1,6 @@
 #include "Appearance.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
@@ -46,7 +45,7 @@ void Appearance::followDesktop() {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
   bus.connect(kService, kPath, kSettings, QStringLiteral("SettingChanged"), this,
-              SLOT(settingChanged(QString, QString, QDBusVariant)));
+              SLOT(settingChanged(QDBusMessage)));
   ask(kLook, kScheme);
   ask(kGnome, kAnimations);
   ask(kKde, kAnimationLength);
@@ -58,13 +57,18 @@ void Appearance::ask(const QString& space, const QString& key) {
   auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, space, key] {
     const QDBusPendingReply<QDBusVariant> reply = *watcher;
-    if (reply.isValid()) settingChanged(space, key, reply.value());
+    if (reply.isValid()) apply(space, key, QVariant::fromValue(reply.value()));
     watcher->deleteLater();
   });
 }
 
-void Appearance::settingChanged(const QString& space, const QString& key, const QDBusVariant& wrapped) {
-  const QVariant value = unwrapped(wrapped.variant());
+void Appearance::settingChanged(const QDBusMessage& signal) {
+  const QVariantList words = signal.arguments();
+  if (words.size() == 3) apply(words[0].toString(), words[1].toString(), words[2]);
+}
+
+void Appearance::apply(const QString& space, const QString& key, const QVariant& wrapped) {
+  const QVariant value = unwrapped(wrapped);
   if (space == kLook && key == kScheme) {
     // 0 is "no preference": what the palette says stands.
     if (value.toUInt() != 0) setDark(value.toUInt() == 1);

@@ -2,7 +2,7 @@
 // transparent. Follows the desktop's settings while the program runs. Main thread only.
 #pragma once
 
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 #include <QQmlEngine>
 #include <QtQmlIntegration>
@@ -38,9 +38,10 @@ class Appearance final : public QObject {
   void changed();
 
  private Q_SLOTS:
-  void settingChanged(const QString& space, const QString& key, const QDBusVariant& value);
+  void settingChanged(const QDBusMessage& signal);
 
  private:
+  void apply(const QString& space, const QString& key, const QVariant& wrapped);
   void ask(const QString& space, const QString& key);
   void change(bool& field, bool value) {
     if (std::exchange(field, value) != value) Q_EMIT changed();

@@ -91,9 +91,9 @@ void UtilityPanel::animate(const WindowMotion& motion) {
   const bool moving = motion_.state() == QAbstractAnimation::Running;
   const double from = moving ? opacity_ : motion.from;
   motion_.stop();
-  // Without transparency a fading is a flicker.
+  // Without transparency a fading is a flicker: the view is there until its window goes.
   if (motion.duration <= Duration::zero() || !appearance_.composited()) {
-    setProgress(motion.to, 0);
+    setProgress(1, 0);
     return;
   }
   setProgress(from, motion.slide);
