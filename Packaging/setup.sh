@@ -4,8 +4,14 @@
 buildPackages=(
   clang-19 lld-19 cmake ninja-build pkg-config
   libfmt-dev nlohmann-json3-dev libsimdjson-dev libutf8proc-dev libssl-dev
+  qt6-base-dev qt6-declarative-dev libxcb1-dev libxcb-shape0-dev libxcb-xinput-dev
+)
+# What the windows load when they run.
+runPackages=(
+  qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml-workerscript fonts-dejavu-core
 )
 testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
+desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils)
 benchPackages=(libbenchmark-dev procps)
 
 say() { printf '== %s\n' "$*" >&2; }

@@ -40,6 +40,7 @@ class LinuxCore {
   LinuxCore& operator=(const LinuxCore&) = delete;
 
   const Environment& environment() const { return environment_; }
+  const CommandLineTools& tools() const { return tools_; }
   EpollLoop& loop() { return loop_; }
   BackgroundPool& pool() { return pool_; }
   NativeProcesses& processes() { return processes_; }

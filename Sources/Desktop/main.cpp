@@ -1,4 +1,6 @@
-// The desktop program: resident until it is asked to end.
+// The desktop program: resident until it is asked to end. With a display it has its windows at the edge of
+// the screen; without one it goes on all the same.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -7,9 +9,12 @@
 
 #include <fmt/format.h>
 
+#include "App/BundleInfo.h"
+#include "App/Launch.h"
 #include "App/OtherCopies.h"
 #include "App/ResidentProgram.h"
 #include "Composition/LinuxCore.h"
+#include "DesktopLibrary.h"
 #include "Platform/Linux/NativeSignals.h"
 #include "Platform/Linux/TerminationSignals.h"
 #include "Runtime/Task.h"
@@ -34,19 +39,73 @@ Task<void> checkDiscovery(LinuxCore& core) {
   }
 }
 
+std::filesystem::path ownPath(LinuxCore& core) { return core.processes().executablePath(::getpid()); }
+
+// The windows; none, after a line that says why, where they can't be had.
+std::unique_ptr<Desktop> openDesktop(LinuxCore& core) {
+  const bool fixture = core.preferences().isFixture();
+  try {
+    if (!DesktopLibrary::hasDisplay(core.environment())) throw Failure("there is no display");
+    const DesktopModule& module = DesktopLibrary::beside(ownPath(core));
+    auto desktop = module.open({.loop = core.loop(),
+                                .pool = core.pool(),
+                                .client = core.client(),
+                                .preferences = core.preferences().shared(),
+                                .tools = core.tools(),
+                                .environment = core.environment(),
+                                .fixture = fixture,
+                                .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
+                                .complain = complain});
+    desktop->makeWindows();
+    return desktop;
+  } catch (const Failure& failure) {
+    // Fixture runs are for the logic; many of them run where no window is expected.
+    if (!fixture) complain(fmt::format("no windows: {}", failure.message()));
+    return nullptr;
+  }
+}
+
+bool snapshot(LinuxCore& core) {
+  const auto& arguments = core.environment().arguments;
+  const auto found = std::ranges::find(arguments, launch::kSnapshot);
+  if (found == arguments.end() || found + 1 == arguments.end()) return false;
+  DesktopLibrary::beside(ownPath(core)).snapshot(*(found + 1), core.loop(), core.preferences().shared());
+  return true;
+}
+
 void run(const Environment& environment) {
   TerminationSignals signals;
   LinuxCore core(environment, complain, announce);
   NativeSignals otherProcesses;
   OtherCopies copies(core.processes(), otherProcesses, core.loop(), ::getpid());
   TaskScope tasks(core.loop());
+  if (snapshot(core)) return;
+  std::unique_ptr<Desktop> desktop;
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.startDiscovery = [&] { core.client().restoreConnection(); },
+                          {.makeWindows = [&] { desktop = openDesktop(core); },
+                           .showWindows =
+                               [&] {
+                                 if (desktop) desktop->showWindows();
+                               },
+                           .startDiscovery =
+                               [&] {
+                                 if (!environment.hasArgument(launch::kPreviewAgents))
+                                   core.client().restoreConnection();
+                               },
                            .checkDiscovery = [&] { tasks.start(checkDiscovery(core)); },
                            .stopDiscovery = [&] { core.client().stop(); }});
 
-  const Watch asked = signals.watch(core.loop(), [&] { core.loop().stop(); });
-  if (program.launch()) core.loop().run();
+  const Watch asked = signals.watch(core.loop(), [&] {
+    if (desktop) desktop->stop();
+    core.loop().stop();
+  });
+  if (program.launch()) {
+    if (desktop) {
+      desktop->run();
+    } else {
+      core.loop().run();
+    }
+  }
   program.terminate();
 }
 

@@ -12,6 +12,10 @@ namespace launch {
 
 // One line about the processes at each scan (and, here, one scan although a fixture run discovers nothing).
 inline constexpr char kCheckDiscoveryLive[] = "--check-discovery-live";
+// Followed by a folder: renders each view with made-up agents into it, and ends.
+inline constexpr char kSnapshot[] = "--snapshot";
+// Shows made-up agents and looks for none.
+inline constexpr char kPreviewAgents[] = "--preview-agents";
 
 // Whether any argument, the program path included, begins with "--check-" or "--snapshot".
 bool isFixture(const std::vector<std::string>& arguments);

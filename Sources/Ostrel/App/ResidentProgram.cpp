@@ -19,12 +19,14 @@ bool ResidentProgram::launch() {
   preferences_.migrate();
   preferences_.shared().registerDefaults(OstrelSetting::defaults());
   if (!launch::isTestRun(arguments_) && copies_.quitOtherCopies()) return false;
+  steps_.makeWindows();
   if (!preferences_.isFixture()) {
     discovering_ = true;
     steps_.startDiscovery();
   } else if (std::ranges::find(arguments_, launch::kCheckDiscoveryLive) != arguments_.end()) {
     steps_.checkDiscovery();
   }
+  steps_.showWindows();
   return true;
 }
 

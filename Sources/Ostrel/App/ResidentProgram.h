@@ -14,6 +14,10 @@ namespace ostrel {
 class ResidentProgram {
  public:
   struct Steps {
+    // Makes the windows, so that what discovery finds has somewhere to go; and, once it has begun, shows the
+    // edge. Nothing where there is no display.
+    std::function<void()> makeWindows = [] {};
+    std::function<void()> showWindows = [] {};
     // Begins to find agents. Not called in a fixture run, which leaves the user's agents alone.
     std::function<void()> startDiscovery;
     // One scan for its line on standard output: called in a run that was asked for it.

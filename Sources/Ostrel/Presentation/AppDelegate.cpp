@@ -1,0 +1,182 @@
+#include "AppDelegate.h"
+
+#include <QCursor>
+#include <QDBusConnection>
+#include <QFileInfo>
+#include <QLibraryInfo>
+#include <QPluginLoader>
+#include <QQuickWindow>
+#include <QScreen>
+#include <clocale>
+#include <random>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "App/Launch.h"
+#include "Runtime/Failure.h"
+#include "X11Windows.h"
+
+namespace ostrel {
+
+namespace {
+
+// Of a conversation, as long as its window shows no more than who it is with.
+constexpr Size kAgentCard = {416, 272};
+constexpr Duration kHideTime = std::chrono::hours(2);
+
+AgentSource sourceOf(const DesktopParts& parts, std::optional<SampleAgents>& samples) {
+  if (!parts.environment.hasArgument(launch::kPreviewAgents)) return AgentSource::of(parts.client);
+  return samples.emplace().source();
+}
+
+}  // namespace
+
+DesktopApplication::DesktopApplication(const Environment& environment)
+    : wayland_(!environment.variable("WAYLAND_DISPLAY").value_or("").empty()) {
+  const std::string display = environment.variable("DISPLAY").value_or("");
+  // Qt ends the program when it fails to start, so we look first.
+  if (!x11::reachable(QByteArray::fromStdString(display)))
+    throw Failure(fmt::format("the display {} can't be reached", display));
+  QPluginLoader platform(QLibraryInfo::path(QLibraryInfo::PluginsPath) +
+                         QStringLiteral("/platforms/libqxcb.so"));
+  if (!platform.load())
+    throw Failure(fmt::format("Qt can't use the display: {}", platform.errorString().toStdString()));
+  // Under Wayland windows can't choose their place; those of X11 can.
+  qputenv("QT_QPA_PLATFORM", "xcb");
+  // Looking for a bus that isn't there would start one.
+  const auto runtime = environment.variable("XDG_RUNTIME_DIR");
+  if (!environment.variable("DBUS_SESSION_BUS_ADDRESS") &&
+      !(runtime && QFileInfo::exists(QString::fromStdString(*runtime + "/bus"))))
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);  // a third of the memory of the others
+  application_.emplace(count_, arguments_);
+  // Qt takes the person's language over for the whole process; numbers in files are none of its business.
+  std::setlocale(LC_NUMERIC, "C");
+  QApplication::setApplicationName(QStringLiteral("Ostrel"));
+  QApplication::setQuitOnLastWindowClosed(false);
+}
+
+std::unique_ptr<Desktop> AppDelegate::open(const DesktopParts& parts) {
+  return std::make_unique<AppDelegate>(parts);
+}
+
+AppDelegate::AppDelegate(DesktopParts parts)
+    : parts_(std::move(parts)),
+      application_(parts_.environment),
+      loop_(parts_.loop),
+      model_(parts_.loop, sourceOf(parts_, samples_)),
+      panels_(engine_, appearance_, parts_.fixture),
+      input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
+      edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
+            {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
+             .stopOutput = [] {}}),
+      notifications_(parts_.complain),
+      player_({parts_.loop, parts_.pool, parts_.tools, parts_.complain}),
+      sounds_(parts_.loop, player_, std::random_device()()),
+      alerts_({parts_.preferences, sounds_, parts_.installed ? &notifications_ : nullptr},
+              [this](const HerdrAgent& agent) { edge_.openAgent(agent); }),
+      shortcut_({parts_.loop, input_, parts_.preferences}, [this] { edge_.togglePanel(); }),
+      status_({.showAgents = [this] { edge_.togglePanel(); },
+               .toggleVisibility = [this] { edge_.toggleVisibility(); },
+               .hideForTwoHours = [this] { edge_.hideFor(kHideTime); },
+               .quit = [] { QApplication::quit(); },
+               .visible = [this] { return edge_.visible(); },
+               .opened = [this] { edge_.menuOpened(); },
+               .closed = [this] { edge_.menuClosed(); }}),
+      notch_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
+      rail_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
+      selector_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
+      agent_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}) {}
+
+AppDelegate::~AppDelegate() {
+  model_.onAgents = {};
+  panels_.unload();
+}
+
+void AppDelegate::makeWindows() {
+  appearance_.setComposited(x11::composited());
+  appearance_.followDesktop();
+  loadViews();
+  if (!parts_.fixture) {
+    if (!QDBusConnection::sessionBus().isConnected())
+      parts_.complain("no session bus: there will be no banners, and no status item");
+    else if (!status_.show())
+      parts_.complain("no status item: the desktop has no status area");
+  }
+  alerts_.requestPermission();
+  shortcut_.update();
+  model_.onAgents = [this](const std::vector<AgentWithLight>& agents) { alerts_.update(agents); };
+  edge_.resizeAgent(kAgentCard);
+}
+
+void AppDelegate::loadViews() {
+  panels_[EdgeWindow::notch].load(QStringLiteral("EdgeNotchView"), notch_);
+  panels_[EdgeWindow::rail].load(QStringLiteral("RailView"), rail_);
+  panels_[EdgeWindow::panel].load(QStringLiteral("OstrelView"), selector_);
+  panels_[EdgeWindow::agent].load(QStringLiteral("HerdrOutputView"), agent_);
+}
+
+void AppDelegate::showWindows() {
+  edge_.start();
+  followDesktop();
+  followClicks();
+}
+
+void AppDelegate::followDesktop() {
+  const auto changed = [this] {
+    edge_.screensChanged();
+    rail_.refresh();  // as many rows as fit
+  };
+  const auto follow = [this, changed](QScreen* screen) {
+    QObject::connect(screen, &QScreen::geometryChanged, &engine_, changed);
+    QObject::connect(screen, &QScreen::availableGeometryChanged, &engine_, changed);
+  };
+  for (QScreen* screen : QGuiApplication::screens()) follow(screen);
+  QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &engine_, [follow, changed](QScreen* screen) {
+    follow(screen);
+    changed();
+  });
+  QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &engine_, changed);
+  QObject::connect(qGuiApp, &QGuiApplication::primaryScreenChanged, &engine_, changed);
+}
+
+void AppDelegate::followClicks() {
+  panels_.onKeyChange = [this] { edge_.keyWindowChanged(); };
+  panels_.onCrossing = [this] { input_.crossed(); };
+  panels_.onCloseAsked = [this](EdgeWindow window) {
+    if (window == EdgeWindow::panel) edge_.hidePanel();
+    if (window == EdgeWindow::agent) edge_.closeAgent();
+  };
+  QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &engine_, [this](QWindow* window) {
+    // Under Wayland a click into another program's window is not told, but the keyboard goes there.
+    if (application_.wayland() && !window) edge_.clicked(pointer());
+  });
+  const auto update = [this] {
+    clicks_.reset();
+    if (*model_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
+  };
+  panelVisible_ = model_.isPanelVisible.observe(update);
+}
+
+void AppDelegate::run() { QApplication::exec(); }
+
+void AppDelegate::stop() { QApplication::quit(); }
+
+void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
+  if (!samples_) {
+    AgentSelection& selection = parts_.client.selection();
+    selection.select(selection.opening(agent), markSeen);
+  }
+  agent_.show(agent);
+}
+
+Point AppDelegate::pointer() const {
+  // Over windows of Wayland's own the X server keeps saying where it was last.
+  constexpr Point kElsewhere{-32'000, -32'000};
+  if (application_.wayland() && !panels_.hasPointer()) return kElsewhere;
+  const QPoint place = QCursor::pos();
+  return {place.x(), place.y()};
+}
+
+}  // namespace ostrel

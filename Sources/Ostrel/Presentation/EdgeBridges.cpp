@@ -1,0 +1,106 @@
+#include "EdgeBridges.h"
+
+#include <utility>
+
+#include "App/OstrelSetting.h"
+#include "App/RailPages.h"
+#include "Runtime/Text.h"
+#include "Words.h"
+
+namespace ostrel {
+
+namespace {
+
+constexpr int kPadding = 8;  // points, below the last row of the rail
+
+QString kindName(RailItem::Kind kind) {
+  return kind == RailItem::Kind::agent  ? QStringLiteral("agent")
+         : kind == RailItem::Kind::more ? QStringLiteral("more")
+                                        : QStringLiteral("list");
+}
+
+}  // namespace
+
+NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
+  subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
+  subscriptions_.push_back(parts_.model.notchAway.observe([this] { Q_EMIT awayChanged(); }));
+  refresh();
+}
+
+void NotchBridge::refresh() {
+  std::vector<Row> rows;
+  if (parts_.preferences.boolean(OstrelSetting::notchLights)) {
+    for (const AgentLight light : parts_.model.notchLights()) {
+      if (rows.size() == edge::kNotchLightLimit) break;
+      rows.push_back({QString::number(rows.size()), {static_cast<int>(light)}});
+    }
+  }
+  lights_.set(rows);
+  QString summary = words::of(parts_.model.notchSummary());
+  if (summary == summary_) return;
+  summary_ = std::move(summary);
+  Q_EMIT changed();
+}
+
+RailBridge::RailBridge(BridgeParts parts) : parts_(std::move(parts)) {
+  subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
+  subscriptions_.push_back(parts_.model.railExpanded.observe([this] { Q_EMIT expandedChanged(); }));
+  refresh();
+}
+
+void RailBridge::refresh() {
+  const auto screen = parts_.screens.main();
+  if (!screen) return;
+  const edge::Counts counts = parts_.edge.counts();
+  const int visible = edge::railRows(*screen, counts);
+  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
+  std::vector<Row> rows;
+  int bottom = 0;
+  for (const RailItem& item : rail::items(visible, counts, 0, false)) {
+    bottom = item.y + item.height;
+    QString key = kindName(item.kind);
+    QVariantList values{key,         item.y,
+                        item.height, static_cast<int>(AgentLight::idle),
+                        QString(),   QStringLiteral("Show agents")};
+    if (item.kind == RailItem::Kind::more) {
+      values[4] = QStringLiteral("+%1").arg(item.index);
+      values[5] = QStringLiteral("%1 more agents").arg(item.index);
+    } else if (item.kind == RailItem::Kind::agent) {
+      const auto& [agent, light] = agents.at(static_cast<std::size_t>(item.index));
+      key = words::of(agent.id());
+      values[3] = static_cast<int>(light);
+      values[4] = words::mark(agent);
+      values[5] = QStringLiteral("%1, %2").arg(words::of(agent.displayTitle(parts_.preferences)),
+                                               words::light(light));
+    }
+    rows.push_back({std::move(key), std::move(values)});
+  }
+  items_.set(rows);
+  const int height = bottom + kPadding;
+  const int offset = (edge::railCollapsedHeight(visible, counts) - height) / 2;
+  if (height == contentHeight_ && offset == offset_) return;
+  contentHeight_ = height;
+  offset_ = offset;
+  Q_EMIT changed();
+}
+
+int RailBridge::entranceDelay(int index) const {
+  using std::chrono::duration_cast;
+  return static_cast<int>(
+      duration_cast<std::chrono::milliseconds>(rail::entranceDelay(index, expanded(), false)).count());
+}
+
+void RailBridge::hover(bool inside) {
+  parts_.edge.hoverPage(inside ? std::optional(RailPage::agents) : std::nullopt);
+}
+
+void RailBridge::open(const QString& key) {
+  for (const auto& [agent, light] : parts_.model.railAgents()) {
+    if (words::of(agent.id()) != key) continue;
+    parts_.edge.openAgent(agent);
+    return;
+  }
+  parts_.edge.openPage(RailPage::agents);
+}
+
+}  // namespace ostrel

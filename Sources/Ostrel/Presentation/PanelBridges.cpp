@@ -1,0 +1,102 @@
+#include "PanelBridges.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "Words.h"
+
+namespace ostrel {
+
+SelectorBridge::SelectorBridge(BridgeParts parts) : parts_(std::move(parts)) {
+  subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
+  subscriptions_.push_back(parts_.model.keyboardSelection.observe([this] { Q_EMIT selectionChanged(); }));
+  refresh();
+}
+
+void SelectorBridge::refresh() {
+  std::unordered_map<std::string, AgentLight> lights;
+  for (const auto& [agent, light] : parts_.model.railAgents()) lights.emplace(agent.id(), light);
+  const std::vector<AgentGroup> groups = parts_.model.agentGroups();
+  std::vector<Row> rows;
+  for (const AgentGroup& group : groups) {
+    if (groups.size() > 1) {
+      rows.push_back({QStringLiteral("project ") + words::of(group.project),
+                      {true, words::of(group.project), QString(), 0, QString()}});
+    }
+    for (const HerdrAgent& agent : group.agents) {
+      const std::string id = agent.id();
+      const auto found = lights.find(id);
+      const AgentLight light = found == lights.end() ? AgentLight::idle : found->second;
+      rows.push_back({words::of(id),
+                      {false, words::of(agent.displayTitle(parts_.preferences)), words::subtitle(agent),
+                       static_cast<int>(light), words::light(light)}});
+    }
+  }
+  rows_.set(rows);
+  QString summary = words::of(parts_.model.selectorSummary());
+  const int agents = static_cast<int>(lights.size());
+  if (summary == summary_ && agents == agents_) return;
+  summary_ = std::move(summary);
+  agents_ = agents;
+  Q_EMIT changed();
+}
+
+QString SelectorBridge::selection() const { return words::of(parts_.model.keyboardSelection->value_or("")); }
+
+void SelectorBridge::hover(const QString& key, bool inside) {
+  if (const auto agent = find(key)) parts_.edge.hoverAgent(*agent, inside);
+}
+
+void SelectorBridge::open(const QString& key) {
+  if (const auto agent = find(key)) parts_.edge.openAgent(*agent);
+}
+
+bool SelectorBridge::press(Key key) {
+  constexpr PanelKey keys[] = {PanelKey::up, PanelKey::down, PanelKey::open, PanelKey::close};
+  return parts_.edge.keyPressed(keys[key]);
+}
+
+std::optional<HerdrAgent> SelectorBridge::find(const QString& key) const {
+  for (const auto& [agent, light] : parts_.model.railAgents()) {
+    if (words::of(agent.id()) == key) return agent;
+  }
+  return std::nullopt;
+}
+
+AgentBridge::AgentBridge(BridgeParts parts)
+    : parts_(std::move(parts)), subscription_(parts_.model.observe([this] { refresh(); })) {}
+
+QString AgentBridge::state() const { return ended_ ? QStringLiteral("Ended") : words::light(light_); }
+
+void AgentBridge::show(const HerdrAgent& agent) {
+  agent_ = agent;
+  refresh();
+}
+
+void AgentBridge::refresh() {
+  if (!agent_) return;
+  const std::string id = agent_->id();
+  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
+  const auto found =
+      std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
+  ended_ = found == agents.end();
+  light_ = ended_ ? AgentLight::idle : found->light;
+  if (!ended_) agent_ = found->agent;
+  title_ = words::of(agent_->displayTitle(parts_.preferences));
+
+  std::vector<Row> rows;
+  const auto add = [&](const char* name, const QString& value) {
+    if (!value.isEmpty()) rows.push_back({QLatin1String(name), {QLatin1String(name), value}});
+  };
+  add("Agent", words::provider(*agent_));
+  add("Project", words::of(agent_->projectLabel()));
+  add("Folder", words::of(agent_->context));
+  add("Runs in", words::host(*agent_));
+  if (const auto& process = agent_->externalProcess)
+    add("Process", QStringLiteral("%1 on %2").arg(process->pid).arg(words::of(process->tty)));
+  facts_.set(rows);
+  Q_EMIT changed();
+}
+
+}  // namespace ostrel

@@ -1,0 +1,74 @@
+#include "SampleAgents.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace ostrel {
+
+namespace {
+
+struct Sample {
+  const char* title;
+  const char* provider;
+  const char* folder;
+  const char* host;
+  const char* state;
+  AgentLight light;
+};
+
+constexpr Sample kSamples[] = {
+    {"Migrate the billing tables", "claude", "/home/mira/code/ledger", "/usr/bin/konsole", "blocked",
+     AgentLight::needsYou},
+    {"Fix flaky checkout test", "codex", "/home/mira/code/ledger", "/usr/bin/konsole", "working",
+     AgentLight::working},
+    {"Explain the retry queue", "claude", "/home/mira/code/ledger", "", "idle", AgentLight::idle},
+    {"Dark mode for the settings page", "claude", "/home/mira/code/storefront", "/usr/bin/kitty", "working",
+     AgentLight::working},
+    {"Upgrade the bundler", "gemini", "/home/mira/code/storefront", "/usr/bin/kitty", "done",
+     AgentLight::done},
+    {"Draft the release notes", "codex", "/home/mira/notes", "/usr/bin/gnome-terminal", "done",
+     AgentLight::done},
+    {"Sort the photo archive", "aider", "/home/mira/notes", "/usr/bin/gnome-terminal", "idle",
+     AgentLight::idle},
+};
+
+}  // namespace
+
+SampleAgents::SampleAgents(std::size_t count) {
+  std::int64_t pid = 4100;
+  for (const Sample& sample : kSamples) {
+    if (agents_.size() == count) break;
+    HerdrAgent agent;
+    agent.externalProcess = ExternalProcess{.pid = pid,
+                                            .parent = pid - 1,
+                                            .started = "Sun Nov 22 21:51:10 2026",
+                                            .executable = sample.provider,
+                                            .tty = "pts/" + std::to_string(agents_.size()),
+                                            .hostApp = {},
+                                            .uid = 1000};
+    if (*sample.host) agent.externalProcess->hostApp = sample.host;
+    agent.session = "external";
+    agent.paneID = std::to_string(pid);
+    agent.title = sample.title;
+    agent.provider = sample.provider;
+    agent.state = sample.state;
+    agent.context = sample.folder;
+    lights_.emplace(agent.id(), sample.light);
+    agents_.push_back(std::move(agent));
+    pid += 37;
+  }
+  inventory_.primary = AgentList(agents_);
+}
+
+AgentSource SampleAgents::source() {
+  return {
+      .inventory = [this]() -> const Inventory& { return inventory_; },
+      .light = [this](const HerdrAgent& agent) { return lights_.at(agent.id()); },
+      .observeStates = [](const AgentList&) {},
+      .reconcilePermissions = [] {},
+      .observe = [this](ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); },
+      .observeRounds =
+          [this](ChangeSignal::Observer observer) { return rounds_.observe(std::move(observer)); }};
+}
+
+}  // namespace ostrel

@@ -1,0 +1,29 @@
+// Made-up agents, for a look at the views without any that run: the pictures of a snapshot run, and
+// `--preview-agents`. Main thread only.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "App/OstrelModel.h"
+
+namespace ostrel {
+
+class SampleAgents {
+ public:
+  // The first `count` of them.
+  explicit SampleAgents(std::size_t count = 7);
+
+  AgentSource source();
+  const std::vector<HerdrAgent>& agents() const { return agents_; }
+
+ private:
+  std::vector<HerdrAgent> agents_;
+  std::map<std::string, AgentLight> lights_;  // by id
+  Inventory inventory_;
+  ChangeSignal changes_;
+  ChangeSignal rounds_;
+};
+
+}  // namespace ostrel

@@ -1,0 +1,45 @@
+#include "Words.h"
+
+#include <QStringList>
+
+#include "Runtime/Text.h"
+
+namespace ostrel::words {
+
+QString light(AgentLight light) {
+  switch (light) {
+    case AgentLight::needsYou:
+      return QStringLiteral("Needs you");
+    case AgentLight::working:
+      return QStringLiteral("Working");
+    case AgentLight::done:
+      return QStringLiteral("Done");
+    case AgentLight::idle:
+      break;
+  }
+  return QStringLiteral("Idle");
+}
+
+QString provider(const HerdrAgent& agent) {
+  if (agent.knownProvider() == AgentProvider::claude) return QStringLiteral("Claude Code");
+  if (agent.knownProvider() == AgentProvider::codex) return QStringLiteral("Codex");
+  return of(text::capitalizedFirst(agent.provider));
+}
+
+QString host(const HerdrAgent& agent) {
+  if (agent.machine) return of(agent.machine->label);
+  return of(text::capitalizedFirst(agent.hostLabel().value_or("")));
+}
+
+QString mark(const HerdrAgent& agent) {
+  const std::string project(text::lastPathComponent(agent.context));
+  return of(text::capitalizedFirst(text::prefixCharacters(project, 2)));
+}
+
+QString subtitle(const HerdrAgent& agent) {
+  QStringList pieces{provider(agent)};
+  if (const QString where = host(agent); !where.isEmpty()) pieces.append(where);
+  return pieces.join(QStringLiteral(" · "));
+}
+
+}  // namespace ostrel::words

@@ -1,0 +1,25 @@
+// The core's values as the words that views show. Pure.
+#pragma once
+
+#include <QString>
+#include <string_view>
+
+#include "Agents/HerdrAgent.h"
+
+namespace ostrel::words {
+
+inline QString of(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+// "Needs you", "Working", "Done", "Idle".
+QString light(AgentLight light);
+// "Claude Code", "Codex"; other agents as they call themselves.
+QString provider(const HerdrAgent& agent);
+// Where it runs: "Konsole", "Herdr", "build-box"; empty where nobody knows.
+QString host(const HerdrAgent& agent);
+// Two letters that tell its project apart in the rail.
+QString mark(const HerdrAgent& agent);
+// "provider · host", what is known of it.
+QString subtitle(const HerdrAgent& agent);
+
+}  // namespace ostrel::words

@@ -1,0 +1,134 @@
+#include "X11Windows.h"
+
+#include <QGuiApplication>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+namespace ostrel::x11 {
+
+namespace {
+
+template <class T>
+using Reply = std::unique_ptr<T, decltype(&std::free)>;
+
+constexpr std::uint32_t kAllDesktops = 0xffffffff;
+
+xcb_connection_t* connection() {
+  auto* const application = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  return application ? application->connection() : nullptr;
+}
+
+xcb_window_t root(xcb_connection_t* c) { return xcb_setup_roots_iterator(xcb_get_setup(c)).data->root; }
+
+xcb_atom_t atom(xcb_connection_t* c, const char* name) {
+  const auto cookie = xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
+  const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c, cookie, nullptr), std::free);
+  return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+std::vector<xcb_atom_t> states(xcb_connection_t* c) {
+  return {atom(c, "_NET_WM_STATE_ABOVE"), atom(c, "_NET_WM_STATE_STICKY"),
+          atom(c, "_NET_WM_STATE_SKIP_TASKBAR"), atom(c, "_NET_WM_STATE_SKIP_PAGER")};
+}
+
+void send(xcb_connection_t* c, xcb_window_t window, const char* type, std::uint32_t first,
+          std::uint32_t second, std::uint32_t third) {
+  xcb_client_message_event_t event{};
+  event.response_type = XCB_CLIENT_MESSAGE;
+  event.format = 32;
+  event.window = window;
+  event.type = atom(c, type);
+  event.data.data32[0] = first;
+  event.data.data32[1] = second;
+  event.data.data32[2] = third;
+  event.data.data32[3] = 1;  // from an application
+  xcb_send_event(c, 0, root(c), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                 reinterpret_cast<const char*>(&event));
+}
+
+QByteArray property(xcb_connection_t* c, xcb_window_t window, const char* name) {
+  const auto cookie = xcb_get_property(c, 0, window, atom(c, name), XCB_ATOM_ANY, 0, 64);
+  const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, nullptr), std::free);
+  if (!reply) return {};
+  return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+          xcb_get_property_value_length(reply.get())};
+}
+
+}  // namespace
+
+bool reachable(const QByteArray& display) {
+  xcb_connection_t* const c = xcb_connect(display.constData(), nullptr);
+  const bool answers = xcb_connection_has_error(c) == 0;
+  xcb_disconnect(c);
+  return answers;
+}
+
+void prepare(const QWindow& window) {
+  xcb_connection_t* const c = connection();
+  if (!c) return;
+  const auto id = static_cast<xcb_window_t>(window.winId());
+  const auto wanted = states(c);
+  xcb_change_property(c, XCB_PROP_MODE_APPEND, id, atom(c, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
+                      static_cast<std::uint32_t>(wanted.size()), wanted.data());
+  xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, atom(c, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1,
+                      &kAllDesktops);
+}
+
+void announce(const QWindow& window) {
+  xcb_connection_t* const c = connection();
+  if (!c) return;
+  const auto id = static_cast<xcb_window_t>(window.winId());
+  constexpr std::uint32_t kAdd = 1;
+  const auto wanted = states(c);
+  for (std::size_t i = 0; i + 1 < wanted.size(); i += 2)
+    send(c, id, "_NET_WM_STATE", kAdd, wanted[i], wanted[i + 1]);
+  send(c, id, "_NET_WM_DESKTOP", kAllDesktops, 2, 0);
+  xcb_flush(c);
+}
+
+void setInput(const QWindow& window, const std::vector<QRect>& parts) {
+  xcb_connection_t* const c = connection();
+  if (!c) return;
+  const qreal scale = window.devicePixelRatio();
+  std::vector<xcb_rectangle_t> rectangles;
+  for (const QRect& part : parts) {
+    const auto pixels = [scale](int points) { return static_cast<int>(std::lround(points * scale)); };
+    rectangles.push_back({static_cast<std::int16_t>(pixels(part.x())),
+                          static_cast<std::int16_t>(pixels(part.y())),
+                          static_cast<std::uint16_t>(pixels(part.width())),
+                          static_cast<std::uint16_t>(pixels(part.height()))});
+  }
+  xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+                       static_cast<xcb_window_t>(window.winId()), 0, 0,
+                       static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
+  xcb_flush(c);
+}
+
+bool composited() {
+  xcb_connection_t* const c = connection();
+  if (!c) return false;
+  const auto cookie = xcb_get_selection_owner(c, atom(c, "_NET_WM_CM_S0"));
+  const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(c, cookie, nullptr),
+                                                     std::free);
+  return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+QByteArray windowManager() {
+  xcb_connection_t* const c = connection();
+  if (!c) return {};
+  const QByteArray check = property(c, root(c), "_NET_SUPPORTING_WM_CHECK");
+  xcb_window_t window = XCB_WINDOW_NONE;
+  if (check.size() < static_cast<qsizetype>(sizeof window)) return {};
+  std::memcpy(&window, check.constData(), sizeof window);
+  return property(c, window, "_NET_WM_NAME");
+}
+
+void flush() {
+  if (xcb_connection_t* const c = connection()) xcb_flush(c);
+}
+
+}  // namespace ostrel::x11

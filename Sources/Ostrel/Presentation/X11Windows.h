@@ -1,0 +1,31 @@
+// What windows at the edge need of the X server beyond what Qt offers. Every call does nothing where Qt does
+// not run on X11. Main thread only.
+#pragma once
+
+#include <QByteArray>
+#include <QRect>
+#include <QWindow>
+#include <vector>
+
+namespace ostrel::x11 {
+
+// Whether a display server answers at the address. To be asked before Qt is started, which ends the program
+// when it gets no answer.
+bool reachable(const QByteArray& display);
+
+// Above others, on every desktop, in no task bar. Window managers forget it whenever a window is hidden:
+// `prepare` before it is shown, `announce` after.
+void prepare(const QWindow& window);
+void announce(const QWindow& window);
+
+// The parts of the window that take clicks; elsewhere they reach what lies below. In the window's own points.
+void setInput(const QWindow& window, const std::vector<QRect>& parts);
+
+// Whether transparent parts of windows show what lies below them.
+bool composited();
+// The window manager by its own name; empty where it has none.
+QByteArray windowManager();
+// Sends what was asked for: Qt 6.4 leaves the raising of a window in its buffer.
+void flush();
+
+}  // namespace ostrel::x11

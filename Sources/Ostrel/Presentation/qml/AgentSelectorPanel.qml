@@ -1,0 +1,136 @@
+import QtQuick
+import Ostrel
+
+// The agent list: what there is in a line, then the agents by project.
+FocusScope {
+    id: root
+
+    required property SelectorBridge bridge
+
+    objectName: "agentSelectorPanel"
+    focus: true
+    Keys.onUpPressed: event => event.accepted = bridge.press(SelectorBridge.Up)
+    Keys.onDownPressed: event => event.accepted = bridge.press(SelectorBridge.Down)
+    Keys.onReturnPressed: event => event.accepted = bridge.press(SelectorBridge.Open)
+    Keys.onEnterPressed: event => event.accepted = bridge.press(SelectorBridge.Open)
+    Keys.onEscapePressed: event => event.accepted = bridge.press(SelectorBridge.Close)
+
+    Column {
+        x: 20
+        y: 18
+        width: root.width - 40
+        spacing: 4
+
+        Text {
+            text: "Agents"
+            color: Theme.text
+            font.pixelSize: Theme.titleSize
+            font.weight: Font.DemiBold
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
+        }
+
+        Text {
+            objectName: "selectorSummary"
+            width: parent.width
+            text: root.bridge.agents > 0 ? root.bridge.summary : "No agents running"
+            color: Theme.secondary
+            elide: Text.ElideRight
+            font.pixelSize: Theme.bodySize
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+    }
+
+    Rectangle {
+        y: Theme.headerHeight - 1
+        width: parent.width
+        height: 1
+        color: Theme.hairline
+    }
+
+    ListView {
+        id: list
+
+        objectName: "agentList"
+        anchors.fill: parent
+        anchors.topMargin: Theme.headerHeight
+        anchors.bottomMargin: Theme.footerHeight
+        topMargin: 6
+        bottomMargin: 6
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+        model: root.bridge.rows
+        delegate: SelectorRow {
+            width: list.width
+            bridge: root.bridge
+        }
+        move: Transition {
+            enabled: Theme.motion
+
+            NumberAnimation {
+                properties: "y"
+                duration: Theme.quick
+                easing.type: Easing.OutCubic
+            }
+        }
+        displaced: move
+        Accessible.role: Accessible.List
+        Accessible.name: "Agents"
+
+        HoverHandler {
+            onHoveredChanged: root.bridge.hoverList(hovered)
+        }
+
+        Connections {
+            target: root.bridge
+
+            function onSelectionChanged() {
+                for (let row = 0; row < list.count; ++row) {
+                    const item = list.itemAtIndex(row) as SelectorRow;
+                    if (item && item.key === root.bridge.selection)
+                        list.positionViewAtIndex(row, ListView.Contain);
+                }
+            }
+        }
+    }
+
+    Text {
+        visible: root.bridge.agents === 0
+        anchors.centerIn: list
+        width: list.width - 64
+        horizontalAlignment: Text.AlignHCenter
+        wrapMode: Text.WordWrap
+        text: "Start claude, codex, gemini or aider in a terminal, and it shows up here."
+        color: Theme.tertiary
+        font.pixelSize: Theme.captionSize
+    }
+
+    Rectangle {
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: Theme.footerHeight
+        width: parent.width
+        height: 1
+        color: Theme.hairline
+    }
+
+    Row {
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        height: Theme.footerHeight
+        spacing: 18
+
+        KeyHint {
+            keys: "↑ ↓"
+            meaning: "Choose"
+        }
+        KeyHint {
+            keys: "↵"
+            meaning: "Open"
+        }
+        KeyHint {
+            keys: "Esc"
+            meaning: "Close"
+        }
+    }
+}

@@ -1,0 +1,79 @@
+import QtQuick
+import Ostrel
+
+// The handle at the edge: one light for each agent, as far as it goes.
+Item {
+    id: root
+
+    required property NotchBridge bridge
+    readonly property rect surface: Qt.rect(0, 0, width + Theme.notchRadius, height)
+    readonly property real surfaceRadius: Theme.notchRadius
+    readonly property color surfaceColor: Theme.surfaceBottom
+
+    objectName: "edgeNotchView"
+    clip: true
+    Accessible.role: Accessible.Button
+    Accessible.name: "Ostrel. " + bridge.summary
+    Accessible.description: "Show agents"
+    Accessible.onPressAction: bridge.open()
+
+    HoverHandler {
+        onHoveredChanged: if (hovered) root.bridge.entered()
+    }
+
+    TapHandler {
+        acceptedButtons: Qt.LeftButton
+        onTapped: root.bridge.open()
+    }
+
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+        onTapped: root.bridge.menu()
+    }
+
+    Glass {
+        id: handle
+
+        // Its right corners lie beyond the screen.
+        width: root.width + Theme.notchRadius
+        height: root.height
+        radius: Theme.notchRadius
+        shadow: 0
+        x: root.bridge.away ? root.width : 0
+
+        Behavior on x {
+            enabled: Theme.motion
+
+            Spring {
+                response: root.bridge.away ? 0.22 : 0.35
+                dampingFraction: root.bridge.away ? 0.82 : 1
+            }
+        }
+
+        Column {
+            x: (root.width - Theme.lightSize) / 2
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: Theme.lightPitch - Theme.lightSize
+
+            Repeater {
+                model: root.bridge.lights
+
+                NotchLight {
+                    animating: !root.bridge.away
+                }
+            }
+        }
+
+        // A grip, while there is no light to show.
+        Rectangle {
+            visible: root.bridge.lights.count === 0
+            x: (root.width - width) / 2
+            anchors.verticalCenter: parent.verticalCenter
+            width: 4
+            height: 24
+            radius: 2
+            color: Theme.tertiary
+            opacity: 0.6
+        }
+    }
+}

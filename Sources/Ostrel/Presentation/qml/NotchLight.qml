@@ -1,0 +1,63 @@
+import QtQuick
+import Ostrel
+
+// One agent's light. It pulses while its agent works or waits, and somebody can see it.
+Item {
+    id: root
+
+    required property int light
+    property bool animating: true
+    readonly property bool pulsing: animating && visible && Theme.motion && light < 2 && Window.visibility !== Window.Hidden
+    property real phase: 0
+
+    implicitWidth: Theme.lightSize
+    implicitHeight: Theme.lightSize
+
+    Rectangle {
+        readonly property real reach: 2 + 3 * root.phase
+
+        anchors.fill: parent
+        anchors.margins: -reach
+        visible: root.light < 3
+        radius: width / 2
+        color: Theme.lights[root.light]
+        opacity: 0.22 - 0.12 * root.phase
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        radius: width / 2
+        color: Theme.lights[root.light]
+        opacity: 1 - 0.25 * root.phase
+        scale: 1 - 0.08 * root.phase
+
+        Behavior on color {
+            enabled: Theme.motion
+
+            ColorAnimation {
+                duration: Theme.quick
+            }
+        }
+    }
+
+    SequentialAnimation {
+        running: root.pulsing
+        loops: Animation.Infinite
+        onRunningChanged: if (!running) root.phase = 0
+
+        NumberAnimation {
+            target: root
+            property: "phase"
+            to: 1
+            duration: Theme.pulse / 2
+            easing.type: Easing.InOutQuad
+        }
+        NumberAnimation {
+            target: root
+            property: "phase"
+            to: 0
+            duration: Theme.pulse / 2
+            easing.type: Easing.InOutQuad
+        }
+    }
+}

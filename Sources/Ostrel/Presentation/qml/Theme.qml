@@ -1,0 +1,51 @@
+pragma Singleton
+import QtQuick
+import Ostrel
+
+// Colours, sizes and durations of every view.
+QtObject {
+    readonly property bool dark: Appearance.dark
+    readonly property bool motion: !Appearance.reducedMotion
+    readonly property bool shadows: Appearance.composited
+
+    // Surfaces. Opaque where the desktop shows no transparency.
+    readonly property real glass: Appearance.composited ? 0.96 : 1
+    readonly property color surfaceTop: dark ? Qt.rgba(0.157, 0.173, 0.204, glass) : Qt.rgba(1, 1, 1, glass)
+    readonly property color surfaceBottom: dark ? Qt.rgba(0.118, 0.129, 0.157, glass) : Qt.rgba(0.957, 0.965, 0.976, glass)
+    readonly property color border: dark ? Qt.rgba(1, 1, 1, 0.11) : Qt.rgba(0.08, 0.12, 0.2, 0.13)
+    readonly property color gleam: dark ? Qt.rgba(1, 1, 1, 0.07) : Qt.rgba(1, 1, 1, 0.9)
+    readonly property color hairline: dark ? Qt.rgba(1, 1, 1, 0.07) : Qt.rgba(0.08, 0.12, 0.2, 0.08)
+    readonly property color hovered: dark ? Qt.rgba(1, 1, 1, 0.06) : Qt.rgba(0.08, 0.16, 0.3, 0.05)
+    readonly property color chosen: dark ? Qt.rgba(0.43, 0.62, 1, 0.17) : Qt.rgba(0.16, 0.42, 0.92, 0.1)
+    readonly property color pressed: dark ? Qt.rgba(1, 1, 1, 0.1) : Qt.rgba(0.08, 0.16, 0.3, 0.09)
+
+    // Text.
+    readonly property color text: dark ? "#eef1f6" : "#171c25"
+    readonly property color secondary: dark ? "#a3adbd" : "#5a6577"
+    readonly property color tertiary: dark ? "#7b8698" : "#7a8496"
+    readonly property int titleSize: 16
+    readonly property int bodySize: 13
+    readonly property int captionSize: 11
+
+    // By the number of a light: needs you, working, done, idle.
+    readonly property list<color> lights: dark ? ["#ffb340", "#5aa2ff", "#3fd28b", "#6b7588"] : ["#ef8f00", "#2f7cf6", "#18a764", "#aeb7c4"]
+    readonly property list<color> lightTexts: dark ? ["#ffc466", "#8dbdff", "#6fe0aa", "#8e98a9"] : ["#a55c00", "#1c5fd0", "#0e7a48", "#687386"]
+
+    // Sizes, in points.
+    readonly property int margin: 8
+    readonly property int spacing: 12
+    readonly property int lightSize: 9
+    readonly property int lightPitch: 17
+    readonly property int rowHeight: 54
+    readonly property int headingHeight: 32
+    readonly property int headerHeight: 76
+    readonly property int footerHeight: 40
+    readonly property int panelRadius: 16
+    readonly property int railRadius: 18
+    readonly property int notchRadius: 13
+    readonly property int rowRadius: 10
+
+    // Durations, in milliseconds.
+    readonly property int quick: motion ? 120 : 0
+    readonly property int pulse: 1200
+}

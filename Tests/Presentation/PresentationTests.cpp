@@ -1,0 +1,138 @@
+// The parts of the windows that need no display.
+#include <QCoreApplication>
+#include <QTimer>
+#include <random>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "NestedLoop.h"
+#include "RowModel.h"
+#include "X11Input.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A list as a view keeps it, made of what the model tells alone.
+class Follower {
+ public:
+  explicit Follower(const RowModel& model) : model_(model) {
+    using Model = QAbstractItemModel;
+    QObject::connect(&model, &Model::rowsInserted, &model, [this](const QModelIndex&, int first, int last) {
+      for (int i = first; i <= last; ++i) keys.insert(i, at(i));
+    });
+    QObject::connect(&model, &Model::rowsRemoved, &model, [this](const QModelIndex&, int first, int last) {
+      keys.remove(first, last - first + 1);
+    });
+    QObject::connect(&model, &Model::rowsMoved, &model,
+                     [this](const QModelIndex&, int from, int, const QModelIndex&, int to) {
+                       keys.move(from, to > from ? to - 1 : to);
+                     });
+    QObject::connect(&model, &Model::dataChanged, &model,
+                     [this](const QModelIndex& first) { changed.append(first.row()); });
+  }
+  QList<QString> keys;
+  QList<int> changed;
+
+ private:
+  QString at(int row) const { return model_.rows()[static_cast<std::size_t>(row)].key; }
+  const RowModel& model_;
+};
+
+TEST(RowModelTest, AViewThatFollowsItsWordsAlwaysHasItsRows) {
+  RowModel model({"light"});
+  Follower view(model);
+  std::mt19937 random(7);
+  for (int round = 0; round < 300; ++round) {
+    std::vector<Row> rows;
+    for (int key = 0; key < 9; ++key) {
+      if (random() % 3 != 0) rows.push_back({QString::number(key), {static_cast<int>(random() % 2)}});
+    }
+    std::ranges::shuffle(rows, random);
+    model.set(rows);
+    ASSERT_EQ(model.rows(), rows);
+    QList<QString> keys;
+    for (const Row& row : rows) keys.append(row.key);
+    ASSERT_EQ(view.keys, keys);
+  }
+}
+
+TEST(RowModelTest, OnlyWhatChangedIsTold) {
+  RowModel model({"light", "title"});
+  model.set({{QStringLiteral("a"), {1, 2}}, {QStringLiteral("b"), {1, 2}}});
+  Follower view(model);
+  model.set({{QStringLiteral("a"), {1, 2}}, {QStringLiteral("b"), {1, 3}}});
+  EXPECT_EQ(view.changed, QList<int>{1});
+  const auto title = model.roleNames().key("title");
+  EXPECT_EQ(model.data(model.index(1), title), 3);
+  EXPECT_FALSE(model.data(model.index(2), title).isValid());
+}
+
+TEST(ModifierTrackerTest, OnlyControlByItselfCounts) {
+  using Key = ModifierTracker::Key;
+  using enum ModifierState;
+  ModifierTracker keys;
+  EXPECT_TRUE(keys.pressed(Key::control, 37));
+  EXPECT_EQ(keys.state(), controlAlone);
+  EXPECT_FALSE(keys.pressed(Key::control, 105)) << "the other Control changes nothing";
+  EXPECT_FALSE(keys.released(105));
+  EXPECT_TRUE(keys.released(37));
+  EXPECT_EQ(keys.state(), none);
+  EXPECT_FALSE(keys.released(37)) << "some keyboards tell of a release twice";
+
+  keys.pressed(Key::control, 37);
+  EXPECT_TRUE(keys.pressed(Key::other, 38));
+  EXPECT_EQ(keys.state(), other);
+  EXPECT_FALSE(keys.released(38)) << "Control with a letter stays spoiled until it is up";
+  EXPECT_TRUE(keys.released(37));
+  EXPECT_EQ(keys.state(), none);
+
+  keys.pressed(Key::modifier, 50);
+  EXPECT_FALSE(keys.pressed(Key::control, 37));
+  EXPECT_FALSE(keys.released(50));
+  EXPECT_EQ(keys.state(), other) << "Shift was in it";
+  keys.released(37);
+
+  EXPECT_TRUE(keys.spoiled()) << "a click";
+  EXPECT_TRUE(keys.pressed(Key::control, 37));
+  EXPECT_EQ(keys.state(), controlAlone) << "before the tap, not in it";
+}
+
+TEST(NestedLoopTest, TimersPostsAndDescriptorsRunInsideQtsLoop) {
+  int count = 1;
+  char name[] = "test";
+  char* arguments[] = {name, nullptr};
+  QCoreApplication application(count, arguments);
+  EpollLoop loop;
+  const NestedLoop nested(loop);
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  std::string order;
+  const Watch watch = loop.watch(ends[0], {.read = true}, [&](Interest) {
+    char byte;
+    ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+    order += byte;
+    // A dialog's loop inside a callback: neither it nor what it serves may spin or stop for good.
+    QTimer::singleShot(0, &application, [&] { order += 'q'; });
+    QCoreApplication::processEvents();
+    loop.post([&] { QCoreApplication::quit(); });
+  });
+  Timer timer;
+  loop.post([&] {
+    order += 'p';
+    timer = loop.after(1ms, [&] {
+      order += 't';
+      ASSERT_EQ(::write(ends[1], "w", 1), 1);
+    });
+  });
+  QTimer::singleShot(20s, &application, [] { QCoreApplication::exit(1); });
+  EXPECT_EQ(QCoreApplication::exec(), 0);
+  EXPECT_EQ(order, "ptwq");
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
+}  // namespace
+}  // namespace ostrel
