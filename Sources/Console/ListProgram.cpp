@@ -41,10 +41,18 @@ ListProgram::ListProgram(Parts parts, Options options, Output output)
 
 void ListProgram::start() {
   HerdrClient& client = parts_.client;
+  // One list is wanted as soon as it is whole; a list that is kept shown is not to flicker.
+  const auto look = [this] {
+    if (options_.command == Options::Command::agents) {
+      changed_.raise();
+    } else {
+      shows_.request();
+    }
+  };
   // A light depends on the time too, so every scan is a reason to look.
-  scans_ = client.local().scans().observe([this] { shows_.request(); });
-  passes_ = client.codexDiscovery().passes().observe([this] { shows_.request(); });
-  changes_ = client.changes().observe([this] { shows_.request(); });
+  scans_ = client.local().scans().observe(look);
+  passes_ = client.codexDiscovery().passes().observe(look);
+  changes_ = client.changes().observe(look);
   if (options_.command == Options::Command::agents) {
     deadline_ = parts_.loop.after(options_.wait, [this] {
       const std::chrono::duration<double> seconds = options_.wait;
