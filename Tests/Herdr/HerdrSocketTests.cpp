@@ -1,6 +1,7 @@
 #include <atomic>
 #include <cstring>
 #include <functional>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -124,6 +125,25 @@ TEST(HerdrSocket, EventsArriveUntilTheStreamBreaks) {
     EXPECT_EQ(failureOf([&] { HerdrSocket::events(newer.path(), 7, panes, [] {}, {}); }),
               "Herdr API version changed.");
   }
+}
+
+// What the system refuses is said in words too.
+TEST(HerdrSocket, SaysWhatTheSystemRefused) {
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+  UniqueFd peer(ends[0]);
+  HerdrSocket::Wire wire{UniqueFd(ends[1])};
+  rlimit usual{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const rlimit none{1, usual.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::string opening = failureOf([] { HerdrSocket::Wire("/nowhere"); });
+  const std::string reading = failureOf([&] { wire.next(std::nullopt, {}); });  // too many to wait for
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+  EXPECT_EQ(opening, "Cannot open Herdr socket.");
+  EXPECT_EQ(reading, "Herdr socket read failed.");
+  peer.reset();
+  EXPECT_EQ(failureOf([&] { wire.send("read", "pane.read", Json::object()); }), "Herdr socket write failed.");
 }
 
 }  // namespace
