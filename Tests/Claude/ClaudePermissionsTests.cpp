@@ -59,7 +59,7 @@ TEST(ClaudeSettingsTest, KeepsTheFileAsItsOwnerWroteIt) {
   for (const char* file :
        {"{\r\n \"b\": [1,\r\n  3],\r\n \"hooks\": {\r\n  \"PermissionRequest\": [\r\n   $\r\n  ]\r\n "
         "}\r\n}\r\n",
-        R"({ "b": 1, "hooks": { "PreToolUse": [$], "PermissionRequest": [ $ ] }, "a": -0.0 })",
+        "{\r\n}", R"({ "b": 1, "hooks": { "PreToolUse": [$], "PermissionRequest": [ $ ] }, "a": -0.0 })",
         "\xEF\xBB\xBF{\"a\\/b\": \"\\u00e9\\ud83d\\ude00 } ] \\\\\"}\n\n\n",
         "{\n\"hooks\":{\"PermissionRequest\":[{\n\"hooks\":[]}]}}",
         "{\n\n  \"allow\" : [ ] ,\n  \"hooks\" :\n  {\n    \"Stop\" : [ $ ]\n  }\n\n}",

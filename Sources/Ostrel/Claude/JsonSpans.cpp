@@ -144,7 +144,9 @@ void JsonSpans::replace(const Container& parent, const Item& item, const Value& 
 
 void JsonSpans::remove(const Container& from, const std::vector<const Item*>& items) {
   if (items.size() == from.items.size()) {
-    edits_.push_back({{from.span.begin + 1, from.span.end - 1}, ""});
+    // A text whose only line ends were in here keeps one, so that the next edit knows their kind.
+    const bool keepsLine = newline_ == "\r\n" && isPretty(from);
+    edits_.push_back({{from.span.begin + 1, from.span.end - 1}, keepsLine ? newline_ : ""});
   } else {
     cut(from, items, "");
   }
