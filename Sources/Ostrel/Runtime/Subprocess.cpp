@@ -7,13 +7,13 @@
 #include <fcntl.h>
 #include <optional>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "Runtime/Failure.h"
+#include "Runtime/Spawn.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
@@ -31,42 +31,12 @@ int millisecondsUntil(TimePoint end) {
   return static_cast<int>(std::clamp<std::int64_t>(left, 0, 3'600'000));
 }
 
-std::vector<char*> pointers(std::vector<std::string>& words) {
-  std::vector<char*> list;
-  for (std::string& word : words) list.push_back(word.data());
-  list.push_back(nullptr);
-  return list;
-}
-
 // The running child. Ended and waited for when it goes.
 class Child {
  public:
   Child(const std::string& executable, const std::vector<std::string>& arguments,
-        const std::map<std::string, std::string>& environment, int output) {
-    std::vector<std::string> words = {executable};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables;
-    for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
-
-    posix_spawn_file_actions_t files;
-    posix_spawnattr_t attributes;
-    ::posix_spawn_file_actions_init(&files);
-    ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
-    ::posix_spawn_file_actions_adddup2(&files, output, STDERR_FILENO);
-    ::posix_spawnattr_init(&attributes);
-    ::posix_spawnattr_setflags(&attributes,
-                               POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::posix_spawnattr_setsigmask(&attributes, &signals);
-    ::sigfillset(&signals);
-    ::posix_spawnattr_setsigdefault(&attributes, &signals);
-    const int error = ::posix_spawn(&pid_, executable.c_str(), &files, &attributes, pointers(words).data(),
-                                    pointers(variables).data());
-    ::posix_spawnattr_destroy(&attributes);
-    ::posix_spawn_file_actions_destroy(&files);
-    if (error != 0) throw Failure::ofErrno("Could not start " + executable, error);
+        const std::map<std::string, std::string>& environment, int output)
+      : pid_(spawn(executable, arguments, environment, output, SpawnGroup::process)) {
     pidfd_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
   }
   Child(const Child&) = delete;

@@ -1,0 +1,58 @@
+#include "Runtime/Spawn.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include "Runtime/Failure.h"
+
+namespace ostrel {
+
+namespace {
+
+std::vector<char*> pointers(std::vector<std::string>& words) {
+  std::vector<char*> list;
+  for (std::string& word : words) list.push_back(word.data());
+  list.push_back(nullptr);
+  return list;
+}
+
+}  // namespace
+
+pid_t spawn(const std::string& executable, const std::vector<std::string>& arguments,
+            const std::map<std::string, std::string>& environment, int output, SpawnGroup group) {
+  std::vector<std::string> words = {executable};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+
+  posix_spawn_file_actions_t files;
+  posix_spawnattr_t attributes;
+  ::posix_spawn_file_actions_init(&files);
+  ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+    if (output < 0)
+      ::posix_spawn_file_actions_addopen(&files, stream, "/dev/null", O_WRONLY, 0);
+    else
+      ::posix_spawn_file_actions_adddup2(&files, output, stream);
+  }
+  ::posix_spawnattr_init(&attributes);
+  const int own = group == SpawnGroup::session ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
+  ::posix_spawnattr_setflags(&attributes,
+                             static_cast<short>(own | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::posix_spawnattr_setsigmask(&attributes, &signals);
+  ::sigfillset(&signals);
+  ::posix_spawnattr_setsigdefault(&attributes, &signals);
+  pid_t pid = -1;
+  const int error = ::posix_spawn(&pid, executable.c_str(), &files, &attributes, pointers(words).data(),
+                                  pointers(variables).data());
+  ::posix_spawnattr_destroy(&attributes);
+  ::posix_spawn_file_actions_destroy(&files);
+  if (error != 0) throw Failure::ofErrno("Could not start " + executable, error);
+  return pid;
+}
+
+}  // namespace ostrel
