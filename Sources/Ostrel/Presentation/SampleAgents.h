@@ -17,6 +17,8 @@ class SampleAgents {
 
   AgentSource source();
   const std::vector<HerdrAgent>& agents() const { return agents_; }
+  // One more, in a pane.
+  static HerdrAgent pane();
 
  private:
   std::vector<HerdrAgent> agents_;
