@@ -7,6 +7,7 @@ FocusScope {
 
     property var items: []
     property int current: -1
+    property point place
 
     signal shown(bool open)
 
@@ -14,10 +15,7 @@ FocusScope {
         items = choices;
         current = -1;
         visible = true;
-        const left = Math.min(x, width - menu.width - 8);
-        const top = Math.min(y, height - menu.height - 8);
-        menu.x = Math.max(8, left);
-        menu.y = Math.max(8, top);
+        place = Qt.point(x, y);
         forceActiveFocus();
         shown(true);
     }
@@ -69,6 +67,8 @@ FocusScope {
     Glass {
         id: menu
 
+        x: Math.max(8, Math.min(root.place.x, root.width - width - 8))
+        y: Math.max(8, Math.min(root.place.y, root.height - height - 8))
         width: Math.max(200, column.widest + 12)
         height: column.height + 12
         radius: 11

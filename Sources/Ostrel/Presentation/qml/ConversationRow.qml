@@ -129,4 +129,11 @@ Item {
             onMenuWanted: (x, y, selected, link) => root.passOn(this, x, y, selected, link)
         }
     }
+
+    // Beside the text, too.
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+        gesturePolicy: TapHandler.ReleaseWithinBounds
+        onTapped: event => root.menuWanted(event.position.x, event.position.y, "", "")
+    }
 }

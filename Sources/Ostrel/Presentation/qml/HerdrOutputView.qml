@@ -21,7 +21,7 @@ Item {
     function endFind() {
         finding = false;
         bridge.findText = "";
-        scope.forceActiveFocus();
+        reader.forceActiveFocus();
     }
 
     function toStart() {
@@ -78,13 +78,12 @@ Item {
         function onShownAgent() {
             menu.close();
             header.done(false);
+            reader.forceActiveFocus();
             root.finding = false;
         }
     }
 
     FocusScope {
-        id: scope
-
         anchors.fill: parent
         focus: true
         Keys.onEscapePressed: root.finding ? root.endFind() : root.bridge.close()
@@ -116,6 +115,13 @@ Item {
                 event.accepted = false;
         }
 
+        // Has the keyboard while nothing else wants it.
+        Item {
+            id: reader
+
+            focus: true
+        }
+
         Glass {
             x: root.surface.x
             y: root.surface.y
@@ -129,7 +135,7 @@ Item {
                 bridge: root.bridge
                 onFindWanted: root.finding ? root.endFind() : root.find()
                 onMenuWanted: (x, y) => root.openMenu(x + root.surface.x - 200, y + root.surface.y, "", "", "")
-                onRenamingChanged: if (!renaming) scope.forceActiveFocus()
+                onRenamingChanged: if (!renaming) reader.forceActiveFocus()
             }
 
             SectionSwitch {
@@ -184,6 +190,7 @@ Item {
 
                 TapHandler {
                     acceptedButtons: Qt.RightButton
+                    gesturePolicy: TapHandler.ReleaseWithinBounds
                     onTapped: event => {
                         const place = page.mapToItem(root, event.position.x, event.position.y);
                         root.openMenu(place.x, place.y, "", "", "");
@@ -225,7 +232,7 @@ Item {
                 onShown: open => {
                     root.bridge.menuShown(open);
                     if (!open)
-                        scope.forceActiveFocus();
+                        reader.forceActiveFocus();
                 }
             }
         }

@@ -56,6 +56,7 @@ TextEdit {
 
     TapHandler {
         acceptedButtons: Qt.RightButton
+        gesturePolicy: TapHandler.ReleaseWithinBounds
         onTapped: event => root.menuWanted(event.position.x, event.position.y, root.selectedText, root.linkAt(event.position.x, event.position.y))
     }
 }

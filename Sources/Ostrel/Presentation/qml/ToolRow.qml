@@ -13,10 +13,20 @@ Item {
     implicitHeight: Math.max(20, line.implicitHeight + 4)
 
     NotchLight {
-        x: 2
+        visible: root.running
+        x: 5
         y: 6
-        scale: 0.7
-        light: root.running ? 1 : 3
+        light: 1
+    }
+
+    Rectangle {
+        visible: !root.running
+        x: 7
+        y: 8
+        width: 5
+        height: 5
+        radius: 2.5
+        color: Theme.tertiary
     }
 
     Text {
