@@ -81,8 +81,15 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
   loop_.runFor(2s);
   EXPECT_EQ(shown(), "first | The file has gone.");
 
-  // A switch: what is under way for the other agent is dropped, what was seen of it is there at once.
   problem_.clear();
+  texts_.clear();
+  loop_.runFor(2s);
+  EXPECT_EQ(shown(), "first | No conversation messages available yet.") << "a file cut to nothing";
+  texts_ = {"first"};
+  loop_.runFor(2s);
+  EXPECT_EQ(shown(), "first | ");
+
+  // A switch: what is under way for the other agent is dropped, what was seen of it is there at once.
   texts_ = {"second"};
   selected_.open(agents_[1]);
   loop_.runFor(100ms);

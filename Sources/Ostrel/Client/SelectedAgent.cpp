@@ -121,9 +121,13 @@ Task<void> SelectedAgent::loadHistory(std::string key, std::optional<std::string
     AgentTranscriptSnapshot snapshot =
         co_await doors_.loadHistory(std::move(reference), std::move(kind), std::move(provider));
     nowLoading({});
-    shown_.transcriptNotice.set(snapshot.messages.empty()
-                                    ? std::optional<std::string>("No conversation messages available yet.")
-                                    : std::nullopt);
+    if (snapshot.messages.empty()) {
+      shown_.transcriptNotice.set("No conversation messages available yet.");
+      // A file that is being replaced can be empty for a moment: that is no reason to blank what is read.
+      if (!shown_.transcript->empty()) co_return;
+    } else {
+      shown_.transcriptNotice.set(std::nullopt);
+    }
     shown_.sessionDetails.set(snapshot.details);
     if (snapshot.messages != *shown_.transcript) shown_.transcript.set(snapshot.messages);
     histories_.put(key, std::move(snapshot));
