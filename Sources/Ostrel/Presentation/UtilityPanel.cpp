@@ -58,9 +58,26 @@ UtilityPanel::UtilityPanel(QQmlEngine& engine, Appearance& appearance, const QSt
   connect(&appearance, &Appearance::changed, this, &UtilityPanel::reshape);
 }
 
-void UtilityPanel::load(const QString& component, QObject& bridge) {
-  loadView(*this, component, bridge);
-  connect(rootObject(), SIGNAL(surfaceChanged()), this, SLOT(reshape()));
+void UtilityPanel::setView(const QString& component, QObject& bridge) {
+  component_ = component;
+  bridge_ = &bridge;
+}
+
+void UtilityPanel::makeView() {
+  if (rootObject() || !bridge_) return;
+  try {
+    loadView(*this, component_, *bridge_);
+    connect(rootObject(), SIGNAL(surfaceChanged()), this, SLOT(reshape()));
+  } catch (const Failure& failure) {
+    qCritical("%s", failure.message().c_str());
+  }
+}
+
+void UtilityPanel::rest() {
+  if (isVisible()) return;
+  motion_.stop();
+  setSource({});
+  destroy();
 }
 
 void UtilityPanel::place(const Rect& frame) {
@@ -74,6 +91,7 @@ void UtilityPanel::present(bool key) {
   if (!isVisible()) {
     setProperty("_q_showWithoutActivating", !key);
     setFlag(Qt::WindowDoesNotAcceptFocus, !key && managerHeedsRefusal());
+    makeView();
     create();
     x11::prepare(*this);
     reshape();

@@ -23,8 +23,10 @@ class UtilityPanel final : public QQuickView {
  public:
   UtilityPanel(QQmlEngine& engine, Appearance& appearance, const QString& name);
 
-  // See `loadView`.
-  void load(const QString& component, QObject& bridge);
+  // What the window shows, as `loadView` takes it. The view is made when the window is first shown.
+  void setView(const QString& component, QObject& bridge);
+  // Gives back the view, and what it was drawn with, of a window that is hidden.
+  void rest();
 
   void place(const Rect& frame);
   void present(bool key);
@@ -47,11 +49,14 @@ class UtilityPanel final : public QQuickView {
   void reshape();
 
  private:
+  void makeView();
   void engage();
   QRect surface() const;
   void setProgress(double opacity, double slide);
 
   Appearance& appearance_;
+  QString component_;
+  QObject* bridge_ = nullptr;
   QVariantAnimation motion_;
   double opacity_ = 1;
   bool engaged_ = false;
