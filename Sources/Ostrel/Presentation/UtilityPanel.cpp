@@ -167,10 +167,20 @@ QRect UtilityPanel::surface() const {
   return rootObject() ? rootObject()->property("surface").toRectF().toAlignedRect() : QRect();
 }
 
+// xfwm4 gives a window a frame when it is shown, and heeds no shape that was set before.
+void UtilityPanel::exposeEvent(QExposeEvent* event) {
+  QQuickView::exposeEvent(event);
+  if (isExposed()) shapeInput();
+}
+
+void UtilityPanel::shapeInput() {
+  x11::setInput(*this, takesClicks_ ? std::vector{surface()} : std::vector<QRect>{});
+}
+
 void UtilityPanel::reshape() {
   if (!handle()) return;
   const QRect covered = surface();
-  x11::setInput(*this, takesClicks_ ? std::vector{covered} : std::vector<QRect>{});
+  shapeInput();
   if (appearance_.composited() || !rootObject()) {
     setColor(Qt::transparent);
     setMask({});

@@ -44,6 +44,7 @@ class UtilityPanel final : public QQuickView {
 
  protected:
   bool event(QEvent* event) override;
+  void exposeEvent(QExposeEvent* event) override;
 
  private Q_SLOTS:
   void reshape();
@@ -52,6 +53,7 @@ class UtilityPanel final : public QQuickView {
   void makeView();
   void engage();
   QRect surface() const;
+  void shapeInput();
   void setProgress(double opacity, double slide);
 
   Appearance& appearance_;

@@ -33,6 +33,7 @@ bool UtilityPanels::hasPointer() const {
 
 void UtilityPanels::unload() {
   restTimer_.reset();
+  backTimer_.reset();
   for (const auto& panel : panels_) {
     panel->hide();
     panel->setSource({});
@@ -40,6 +41,7 @@ void UtilityPanels::unload() {
 }
 
 void UtilityPanels::show(EdgeWindow window, bool key) {
+  backTimer_.reset();
   (*this)[window].present(key && !inert_);
   awaitRest();
 }
@@ -48,7 +50,15 @@ void UtilityPanels::hide(EdgeWindow window) {
   UtilityPanel& panel = (*this)[EdgeWindow::panel];
   const bool goesBack = window == EdgeWindow::agent && isKey(window) && panel.isVisible();
   (*this)[window].hide();
-  if (goesBack) panel.present(true);
+  backTimer_.reset();
+  if (goesBack) {
+    panel.present(true);
+    // KWin and xfwm4 look for a window of their own choice when one goes, whatever was asked for meanwhile.
+    backTimer_ = loop_.after(kManagersChoice, [this] {
+      UtilityPanel& again = (*this)[EdgeWindow::panel];
+      if (again.isVisible() && !again.isActive()) again.present(true);
+    });
+  }
   awaitRest();
 }
 

@@ -21,6 +21,9 @@ class UtilityPanels final : public EdgeWindows {
   // made anew when they are next asked for.
   static constexpr Duration kRest = std::chrono::seconds(10);
 
+  // How long a window manager may take to give the keyboard of a window that went to another.
+  static constexpr Duration kManagersChoice = std::chrono::milliseconds(60);
+
   // `inert`: the windows take no clicks at all.
   UtilityPanels(MainLoop& loop, QQmlEngine& engine, Appearance& appearance, bool inert);
 
@@ -56,6 +59,7 @@ class UtilityPanels final : public EdgeWindows {
   const bool inert_;
   std::array<std::unique_ptr<UtilityPanel>, 4> panels_;
   Timer restTimer_;
+  Timer backTimer_;
 };
 
 class DesktopScreens final : public Screens {
