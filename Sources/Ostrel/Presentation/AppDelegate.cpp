@@ -131,6 +131,10 @@ void AppDelegate::followDesktop() {
   const auto follow = [this, changed](QScreen* screen) {
     QObject::connect(screen, &QScreen::geometryChanged, &engine_, changed);
     QObject::connect(screen, &QScreen::availableGeometryChanged, &engine_, changed);
+    // Later: Qt tells before it has followed itself.
+    QObject::connect(
+        screen, &QScreen::logicalDotsPerInchChanged, &engine_, [this] { panels_.scaleChanged(); },
+        Qt::QueuedConnection);
   };
   for (QScreen* screen : QGuiApplication::screens()) follow(screen);
   QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &engine_, [follow, changed](QScreen* screen) {

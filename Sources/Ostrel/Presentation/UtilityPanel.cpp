@@ -163,6 +163,15 @@ void UtilityPanel::engage() {
   x11::flush();
 }
 
+// Shapes are in pixels. Qt takes a turn to follow, and draws anew only what is of another size afterwards.
+void UtilityPanel::scaleChanged() {
+  if (!isVisible()) return;
+  const QSize size = this->size();
+  resize(size.width() + 1, size.height());
+  resize(size);
+  reshape();
+}
+
 QRect UtilityPanel::surface() const {
   return rootObject() ? rootObject()->property("surface").toRectF().toAlignedRect() : QRect();
 }

@@ -32,6 +32,8 @@ class UtilityPanel final : public QQuickView {
   void present(bool key);
   void animate(const WindowMotion& motion);
   void takeClicks(bool takes);
+  // A point of the screen has another number of pixels now.
+  void scaleChanged();
   // It has the keyboard, and was given it: by a click, a key, or by being shown so. A window manager that
   // lets the keyboard follow the pointer does not count.
   bool isKey() const { return isActive() && engaged_; }

@@ -40,6 +40,10 @@ void UtilityPanels::unload() {
   }
 }
 
+void UtilityPanels::scaleChanged() {
+  for (const auto& panel : panels_) panel->scaleChanged();
+}
+
 void UtilityPanels::show(EdgeWindow window, bool key) {
   backTimer_.reset();
   (*this)[window].present(key && !inert_);

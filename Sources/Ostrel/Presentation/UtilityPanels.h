@@ -30,6 +30,8 @@ class UtilityPanels final : public EdgeWindows {
   UtilityPanel& operator[](EdgeWindow window) { return *panels_[static_cast<std::size_t>(window)]; }
   // Takes the views out of the windows, before what they show goes.
   void unload();
+  // The screen has other pixels to a point.
+  void scaleChanged();
   // Whether the pointer is over one of them, as far as the display server told.
   bool hasPointer() const;
   // Another window has the keyboard than before.
