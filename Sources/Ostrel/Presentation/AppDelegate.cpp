@@ -65,7 +65,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
       application_(parts_.environment),
       loop_(parts_.loop),
       model_(parts_.loop, sourceOf(parts_, samples_)),
-      panels_(engine_, appearance_, parts_.fixture),
+      panels_(parts_.loop, engine_, appearance_, parts_.fixture),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
       edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
@@ -111,10 +111,10 @@ void AppDelegate::makeWindows() {
 }
 
 void AppDelegate::loadViews() {
-  panels_[EdgeWindow::notch].load(QStringLiteral("EdgeNotchView"), notch_);
-  panels_[EdgeWindow::rail].load(QStringLiteral("RailView"), rail_);
-  panels_[EdgeWindow::panel].load(QStringLiteral("OstrelView"), selector_);
-  panels_[EdgeWindow::agent].load(QStringLiteral("HerdrOutputView"), conversation_);
+  panels_[EdgeWindow::notch].setView(QStringLiteral("EdgeNotchView"), notch_);
+  panels_[EdgeWindow::rail].setView(QStringLiteral("RailView"), rail_);
+  panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), selector_);
+  panels_[EdgeWindow::agent].setView(QStringLiteral("HerdrOutputView"), conversation_);
 }
 
 void AppDelegate::showWindows() {
@@ -131,6 +131,10 @@ void AppDelegate::followDesktop() {
   const auto follow = [this, changed](QScreen* screen) {
     QObject::connect(screen, &QScreen::geometryChanged, &engine_, changed);
     QObject::connect(screen, &QScreen::availableGeometryChanged, &engine_, changed);
+    // Later: Qt tells before it has followed itself.
+    QObject::connect(
+        screen, &QScreen::logicalDotsPerInchChanged, &engine_, [this] { panels_.scaleChanged(); },
+        Qt::QueuedConnection);
   };
   for (QScreen* screen : QGuiApplication::screens()) follow(screen);
   QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &engine_, [follow, changed](QScreen* screen) {

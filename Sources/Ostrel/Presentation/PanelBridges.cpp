@@ -43,6 +43,11 @@ void SelectorBridge::refresh() {
 
 QString SelectorBridge::selection() const { return words::of(parts_.model.keyboardSelection->value_or("")); }
 
+int SelectorBridge::selectionRow() const {
+  const auto found = std::ranges::find(rows_.rows(), selection(), &Row::key);
+  return found == rows_.rows().end() ? -1 : static_cast<int>(found - rows_.rows().begin());
+}
+
 void SelectorBridge::hover(const QString& key, bool inside) {
   if (const auto agent = find(key)) parts_.edge.hoverAgent(*agent, inside);
 }

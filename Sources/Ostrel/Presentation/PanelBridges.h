@@ -18,6 +18,7 @@ class SelectorBridge final : public QObject {
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(int agents READ agents NOTIFY changed)
   Q_PROPERTY(QString selection READ selection NOTIFY selectionChanged)
+  Q_PROPERTY(int selectionRow READ selectionRow NOTIFY selectionChanged)
 
  public:
   enum Key { Up, Down, Open, Close };
@@ -29,6 +30,7 @@ class SelectorBridge final : public QObject {
   QString summary() const { return summary_; }
   int agents() const { return agents_; }
   QString selection() const;  // the key of the row that the keyboard has chosen
+  int selectionRow() const;   // its place, or -1
   void refresh();
 
   Q_INVOKABLE void hover(const QString& key, bool inside);

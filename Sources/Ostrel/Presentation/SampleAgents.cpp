@@ -36,8 +36,10 @@ constexpr Sample kSamples[] = {
 
 SampleAgents::SampleAgents(std::size_t count) {
   std::int64_t pid = 4100;
-  for (const Sample& sample : kSamples) {
-    if (agents_.size() == count) break;
+  while (agents_.size() < count) {
+    const Sample& sample = kSamples[agents_.size() % std::size(kSamples)];
+    const std::size_t round = agents_.size() / std::size(kSamples);
+    const std::string number = round > 0 ? " " + std::to_string(round + 1) : "";
     HerdrAgent agent;
     agent.externalProcess = ExternalProcess{.pid = pid,
                                             .parent = pid - 1,
@@ -49,10 +51,10 @@ SampleAgents::SampleAgents(std::size_t count) {
     if (*sample.host) agent.externalProcess->hostApp = sample.host;
     agent.session = "external";
     agent.paneID = std::to_string(pid);
-    agent.title = sample.title;
+    agent.title = sample.title + number;
     agent.provider = sample.provider;
     agent.state = sample.state;
-    agent.context = sample.folder;
+    agent.context = sample.folder + number;
     lights_.emplace(agent.id(), sample.light);
     agents_.push_back(std::move(agent));
     pid += 37;

@@ -12,13 +12,16 @@ namespace ostrel {
 
 class SampleAgents {
  public:
-  // The first `count` of them.
+  // So many of them; beyond seven they begin anew, in projects of their own.
   explicit SampleAgents(std::size_t count = 7);
 
   AgentSource source();
   const std::vector<HerdrAgent>& agents() const { return agents_; }
   // One more, in a pane.
   static HerdrAgent pane();
+  // Tells nobody yet.
+  void setLight(std::size_t index, AgentLight light) { lights_.at(agents_.at(index).id()) = light; }
+  void tell() { changes_.notify(); }
 
  private:
   std::vector<HerdrAgent> agents_;

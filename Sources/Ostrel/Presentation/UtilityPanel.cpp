@@ -58,9 +58,26 @@ UtilityPanel::UtilityPanel(QQmlEngine& engine, Appearance& appearance, const QSt
   connect(&appearance, &Appearance::changed, this, &UtilityPanel::reshape);
 }
 
-void UtilityPanel::load(const QString& component, QObject& bridge) {
-  loadView(*this, component, bridge);
-  connect(rootObject(), SIGNAL(surfaceChanged()), this, SLOT(reshape()));
+void UtilityPanel::setView(const QString& component, QObject& bridge) {
+  component_ = component;
+  bridge_ = &bridge;
+}
+
+void UtilityPanel::makeView() {
+  if (rootObject() || !bridge_) return;
+  try {
+    loadView(*this, component_, *bridge_);
+    connect(rootObject(), SIGNAL(surfaceChanged()), this, SLOT(reshape()));
+  } catch (const Failure& failure) {
+    qCritical("%s", failure.message().c_str());
+  }
+}
+
+void UtilityPanel::rest() {
+  if (isVisible()) return;
+  motion_.stop();
+  setSource({});
+  destroy();
 }
 
 void UtilityPanel::place(const Rect& frame) {
@@ -74,6 +91,7 @@ void UtilityPanel::present(bool key) {
   if (!isVisible()) {
     setProperty("_q_showWithoutActivating", !key);
     setFlag(Qt::WindowDoesNotAcceptFocus, !key && managerHeedsRefusal());
+    makeView();
     create();
     x11::prepare(*this);
     reshape();
@@ -145,14 +163,33 @@ void UtilityPanel::engage() {
   x11::flush();
 }
 
+// Shapes are in pixels. Qt takes a turn to follow, and draws anew only what is of another size afterwards.
+void UtilityPanel::scaleChanged() {
+  if (!isVisible()) return;
+  const QSize size = this->size();
+  resize(size.width() + 1, size.height());
+  resize(size);
+  reshape();
+}
+
 QRect UtilityPanel::surface() const {
   return rootObject() ? rootObject()->property("surface").toRectF().toAlignedRect() : QRect();
+}
+
+// xfwm4 gives a window a frame when it is shown, and heeds no shape that was set before.
+void UtilityPanel::exposeEvent(QExposeEvent* event) {
+  QQuickView::exposeEvent(event);
+  if (isExposed()) shapeInput();
+}
+
+void UtilityPanel::shapeInput() {
+  x11::setInput(*this, takesClicks_ ? std::vector{surface()} : std::vector<QRect>{});
 }
 
 void UtilityPanel::reshape() {
   if (!handle()) return;
   const QRect covered = surface();
-  x11::setInput(*this, takesClicks_ ? std::vector{covered} : std::vector<QRect>{});
+  shapeInput();
   if (appearance_.composited() || !rootObject()) {
     setColor(Qt::transparent);
     setMask({});

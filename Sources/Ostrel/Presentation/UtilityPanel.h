@@ -23,13 +23,17 @@ class UtilityPanel final : public QQuickView {
  public:
   UtilityPanel(QQmlEngine& engine, Appearance& appearance, const QString& name);
 
-  // See `loadView`.
-  void load(const QString& component, QObject& bridge);
+  // What the window shows, as `loadView` takes it. The view is made when the window is first shown.
+  void setView(const QString& component, QObject& bridge);
+  // Gives back the view, and what it was drawn with, of a window that is hidden.
+  void rest();
 
   void place(const Rect& frame);
   void present(bool key);
   void animate(const WindowMotion& motion);
   void takeClicks(bool takes);
+  // A point of the screen has another number of pixels now.
+  void scaleChanged();
   // It has the keyboard, and was given it: by a click, a key, or by being shown so. A window manager that
   // lets the keyboard follow the pointer does not count.
   bool isKey() const { return isActive() && engaged_; }
@@ -42,16 +46,21 @@ class UtilityPanel final : public QQuickView {
 
  protected:
   bool event(QEvent* event) override;
+  void exposeEvent(QExposeEvent* event) override;
 
  private Q_SLOTS:
   void reshape();
 
  private:
+  void makeView();
   void engage();
   QRect surface() const;
+  void shapeInput();
   void setProgress(double opacity, double slide);
 
   Appearance& appearance_;
+  QString component_;
+  QObject* bridge_ = nullptr;
   QVariantAnimation motion_;
   double opacity_ = 1;
   bool engaged_ = false;

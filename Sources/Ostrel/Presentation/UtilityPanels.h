@@ -10,18 +10,28 @@
 #include "Appearance.h"
 #include "Platform/EdgeWindows.h"
 #include "Platform/Screens.h"
+#include "Runtime/MainLoop.h"
 #include "UtilityPanel.h"
 
 namespace ostrel {
 
 class UtilityPanels final : public EdgeWindows {
  public:
+  // Nothing but the handle is there, and has been for so long: the views of the others are given back, and
+  // made anew when they are next asked for.
+  static constexpr Duration kRest = std::chrono::seconds(10);
+
+  // How long a window manager may take to give the keyboard of a window that went to another.
+  static constexpr Duration kManagersChoice = std::chrono::milliseconds(60);
+
   // `inert`: the windows take no clicks at all.
-  UtilityPanels(QQmlEngine& engine, Appearance& appearance, bool inert);
+  UtilityPanels(MainLoop& loop, QQmlEngine& engine, Appearance& appearance, bool inert);
 
   UtilityPanel& operator[](EdgeWindow window) { return *panels_[static_cast<std::size_t>(window)]; }
   // Takes the views out of the windows, before what they show goes.
   void unload();
+  // The screen has other pixels to a point.
+  void scaleChanged();
   // Whether the pointer is over one of them, as far as the display server told.
   bool hasPointer() const;
   // Another window has the keyboard than before.
@@ -32,7 +42,7 @@ class UtilityPanels final : public EdgeWindows {
   std::function<void(EdgeWindow)> onCloseAsked;
 
   void place(EdgeWindow window, const Rect& frame) override { (*this)[window].place(frame); }
-  void show(EdgeWindow window, bool key) override { (*this)[window].present(key && !inert_); }
+  void show(EdgeWindow window, bool key) override;
   // The keyboard goes back from a conversation to a panel that stays.
   void hide(EdgeWindow window) override;
   void animate(EdgeWindow window, const WindowMotion& motion) override { (*this)[window].animate(motion); }
@@ -42,9 +52,16 @@ class UtilityPanels final : public EdgeWindows {
   bool reducedMotion() const override { return appearance_.reducedMotion(); }
 
  private:
+  void awaitRest();
+  void rest();
+
+  MainLoop& loop_;
+  QQmlEngine& engine_;
   Appearance& appearance_;
   const bool inert_;
   std::array<std::unique_ptr<UtilityPanel>, 4> panels_;
+  Timer restTimer_;
+  Timer backTimer_;
 };
 
 class DesktopScreens final : public Screens {

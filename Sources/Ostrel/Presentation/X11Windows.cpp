@@ -1,6 +1,7 @@
 #include "X11Windows.h"
 
 #include <QGuiApplication>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -58,6 +59,20 @@ QByteArray property(xcb_connection_t* c, xcb_window_t window, const char* name) 
           xcb_get_property_value_length(reply.get())};
 }
 
+// KWin hides utility windows of a group whose program is not active, but for those alone in their group.
+void standAlone(xcb_connection_t* c, xcb_window_t window) {
+  constexpr std::uint32_t kGroupIsSet = 1u << 6;
+  struct {
+    std::uint32_t flags, input, state, iconPixmap, iconWindow, iconX, iconY, iconMask, group;
+  } hints{};
+  const QByteArray found = property(c, window, "WM_HINTS");
+  std::memcpy(&hints, found.constData(), std::min(static_cast<std::size_t>(found.size()), sizeof hints));
+  hints.flags |= kGroupIsSet;
+  hints.group = window;
+  xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32,
+                      sizeof hints / sizeof hints.flags, &hints);
+}
+
 }  // namespace
 
 bool reachable(const QByteArray& display) {
@@ -76,6 +91,7 @@ void prepare(const QWindow& window) {
                       static_cast<std::uint32_t>(wanted.size()), wanted.data());
   xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, atom(c, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1,
                       &kAllDesktops);
+  standAlone(c, id);
 }
 
 void announce(const QWindow& window) {

@@ -59,6 +59,7 @@ FocusScope {
         topMargin: 6
         bottomMargin: 6
         clip: true
+        reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
         model: root.bridge.rows
         delegate: SelectorRow {
@@ -86,11 +87,8 @@ FocusScope {
             target: root.bridge
 
             function onSelectionChanged() {
-                for (let row = 0; row < list.count; ++row) {
-                    const item = list.itemAtIndex(row) as SelectorRow;
-                    if (item && item.key === root.bridge.selection)
-                        list.positionViewAtIndex(row, ListView.Contain);
-                }
+                if (root.bridge.selectionRow >= 0)
+                    list.positionViewAtIndex(root.bridge.selectionRow, ListView.Contain);
             }
         }
     }

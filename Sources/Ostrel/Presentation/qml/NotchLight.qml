@@ -8,7 +8,7 @@ Item {
     required property int light
     property bool animating: true
     readonly property bool pulsing: animating && visible && Theme.motion && light < 2 && Window.visibility !== Window.Hidden
-    property real phase: 0
+    readonly property real phase: pulsing ? Pulse.phase : 0
 
     implicitWidth: Theme.lightSize
     implicitHeight: Theme.lightSize
@@ -40,24 +40,6 @@ Item {
         }
     }
 
-    SequentialAnimation {
-        running: root.pulsing
-        loops: Animation.Infinite
-        onRunningChanged: if (!running) root.phase = 0
-
-        NumberAnimation {
-            target: root
-            property: "phase"
-            to: 1
-            duration: Theme.pulse / 2
-            easing.type: Easing.InOutQuad
-        }
-        NumberAnimation {
-            target: root
-            property: "phase"
-            to: 0
-            duration: Theme.pulse / 2
-            easing.type: Easing.InOutQuad
-        }
-    }
+    onPulsingChanged: Pulse.followers += pulsing ? 1 : -1
+    Component.onDestruction: if (pulsing) Pulse.followers -= 1
 }

@@ -1,0 +1,277 @@
+// What the windows at the edge cost in time, on a display of its own: from a change of an agent's light to
+// the repainted handle, from asking for the list to its first frame, and the frames of a list of 200 agents
+// that scrolls and is sorted anew, beside a bare list of as many rows. A frame's cost is the main thread's
+// processor time since the frame before; a dropped one took longer than the screen's interval.
+//   ostrel-edge-frames
+#include <QApplication>
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTimer>
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "App/EdgeState.h"
+#include "App/OstrelSetting.h"
+#include "Appearance.h"
+#include "NestedLoop.h"
+#include "PanelBridges.h"
+#include "RestingMemory.h"
+#include "SampleAgents.h"
+#include "UtilityPanels.h"
+
+namespace {
+
+using namespace ostrel;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kAgents = 200;
+constexpr double kInterval = 1000.0 / 60;  // milliseconds
+
+double milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
+
+// The settings as they are without a store.
+class Defaults final : public Preferences {
+ public:
+  std::optional<Json> object(std::string_view key) const override {
+    const auto found = OstrelSetting::defaults().find(std::string(key));
+    return found == OstrelSetting::defaults().end() ? std::nullopt : std::optional(found->second);
+  }
+  void set(std::string_view, Json) override {}
+  void remove(std::string_view) override {}
+  void registerDefaults(const PreferenceMap&) override {}
+};
+
+class NoPointer final : public Pointer {
+ public:
+  Registration follow(Moved) override { return {}; }
+};
+
+struct Frames {
+  std::vector<double> costs;  // milliseconds
+
+  double at(double share) const {
+    std::vector<double> sorted = costs;
+    std::ranges::sort(sorted);
+    return sorted.empty() ? 0
+                          : sorted[static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1))];
+  }
+  long dropped() const {
+    return std::ranges::count_if(costs, [](double cost) { return cost > kInterval; });
+  }
+};
+
+// The main thread's processor time so far, in milliseconds: what other programs do meanwhile is not in it.
+double processorTime() {
+  timespec time{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+// The frames of `window` during `work`, which drives the loop itself.
+Frames watch(QQuickWindow& window, const std::function<void()>& work) {
+  Frames frames;
+  double before = processorTime();
+  const auto connection = QObject::connect(&window, &QQuickWindow::frameSwapped, &window, [&] {
+    const double now = processorTime();
+    frames.costs.push_back(now - std::exchange(before, now));
+  });
+  work();
+  QObject::disconnect(connection);
+  return frames;
+}
+
+void runFor(int time) {
+  QEventLoop loop;
+  QTimer::singleShot(time, &loop, &QEventLoop::quit);
+  loop.exec();
+}
+
+// Until the next frame of the window; the time it took, in milliseconds.
+double untilFrame(QQuickWindow& window, const std::function<void()>& action) {
+  QEventLoop loop;
+  const auto connection = QObject::connect(&window, &QQuickWindow::frameSwapped, &loop, &QEventLoop::quit);
+  QTimer::singleShot(2000, &loop, [&] { loop.exit(1); });
+  const auto begin = Clock::now();
+  action();
+  if (loop.exec() != 0) fmt::print("no frame came\n");
+  QObject::disconnect(connection);
+  return milliseconds(Clock::now() - begin);
+}
+
+// Scrolls a list to its end and back, some pixels a frame.
+void scroll(QQuickWindow& window, QQuickItem& list, int frames) {
+  constexpr double kStep = 37;  // fast, as a hand on a touch pad
+  double step = kStep;
+  QEventLoop loop;
+  int left = frames;
+  const auto connection = QObject::connect(&window, &QQuickWindow::frameSwapped, &loop, [&] {
+    if (--left == 0) loop.quit();
+    const double end = list.property("contentHeight").toDouble() - list.height();
+    const double next = list.property("contentY").toDouble() + step;
+    if (next > end || next < 0) step = -step;
+    list.setProperty("contentY", std::clamp(next, 0.0, end));
+  });
+  QTimer::singleShot(60'000, &loop, &QEventLoop::quit);
+  list.setProperty("contentY", 1.0);
+  loop.exec();
+  QObject::disconnect(connection);
+}
+
+void print(const char* name, const Frames& frames) {
+  fmt::print("{:<44} {:>6} frames {:>8.2f} ms {:>8.2f} ms {:>8.2f} ms {:>4} dropped\n", name,
+             frames.costs.size(), frames.at(0.5), frames.at(0.99), frames.at(1), frames.dropped());
+}
+
+void print(const char* name, const Frames& times, double goal) {
+  fmt::print("{:<44} {:>6} times  {:>8.2f} ms {:>8.2f} ms {:>8.2f} ms   goal {:.0f}\n", name,
+             times.costs.size(), times.at(0.5), times.at(0.99), times.at(1), goal);
+}
+
+// The rival: rows of a rectangle and two texts, of a list that knows nothing else.
+constexpr char kBareList[] = R"(
+import QtQuick
+ListView {
+    model: 228
+    clip: true
+    delegate: Item {
+        required property int index
+        width: ListView.view.width
+        height: 54
+        Rectangle { anchors.fill: parent; anchors.margins: 2; radius: 10; color: "#eeeeee" }
+        Text { x: 40; y: 8; text: "Row number " + parent.index; font.pixelSize: 13 }
+        Text { x: 40; y: 30; text: "subtitle of row " + parent.index; font.pixelSize: 11 }
+    }
+})";
+
+class Edge {
+ public:
+  Edge() {
+    appearance_.setReducedMotion(true);
+    panels_[EdgeWindow::notch].setView(QStringLiteral("EdgeNotchView"), notch_);
+    panels_[EdgeWindow::rail].setView(QStringLiteral("RailView"), rail_);
+    panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), selector_);
+    for (std::size_t i = 0; i < kAgents; ++i) samples_.setLight(i, AgentLight::idle);
+    edge_.start();
+    runFor(500);
+  }
+  ~Edge() { panels_.unload(); }
+
+  void measure() {
+    print("light to the repainted handle", lights(), 100);
+    print("list, first time, to its first frame", opened(true), 100);
+    print("list, view kept, to its first frame", opened(false), 100);
+    UtilityPanel& panel = panels_[EdgeWindow::panel];
+    appearance_.setReducedMotion(false);
+    edge_.openPage(RailPage::agents);
+    runFor(500);
+    auto* const list = panel.rootObject()->findChild<QQuickItem*>(QStringLiteral("agentList"));
+    const Frames bare = bareScroll();
+    const Frames ours = watch(panel, [&] { scroll(panel, *list, kFrames); });
+    print("a list of 200 agents scrolls", ours);
+    print("a bare list of as many rows scrolls", bare);
+    fmt::print("{:<44} {:.2f}\n", "ratio of medians", ours.at(0.5) / bare.at(0.5));
+    list->setProperty("contentY", 0.0);
+    print("a list of 200 agents is sorted anew", watch(panel, [&] { sortAnew(); }));
+    list->setProperty("contentY", 3000.0);
+    print("the same, from further down", watch(panel, [&] { sortAnew(); }));
+    print("light to the repainted handle, list open", lights(), 100);
+  }
+
+ private:
+  static constexpr int kFrames = 600;
+
+  Frames lights() {
+    Frames times;
+    samples_.setLight(0, AgentLight::idle);
+    samples_.tell();
+    for (int round = 0; round < 40; ++round) {
+      runFor(120);
+      // Another change just before: this one waits for the throttle.
+      samples_.setLight(kAgents - 1, round % 2 == 0 ? AgentLight::done : AgentLight::idle);
+      samples_.tell();
+      runFor(5);
+      times.costs.push_back(untilFrame(panels_[EdgeWindow::notch], [&] {
+        samples_.setLight(0, round % 2 == 0 ? AgentLight::done : AgentLight::idle);
+        samples_.tell();
+      }));
+    }
+    return times;
+  }
+
+  Frames opened(bool anew) {
+    Frames times;
+    for (int round = 0; round < 15; ++round) {
+      if (anew) {
+        panels_[EdgeWindow::panel].rest();
+        engine_.collectGarbage();
+        engine_.trimComponentCache();
+        memory::giveBack();
+      }
+      runFor(50);
+      times.costs.push_back(
+          untilFrame(panels_[EdgeWindow::panel], [&] { edge_.openPage(RailPage::agents); }));
+      runFor(300);
+      edge_.hidePanel();
+      runFor(200);
+    }
+    return times;
+  }
+
+  Frames bareScroll() {
+    QQuickView window(&engine_, nullptr);
+    QQmlComponent component(&engine_);
+    component.setData(kBareList, {});
+    auto* const list = qobject_cast<QQuickItem*>(component.create());
+    window.resize(416, 464);
+    window.show();
+    list->setParentItem(window.contentItem());
+    list->setSize(window.size());
+    runFor(300);
+    return watch(window, [&] { scroll(window, *list, kFrames); });
+  }
+
+  void sortAnew() {
+    for (int round = 0; round < 30; ++round) {
+      for (std::size_t i = 0; i < kAgents; ++i) {
+        const bool urgent = (i * 7 + static_cast<std::size_t>(round) * 13) % 11 == 0;
+        samples_.setLight(i, urgent ? AgentLight::needsYou : AgentLight::done);
+      }
+      samples_.tell();
+      runFor(250);
+    }
+  }
+
+  EpollLoop loop_;
+  NestedLoop nested_{loop_};
+  Defaults preferences_;
+  NoPointer pointer_;
+  SampleAgents samples_{kAgents};
+  OstrelModel model_{loop_, samples_.source()};
+  QQmlEngine engine_;
+  Appearance appearance_{engine_};
+  UtilityPanels panels_{loop_, engine_, appearance_, false};
+  DesktopScreens screens_;
+  EdgeState edge_{
+      {loop_, panels_, screens_, pointer_, preferences_}, model_, {[](const HerdrAgent&, bool) {}, [] {}}};
+  BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
+  NotchBridge notch_{parts_};
+  RailBridge rail_{parts_};
+  SelectorBridge selector_{parts_};
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+  const QApplication application(argc, argv);
+  fmt::print("{:<44} {:>13} {:>11} {:>11} {:>11}\n", "windows at the edge", "", "median", "99 %", "longest");
+  Edge().measure();
+  return 0;
+}
