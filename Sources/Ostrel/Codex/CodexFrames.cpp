@@ -8,8 +8,8 @@
 #include <fmt/format.h>
 #include <simdjson.h>
 
-#include "Codex/CodexRandom.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 
 namespace ostrel::codex {
 
@@ -48,7 +48,7 @@ std::string acceptKey(std::string_view key) {
   const std::string text = std::string(key) + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
   std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
   ::SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  return base64({reinterpret_cast<const char*>(digest.data()), digest.size()});
+  return text::base64({reinterpret_cast<const char*>(digest.data()), digest.size()});
 }
 
 bool agrees(std::string_view reply, std::string_view key) {
