@@ -40,7 +40,7 @@ class CodexCardModel {
   bool isLinkOpened() const { return linkOpened_; }
 
  private:
-  const CodexRequest request_;
+  CodexRequest request_;
   CodexCard card_;
   CodexForm::Answers chosen_;  // labels, by the question's id
   CodexForm::Answers typed_;
