@@ -170,18 +170,18 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
   HerdrClient& client = parts_.client;
   client.observeStates(client.inventory().primary);
   client.reconcilePermissions();
-  SelectedAgent& shown = client.selected();
+  const SelectedConversation& shown = client.selected().shown();
   const Json selected = orNull(*client.selection().selectedID());
   const HerdrAgent* const open = client.selection().selected();
 
   Json messages = Json::array();
-  for (const AgentTranscriptMessage& message : *shown.transcript()) {
+  for (const AgentTranscriptMessage& message : *shown.transcript) {
     messages.push_back({{"id", message.id},
                         {"role", message.role},
                         {"text", message.text},
                         {"timestamp", orNull(message.timestamp)}});
   }
-  const AgentSessionDetails& details = *shown.sessionDetails();
+  const AgentSessionDetails& details = *shown.sessionDetails;
   Json integrations = Json::array();
   for (const HerdrIntegration& integration : *client.integrations().integrations())
     integrations.push_back({{"id", integration.id}, {"state", integration.state}});
@@ -198,14 +198,14 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
         {"branch", orNull(details.branch)},
         {"model", orNull(details.model)},
         {"effort", orNull(details.effort)},
-        {"notice", orNull(*shown.transcriptNotice())},
-        {"loading", shown.loadingHistory()}}},
+        {"notice", orNull(*shown.transcriptNotice)},
+        {"loading", *shown.loadingHistory}}},
       {"output",
        {{"event", "output"},
         {"agent", selected},
-        {"text", *shown.output()},
-        {"loaded", *shown.hasLoadedOutput()},
-        {"error", orNull(*shown.outputError())}}},
+        {"text", *shown.output},
+        {"loaded", *shown.hasLoadedOutput},
+        {"error", orNull(*shown.outputError)}}},
       {"permissions", permissionsEvent()},
       {"codex", codexEvent()},
       {"integrations",

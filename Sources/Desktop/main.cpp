@@ -15,6 +15,7 @@
 #include "App/ResidentProgram.h"
 #include "Composition/LinuxCore.h"
 #include "DesktopLibrary.h"
+#include "Platform/Linux/DesktopOpeners.h"
 #include "Platform/Linux/NativeSignals.h"
 #include "Platform/Linux/TerminationSignals.h"
 #include "Runtime/Task.h"
@@ -42,7 +43,7 @@ Task<void> checkDiscovery(LinuxCore& core) {
 std::filesystem::path ownPath(LinuxCore& core) { return core.processes().executablePath(::getpid()); }
 
 // The windows; none, after a line that says why, where they can't be had.
-std::unique_ptr<Desktop> openDesktop(LinuxCore& core) {
+std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls) {
   const bool fixture = core.preferences().isFixture();
   try {
     if (!DesktopLibrary::hasDisplay(core.environment())) throw Failure("there is no display");
@@ -53,6 +54,7 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core) {
                                 .preferences = core.preferences().shared(),
                                 .tools = core.tools(),
                                 .environment = core.environment(),
+                                .urls = urls,
                                 .fixture = fixture,
                                 .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
                                 .complain = complain});
@@ -80,9 +82,10 @@ void run(const Environment& environment) {
   OtherCopies copies(core.processes(), otherProcesses, core.loop(), ::getpid());
   TaskScope tasks(core.loop());
   if (snapshot(core)) return;
+  DesktopUrls urls({core.environment(), core.tools().searchPath()});
   std::unique_ptr<Desktop> desktop;
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.makeWindows = [&] { desktop = openDesktop(core); },
+                          {.makeWindows = [&] { desktop = openDesktop(core, urls); },
                            .showWindows =
                                [&] {
                                  if (desktop) desktop->showWindows();

@@ -35,8 +35,8 @@ class SelectedAgentTest : public testing::Test {
   }
   std::string shown() {
     std::string text;
-    for (const AgentTranscriptMessage& message : *selected_.transcript()) text += message.text + " ";
-    return text + "| " + selected_.transcriptNotice()->value_or("");
+    for (const AgentTranscriptMessage& message : *selected_.shown().transcript) text += message.text + " ";
+    return text + "| " + selected_.shown().transcriptNotice->value_or("");
   }
 
   std::vector<HerdrAgent> agents_;
@@ -73,16 +73,23 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
   texts_ = {"first"};
   selected_.open(agents_[0]);
   loop_.runFor(10ms);
-  EXPECT_TRUE(selected_.loadingHistory());
+  EXPECT_TRUE(*selected_.shown().loadingHistory);
   loop_.runFor(300ms);
   EXPECT_EQ(shown(), "first | ");
-  EXPECT_FALSE(selected_.loadingHistory());
+  EXPECT_FALSE(*selected_.shown().loadingHistory);
   problem_ = "The file has gone.";
   loop_.runFor(2s);
   EXPECT_EQ(shown(), "first | The file has gone.");
 
-  // A switch: what is under way for the other agent is dropped, what was seen of it is there at once.
   problem_.clear();
+  texts_.clear();
+  loop_.runFor(2s);
+  EXPECT_EQ(shown(), "first | No conversation messages available yet.") << "a file cut to nothing";
+  texts_ = {"first"};
+  loop_.runFor(2s);
+  EXPECT_EQ(shown(), "first | ");
+
+  // A switch: what is under way for the other agent is dropped, what was seen of it is there at once.
   texts_ = {"second"};
   selected_.open(agents_[1]);
   loop_.runFor(100ms);
@@ -121,16 +128,16 @@ TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {
   pane.terminalID = "t1";
   agents_ = {pane};
   selected_.open(pane);
-  ASSERT_TRUE(loop_.waitUntil([&] { return *selected_.hasLoadedOutput(); }));
-  EXPECT_EQ(*selected_.output(), "screen");
+  ASSERT_TRUE(loop_.waitUntil([&] { return *selected_.shown().hasLoadedOutput; }));
+  EXPECT_EQ(*selected_.shown().output, "screen");
   EXPECT_EQ(commands_, (std::vector{"--session"s, "one"s, "pane"s, "read"s, "p1"s, "--source"s, "visible"s,
                                     "--format"s, "text"s}));
   EXPECT_EQ(shown(), "| Use the interactive terminal for this provider’s full conversation and controls.");
   screen_ = "\xff";
   loop_.runFor(1s);
-  ASSERT_TRUE(loop_.waitUntil([&] { return selected_.outputError()->has_value(); }));
-  EXPECT_EQ(*selected_.outputError(), "Terminal output is not valid UTF-8 text.");
-  EXPECT_EQ(*selected_.output(), "screen");
+  ASSERT_TRUE(loop_.waitUntil([&] { return selected_.shown().outputError->has_value(); }));
+  EXPECT_EQ(*selected_.shown().outputError, "Terminal output is not valid UTF-8 text.");
+  EXPECT_EQ(*selected_.shown().output, "screen");
   agents_[0].terminalID = "t2";
   loop_.runFor(2s);
   commands_.clear();

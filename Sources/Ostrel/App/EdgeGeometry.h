@@ -37,6 +37,7 @@ inline constexpr int kPillItemHeight = 28;
 inline constexpr int kPillRoom = 112;  // four of them, below the collapsed rail
 inline constexpr int kSelectorRowHeight = 54;
 inline constexpr Size kAgentWindowSize = {560, 580};  // of a conversation that nobody has resized
+inline constexpr Size kSmallestAgentWindow = {416, 300};
 
 // The agents that get a row of their own: all of them, as far as the rail fits the visible screen.
 int railRows(const Screen& screen, const Counts& counts);

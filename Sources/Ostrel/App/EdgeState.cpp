@@ -1,5 +1,6 @@
 #include "App/EdgeState.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "App/OstrelSetting.h"
@@ -117,7 +118,8 @@ void EdgeState::closeAgent() {
 }
 
 void EdgeState::resizeAgent(Size size) {
-  agentSize_ = size;
+  agentSize_ = {std::max(size.width, edge::kSmallestAgentWindow.width),
+                std::max(size.height, edge::kSmallestAgentWindow.height)};
   if (agentVisible_) positionAgentWindow();
 }
 

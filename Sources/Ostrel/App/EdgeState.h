@@ -81,7 +81,9 @@ class EdgeState {
   void hoverAgent(const HerdrAgent& agent, bool inside);
   void openAgent(const HerdrAgent& agent);
   void closeAgent();
+  // The conversation window's size; kept within reason and the screen.
   void resizeAgent(Size size);
+  Size agentSize() const { return agentSize_; }
   void hoverList(bool inside);  // the rows must not move below the pointer
   // A key in the panel; false when it meant nothing there, and may mean something to a field.
   bool keyPressed(PanelKey key);

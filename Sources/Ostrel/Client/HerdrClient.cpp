@@ -68,12 +68,8 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
   tell(managed_.starting());
   tell(connectedMachines_);
   tell(selection_.selectedID());
-  tell(selected_.transcript());
-  tell(selected_.sessionDetails());
-  tell(selected_.transcriptNotice());
-  tell(selected_.output());
-  tell(selected_.hasLoadedOutput());
-  tell(selected_.outputError());
+  for (Subscription& each : selected_.shown().observe([this] { changes_.notify(); }))
+    subscriptions_.push_back(std::move(each));
   tell(permissions_.requests());
   tell(codexRequests_.requests());
   tell(codexRequests_.sent());
@@ -233,7 +229,7 @@ std::string HerdrClient::statusLabel(const HerdrAgent& agent) {
   return agentLabels::statusLabel(agent, {.connected = connected,
                                           .reconnecting = *link_.active() && !connected,
                                           .recentlyActive = agent.recentlyActive(loop_.wallNow()),
-                                          .output = open ? std::string_view(*selected_.output()) : ""});
+                                          .output = open ? std::string_view(*selected_.shown().output) : ""});
 }
 
 void HerdrClient::preferencesChanged() {

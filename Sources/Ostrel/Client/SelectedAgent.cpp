@@ -18,14 +18,6 @@ constexpr Duration kLook = 1s;
 constexpr Duration kSocketLook =
     500ms;  // a command starts a process, a look over the socket costs next to nothing
 
-// Whether conversations of this kind of agent can be read at all.
-bool hasHistory(const HerdrAgent& agent) {
-  if (agent.isRemote()) return false;
-  const HerdrProvider* const provider = HerdrProvider::find(agent.provider);
-  if (provider && (provider->id == "codex" || provider->id == "claude")) return true;
-  return agent.isExternal() || agent.isCodexLive();
-}
-
 }  // namespace
 
 SelectedAgent::SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Preferences& preferences,
@@ -37,20 +29,27 @@ SelectedAgent::SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Prefere
       history_(loop),
       following_(loop) {}
 
+bool SelectedAgent::hasHistory(const HerdrAgent& agent) {
+  if (agent.isRemote()) return false;
+  const HerdrProvider* const provider = HerdrProvider::find(agent.provider);
+  if (provider && (provider->id == "codex" || provider->id == "claude")) return true;
+  return agent.isExternal() || agent.isCodexLive();
+}
+
 void SelectedAgent::open(const HerdrAgent& agent) {
   std::string key = historyKey(agent, preferences_);
   if (openID_ == agent.id() && openKey_ == key && following_.running() > 0) return;
   history_.cancel();
   following_.cancel();
-  inFlight_.clear();
+  nowLoading({});
   openID_ = agent.id();
   openKey_ = std::move(key);
   showHistory(openKey_);
-  transcriptNotice_.set(std::nullopt);
+  shown_.transcriptNotice.set(std::nullopt);
   const std::string* const output = outputs_.find(openKey_);
-  output_.set(output ? *output : std::string());
-  hasLoadedOutput_.set(output != nullptr);
-  outputError_.set(std::nullopt);
+  shown_.output.set(output ? *output : std::string());
+  shown_.hasLoadedOutput.set(output != nullptr);
+  shown_.outputError.set(std::nullopt);
   if (agent.isExternal() || agent.isCodexLive()) {
     following_.start(followHistory(openID_));
   } else {
@@ -61,50 +60,56 @@ void SelectedAgent::open(const HerdrAgent& agent) {
 void SelectedAgent::close(bool forget) {
   history_.cancel();
   following_.cancel();
-  inFlight_.clear();
+  nowLoading({});
   openID_.clear();
   openKey_.clear();
   displayedKey_.clear();
-  transcript_.set({});
-  sessionDetails_.set({});
-  transcriptNotice_.set(std::nullopt);
-  output_.set({});
-  hasLoadedOutput_.set(false);
-  outputError_.set(std::nullopt);
+  shown_.transcript.set({});
+  shown_.sessionDetails.set({});
+  shown_.transcriptNotice.set(std::nullopt);
+  shown_.output.set({});
+  shown_.hasLoadedOutput.set(false);
+  shown_.outputError.set(std::nullopt);
   if (!forget) return;
   histories_.clear();
   outputs_.clear();
 }
 
+void SelectedAgent::nowLoading(std::string key) {
+  inFlight_ = std::move(key);
+  shown_.loadingHistory.set(!inFlight_.empty() && shown_.transcript->empty() && !*shown_.transcriptNotice);
+}
+
 void SelectedAgent::showHistory(const std::string& key) {
   displayedKey_ = key;
   const AgentTranscriptSnapshot* const known = histories_.find(key);
-  transcript_.set(known ? known->messages : std::vector<AgentTranscriptMessage>());
-  sessionDetails_.set(known ? known->details : AgentSessionDetails());
+  shown_.transcript.set(known ? known->messages : std::vector<AgentTranscriptMessage>());
+  shown_.sessionDetails.set(known ? known->details : AgentSessionDetails());
 }
 
 void SelectedAgent::refreshHistory(const HerdrAgent& agent) {
   if (!hasHistory(agent)) {
     displayedKey_.clear();
-    transcript_.set({});
-    sessionDetails_.set({});
-    transcriptNotice_.set("Use the interactive terminal for this provider’s full conversation and controls.");
+    shown_.transcript.set({});
+    shown_.sessionDetails.set({});
+    shown_.transcriptNotice.set(
+        "Use the interactive terminal for this provider’s full conversation and controls.");
     return;
   }
   const std::string key = historyKey(agent, preferences_);
   if (agent.id() == openID_ && displayedKey_ != key) showHistory(key);
   if (inFlight_ == key) return;
   history_.cancel();
-  inFlight_.clear();
+  nowLoading({});
   const auto link = linkedReference(agent, preferences_);
   if (agent.isExternal() && !link) {
-    transcriptNotice_.set(
+    shown_.transcriptNotice.set(
         "This terminal has not reported its conversation identity. Choose Link exact conversation to view "
         "its "
         "history.");
     return;
   }
-  inFlight_ = key;
+  nowLoading(key);
   history_.start(loadHistory(key, link ? std::optional(link->reference) : std::nullopt,
                              link ? link->kind : std::nullopt, agent.provider));
 }
@@ -115,16 +120,20 @@ Task<void> SelectedAgent::loadHistory(std::string key, std::optional<std::string
   try {
     AgentTranscriptSnapshot snapshot =
         co_await doors_.loadHistory(std::move(reference), std::move(kind), std::move(provider));
-    inFlight_.clear();
-    transcriptNotice_.set(snapshot.messages.empty()
-                              ? std::optional<std::string>("No conversation messages available yet.")
-                              : std::nullopt);
-    sessionDetails_.set(snapshot.details);
-    transcript_.set(snapshot.messages);
+    nowLoading({});
+    if (snapshot.messages.empty()) {
+      shown_.transcriptNotice.set("No conversation messages available yet.");
+      // A file that is being replaced can be empty for a moment: that is no reason to blank what is read.
+      if (!shown_.transcript->empty()) co_return;
+    } else {
+      shown_.transcriptNotice.set(std::nullopt);
+    }
+    shown_.sessionDetails.set(snapshot.details);
+    if (snapshot.messages != *shown_.transcript) shown_.transcript.set(snapshot.messages);
     histories_.put(key, std::move(snapshot));
   } catch (const Failure& failure) {
-    inFlight_.clear();
-    transcriptNotice_.set(failure.message());
+    nowLoading({});
+    shown_.transcriptNotice.set(failure.message());
   }
 }
 
@@ -148,12 +157,12 @@ Task<void> SelectedAgent::followPane(HerdrAgent agent) {
     try {
       std::string text = co_await read(*record, socket);
       outputs_.put(key, text);
-      output_.set(std::move(text));
-      hasLoadedOutput_.set(true);
+      shown_.output.set(std::move(text));
+      shown_.hasLoadedOutput.set(true);
     } catch (const Failure& failure) {
       problem = failure.message();
     }
-    outputError_.set(std::move(problem));
+    shown_.outputError.set(std::move(problem));
     co_await sleepFor(socket ? kSocketLook : kLook);
   }
 }

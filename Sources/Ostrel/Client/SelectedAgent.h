@@ -14,10 +14,10 @@
 
 #include "Agents/HerdrAgent.h"
 #include "Client/HerdrLink.h"
+#include "Client/SelectedConversation.h"
 #include "Conversations/AgentTranscript.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Background.h"
-#include "Runtime/Published.h"
 #include "Runtime/Task.h"
 
 namespace ostrel {
@@ -40,6 +40,9 @@ class SelectedAgent {
   SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Preferences& preferences, HerdrLink& link,
                 Doors doors);
 
+  // Whether conversations of this kind of agent can be read at all; of the others only the terminal.
+  static bool hasHistory(const HerdrAgent& agent);
+
   // Shows `agent` and follows it. Where it is followed already nothing is done.
   void open(const HerdrAgent& agent);
   // Ends following and empties everything; `forget` drops what is remembered of other agents too.
@@ -47,17 +50,7 @@ class SelectedAgent {
   // Looks at the conversation now; one look at a time.
   void refreshHistory(const HerdrAgent& agent);
 
-  // The conversation, oldest first, and what is known of the session.
-  Published<std::vector<AgentTranscriptMessage>>& transcript() { return transcript_; }
-  Published<AgentSessionDetails>& sessionDetails() { return sessionDetails_; }
-  // Why there are no messages, or no newer ones.
-  Published<std::optional<std::string>>& transcriptNotice() { return transcriptNotice_; }
-  // A first look at the conversation is under way, with nothing to show yet.
-  bool loadingHistory() const { return !inFlight_.empty() && transcript_->empty(); }
-  // The terminal's text.
-  Published<std::string>& output() { return output_; }
-  Published<bool>& hasLoadedOutput() { return hasLoadedOutput_; }
-  Published<std::optional<std::string>>& outputError() { return outputError_; }
+  SelectedConversation& shown() { return shown_; }
 
  private:
   // The last state of an agent by its history key; cleared whole before it outgrows its cap.
@@ -80,6 +73,7 @@ class SelectedAgent {
   };
 
   void showHistory(const std::string& key);
+  void nowLoading(std::string key);
   Task<void> loadHistory(std::string key, std::optional<std::string> reference,
                          std::optional<std::string> kind, std::string provider);
   Task<void> followHistory(std::string id);
@@ -90,12 +84,7 @@ class SelectedAgent {
   const Preferences& preferences_;
   HerdrLink& link_;
   Doors doors_;
-  Published<std::vector<AgentTranscriptMessage>> transcript_;
-  Published<AgentSessionDetails> sessionDetails_;
-  Published<std::optional<std::string>> transcriptNotice_;
-  Published<std::string> output_;
-  Published<bool> hasLoadedOutput_{false};
-  Published<std::optional<std::string>> outputError_;
+  SelectedConversation shown_;
   std::string openID_;
   std::string openKey_;       // which conversation and terminal are followed
   std::string displayedKey_;  // whose history is shown

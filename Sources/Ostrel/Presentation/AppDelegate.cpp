@@ -15,14 +15,13 @@
 
 #include "App/Launch.h"
 #include "Runtime/Failure.h"
+#include "SampleConversation.h"
 #include "X11Windows.h"
 
 namespace ostrel {
 
 namespace {
 
-// Of a conversation, as long as its window shows no more than who it is with.
-constexpr Size kAgentCard = {416, 272};
 constexpr Duration kHideTime = std::chrono::hours(2);
 
 AgentSource sourceOf(const DesktopParts& parts, std::optional<SampleAgents>& samples) {
@@ -87,7 +86,9 @@ AppDelegate::AppDelegate(DesktopParts parts)
       notch_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
       rail_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
       selector_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
-      agent_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}) {}
+      conversation_(parts_.loop, parts_.pool,
+                    {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
+                    conversationSource()) {}
 
 AppDelegate::~AppDelegate() {
   model_.onAgents = {};
@@ -107,14 +108,13 @@ void AppDelegate::makeWindows() {
   alerts_.requestPermission();
   shortcut_.update();
   model_.onAgents = [this](const std::vector<AgentWithLight>& agents) { alerts_.update(agents); };
-  edge_.resizeAgent(kAgentCard);
 }
 
 void AppDelegate::loadViews() {
   panels_[EdgeWindow::notch].setView(QStringLiteral("EdgeNotchView"), notch_);
   panels_[EdgeWindow::rail].setView(QStringLiteral("RailView"), rail_);
   panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), selector_);
-  panels_[EdgeWindow::agent].setView(QStringLiteral("HerdrOutputView"), agent_);
+  panels_[EdgeWindow::agent].setView(QStringLiteral("HerdrOutputView"), conversation_);
 }
 
 void AppDelegate::showWindows() {
@@ -167,12 +167,31 @@ void AppDelegate::run() { QApplication::exec(); }
 
 void AppDelegate::stop() { QApplication::quit(); }
 
+ConversationSource AppDelegate::conversationSource() {
+  HerdrClient& client = parts_.client;
+  UrlOpener& urls = parts_.urls;
+  ConversationSource source{
+      .shown = samples_ ? sampleConversation_ : client.selected().shown(),
+      .selected = [&client]() -> std::optional<HerdrAgent> {
+        const HerdrAgent* const agent = client.selection().selected();
+        return agent ? std::optional(*agent) : std::nullopt;
+      },
+      .statusLabel = [&client](const HerdrAgent& agent) { return client.statusLabel(agent); },
+      .rename = [&client](const HerdrAgent& agent, std::string_view title) { client.rename(agent, title); },
+      .link = [&client](const HerdrAgent& agent, const auto& path) { client.linkConversation(agent, path); },
+      .openUrl = [&urls](const std::string& url) { urls.open(url); },
+      .home = parts_.environment.home};
+  if (samples_) source.selected = [this] { return std::optional(samples_->agents().front()); };
+  return source;
+}
+
 void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
-  if (!samples_) {
-    AgentSelection& selection = parts_.client.selection();
-    selection.select(selection.opening(agent), markSeen);
+  if (samples_) {
+    samples::converse(sampleConversation_, agent);
+  } else {
+    parts_.client.select(agent, markSeen);
   }
-  agent_.show(agent);
+  conversation_.show(agent);
 }
 
 Point AppDelegate::pointer() const {

@@ -14,6 +14,7 @@
 #include "App/EdgeState.h"
 #include "App/OstrelModel.h"
 #include "Appearance.h"
+#include "ConversationBridge.h"
 #include "DesktopModule.h"
 #include "DesktopNotifications.h"
 #include "DesktopSounds.h"
@@ -57,6 +58,7 @@ class AppDelegate final : public Desktop {
   void loadViews();
   void followDesktop();
   void followClicks();
+  ConversationSource conversationSource();
   void open(const HerdrAgent& agent, bool markSeen);
   Point pointer() const;
 
@@ -65,6 +67,7 @@ class AppDelegate final : public Desktop {
   DesktopApplication application_;
   NestedLoop loop_;
   std::optional<SampleAgents> samples_;
+  SelectedConversation sampleConversation_;
   OstrelModel model_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};
@@ -81,7 +84,7 @@ class AppDelegate final : public Desktop {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
-  AgentBridge agent_;
+  ConversationBridge conversation_;
   Registration clicks_;
   Subscription panelVisible_;
 };

@@ -11,7 +11,8 @@ namespace {
 // Faults of our views, and what keeps Qt from working. Its remarks about the desktop help nobody.
 void message(QtMsgType type, const QMessageLogContext& context, const QString& text) {
   const QLatin1String category(context.category);
-  const bool ours = category == QLatin1String("qml") || category == QLatin1String("js");
+  const bool ours = category == QLatin1String("qml") || category == QLatin1String("js") ||
+                    text.contains(QLatin1String("qrc:/qt/qml/Ostrel/"));
   if (ours || type == QtCriticalMsg || type == QtFatalMsg)
     std::fprintf(stderr, "Ostrel: %s\n", text.toUtf8().constData());
 }

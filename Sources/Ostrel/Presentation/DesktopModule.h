@@ -12,6 +12,7 @@
 #include "Client/HerdrClient.h"
 #include "Discovery/CommandLineTools.h"
 #include "Platform/Environment.h"
+#include "Platform/Openers.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Background.h"
 #include "Runtime/EpollLoop.h"
@@ -26,6 +27,7 @@ struct DesktopParts {
   Preferences& preferences;
   const CommandLineTools& tools;
   const Environment& environment;
+  UrlOpener& urls;
   bool fixture = false;                            // windows are there, but take no clicks
   bool installed = false;                          // has a bundle identifier, and may post banners
   std::function<void(std::string_view)> complain;  // one line about something that is missing

@@ -1,6 +1,5 @@
 #include "PanelBridges.h"
 
-#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
@@ -67,41 +66,6 @@ std::optional<HerdrAgent> SelectorBridge::find(const QString& key) const {
     if (words::of(agent.id()) == key) return agent;
   }
   return std::nullopt;
-}
-
-AgentBridge::AgentBridge(BridgeParts parts)
-    : parts_(std::move(parts)), subscription_(parts_.model.observe([this] { refresh(); })) {}
-
-QString AgentBridge::state() const { return ended_ ? QStringLiteral("Ended") : words::light(light_); }
-
-void AgentBridge::show(const HerdrAgent& agent) {
-  agent_ = agent;
-  refresh();
-}
-
-void AgentBridge::refresh() {
-  if (!agent_) return;
-  const std::string id = agent_->id();
-  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
-  const auto found =
-      std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
-  ended_ = found == agents.end();
-  light_ = ended_ ? AgentLight::idle : found->light;
-  if (!ended_) agent_ = found->agent;
-  title_ = words::of(agent_->displayTitle(parts_.preferences));
-
-  std::vector<Row> rows;
-  const auto add = [&](const char* name, const QString& value) {
-    if (!value.isEmpty()) rows.push_back({QLatin1String(name), {QLatin1String(name), value}});
-  };
-  add("Agent", words::provider(*agent_));
-  add("Project", words::of(agent_->projectLabel()));
-  add("Folder", words::of(agent_->context));
-  add("Runs in", words::host(*agent_));
-  if (const auto& process = agent_->externalProcess)
-    add("Process", QStringLiteral("%1 on %2").arg(process->pid).arg(words::of(process->tty)));
-  facts_.set(rows);
-  Q_EMIT changed();
 }
 
 }  // namespace ostrel

@@ -1,4 +1,4 @@
-// What the agent list and the conversation window show and ask for. Main thread only.
+// What the agent list shows and asks for. Main thread only.
 #pragma once
 
 #include <QObject>
@@ -50,42 +50,6 @@ class SelectorBridge final : public QObject {
   QString summary_;
   int agents_ = 0;
   std::vector<Subscription> subscriptions_;
-};
-
-// One agent, in a window beside the list.
-class AgentBridge final : public QObject {
-  Q_OBJECT
-  QML_ELEMENT
-  QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(QString title READ title NOTIFY changed)
-  Q_PROPERTY(QString state READ state NOTIFY changed)
-  Q_PROPERTY(int light READ light NOTIFY changed)
-  Q_PROPERTY(ostrel::RowModel* facts READ facts CONSTANT)
-
- public:
-  explicit AgentBridge(BridgeParts parts);
-
-  QString title() const { return title_; }
-  QString state() const;
-  int light() const { return static_cast<int>(light_); }
-  RowModel* facts() { return &facts_; }
-
-  void show(const HerdrAgent& agent);
-  // Follows the agent that is shown; its last record stays when it has gone.
-  void refresh();
-  Q_INVOKABLE void close() { parts_.edge.closeAgent(); }
-
- Q_SIGNALS:
-  void changed();
-
- private:
-  BridgeParts parts_;
-  std::optional<HerdrAgent> agent_;
-  bool ended_ = false;
-  QString title_;
-  AgentLight light_ = AgentLight::idle;
-  RowModel facts_{{"name", "value"}};
-  Subscription subscription_;
 };
 
 }  // namespace ostrel

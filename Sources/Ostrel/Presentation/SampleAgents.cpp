@@ -62,10 +62,26 @@ SampleAgents::SampleAgents(std::size_t count) {
   inventory_.primary = AgentList(agents_);
 }
 
+HerdrAgent SampleAgents::pane() {
+  HerdrAgent agent;
+  agent.session = "main";
+  agent.paneID = "p4";
+  agent.terminalID = "t4";
+  agent.title = "Upgrade the bundler";
+  agent.provider = "gemini";
+  agent.state = "working";
+  agent.context = "/home/mira/code/storefront";
+  return agent;
+}
+
 AgentSource SampleAgents::source() {
   return {
       .inventory = [this]() -> const Inventory& { return inventory_; },
-      .light = [this](const HerdrAgent& agent) { return lights_.at(agent.id()); },
+      .light =
+          [this](const HerdrAgent& agent) {
+            const auto found = lights_.find(agent.id());
+            return found == lights_.end() ? AgentLight::idle : found->second;
+          },
       .observeStates = [](const AgentList&) {},
       .reconcilePermissions = [] {},
       .observe = [this](ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); },

@@ -12,9 +12,12 @@
 #include "App/EdgeState.h"
 #include "App/OstrelSetting.h"
 #include "Appearance.h"
+#include "Client/AgentLabels.h"
+#include "ConversationBridge.h"
 #include "PanelBridges.h"
 #include "Runtime/Failure.h"
 #include "SampleAgents.h"
+#include "SampleConversation.h"
 #include "UtilityPanel.h"
 
 namespace ostrel::snapshots {
@@ -22,7 +25,6 @@ namespace ostrel::snapshots {
 namespace {
 
 constexpr Screen kScreen{{0, 0, 1280, 800}, {0, 0, 1280, 800}};
-constexpr Size kCard{416, 272};
 
 // A desktop of one screen, on which windows have places and nothing else.
 class StillDesktop final : public EdgeWindows, public Screens, public Pointer {
@@ -46,6 +48,14 @@ class StillDesktop final : public EdgeWindows, public Screens, public Pointer {
   Rect frames_[4];
 };
 
+// What is done to a view before its picture is taken.
+using Touch = std::function<void(QQuickItem&)>;
+
+// A list finds its end in steps.
+void settle() {
+  for (int step = 0; step < 4; ++step) QCoreApplication::processEvents();
+}
+
 class Studio {
  public:
   Studio(MainLoop& loop, Preferences& preferences, std::size_t agents, bool dark)
@@ -57,26 +67,61 @@ class Studio {
         notch_(parts_),
         rail_(parts_),
         selector_(parts_),
-        agent_(parts_),
+        conversation_(loop, pool_, parts_, source()),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)) {
     appearance_.setDark(dark);
     appearance_.setReducedMotion(true);
     appearance_.setComposited(true);
     edge_.start();
-    edge_.resizeAgent(kCard);
     model_.railExpanded.set(true);
     if (agents > 0) {
       model_.moveSelection(true);
       model_.moveSelection(true);
       edge_.openAgent(samples_.agents().front());
-      agent_.show(samples_.agents().front());
+      show(samples_.agents().front());
     }
+  }
+
+  void show(const HerdrAgent& agent) {
+    open_ = agent;
+    samples::converse(shown_, agent);
+    conversation_.show(agent);
   }
 
   QImage notch() { return view("EdgeNotchView", notch_, EdgeWindow::notch); }
   QImage rail() { return view("RailView", rail_, EdgeWindow::rail); }
   QImage panel() { return view("OstrelView", selector_, EdgeWindow::panel); }
-  QImage agent() { return view("HerdrOutputView", agent_, EdgeWindow::agent); }
+  QImage agent(const Touch& touch = {}) {
+    return view("HerdrOutputView", conversation_, EdgeWindow::agent, touch);
+  }
+
+  // The conversation, as it looks while it is used.
+  std::vector<std::pair<const char*, QImage>> conversations() {
+    std::vector<std::pair<const char*, QImage>> pictures;
+    pictures.emplace_back("agent", agent());
+    pictures.emplace_back("agent-above",
+                          agent([](QQuickItem& view) { QMetaObject::invokeMethod(&view, "toStart"); }));
+    pictures.emplace_back("agent-find", agent([](QQuickItem& view) {
+                            QMetaObject::invokeMethod(&view, "find");
+                            view.findChild<QQuickItem*>(QStringLiteral("findField"))
+                                ->setProperty("text", QStringLiteral("index"));
+                          }));
+    conversation_.find({});
+    pictures.emplace_back("agent-menu", agent([](QQuickItem& view) {
+                            QMetaObject::invokeMethod(&view, "openMenu", Q_ARG(double, 330),
+                                                      Q_ARG(double, 60),
+                                                      Q_ARG(QString, QStringLiteral("sample-1#0")),
+                                                      Q_ARG(QString, QString()), Q_ARG(QString, QString()));
+                          }));
+    shown_.transcript.set({});
+    shown_.transcriptNotice.set("No conversation messages available yet.");
+    conversation_.show(samples_.agents().front());
+    pictures.emplace_back("agent-empty", agent());
+    show(samples_.pane());
+    pictures.emplace_back("agent-terminal", agent());
+    show(samples_.agents().front());
+    return pictures;
+  }
 
   // Everything at once, where it stands on the screen.
   QImage edge() {
@@ -98,14 +143,29 @@ class Studio {
   }
 
  private:
-  QImage view(const char* component, QObject& bridge, EdgeWindow window) {
+  ConversationSource source() {
+    return {.shown = shown_,
+            .selected = [this] { return open_; },
+            .statusLabel =
+                [](const HerdrAgent& agent) { return agentLabels::statusLabel(agent, {.connected = true}); },
+            .rename = [](const HerdrAgent&, std::string_view) {},
+            .link = {},
+            .openUrl = {},
+            .home = {}};
+  }
+
+  QImage view(const char* component, QObject& bridge, EdgeWindow window, const Touch& touch = {}) {
     QQuickView stage(&engine_, nullptr);
     stage.setColor(backdrop_);
     loadView(stage, QLatin1String(component), bridge);
     const Rect& frame = desktop_.frame(window);
     stage.resize(frame.width, frame.height);
     stage.show();
-    QCoreApplication::processEvents();
+    settle();
+    if (touch) {
+      touch(*stage.rootObject());
+      settle();
+    }
     return stage.grabWindow();
   }
 
@@ -117,7 +177,10 @@ class Studio {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
-  AgentBridge agent_;
+  BackgroundPool pool_;
+  SelectedConversation shown_;
+  std::optional<HerdrAgent> open_;
+  ConversationBridge conversation_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   QColor backdrop_;
@@ -137,10 +200,14 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
   for (const bool dark : {false, true}) {
     Studio studio(loop, preferences, 7, dark);
     Studio quiet(loop, preferences, 0, dark);
-    const std::pair<const char*, QImage> pictures[] = {
-        {"edge", studio.edge()},      {"notch", studio.notch()},     {"rail", studio.rail()},
-        {"panel", studio.panel()},    {"agent", studio.agent()},     {"panel-empty", quiet.panel()},
-        {"rail-empty", quiet.rail()}, {"notch-empty", quiet.notch()}};
+    std::vector<std::pair<const char*, QImage>> pictures = studio.conversations();
+    pictures.insert(pictures.end(), {{"edge", studio.edge()},
+                                     {"notch", studio.notch()},
+                                     {"rail", studio.rail()},
+                                     {"panel", studio.panel()},
+                                     {"panel-empty", quiet.panel()},
+                                     {"rail-empty", quiet.rail()},
+                                     {"notch-empty", quiet.notch()}});
     for (const auto& [view, picture] : pictures) {
       const std::filesystem::path file = folder / (std::string(view) + (dark ? "-dark.png" : "-light.png"));
       if (!picture.save(QString::fromStdString(file.string())))

@@ -7,6 +7,7 @@ Item {
 
     property int radius: Theme.panelRadius
     property int shadow: Theme.margin
+    property bool solid: false  // nothing shows through
     default property alias content: inside.data
 
     // A soft shadow of nested outlines, each barely there.
@@ -35,11 +36,11 @@ Item {
         gradient: Gradient {
             GradientStop {
                 position: 0
-                color: Theme.surfaceTop
+                color: glass.solid ? Qt.alpha(Theme.surfaceTop, 1) : Theme.surfaceTop
             }
             GradientStop {
                 position: 1
-                color: Theme.surfaceBottom
+                color: glass.solid ? Qt.alpha(Theme.surfaceBottom, 1) : Theme.surfaceBottom
             }
         }
     }

@@ -1,86 +1,240 @@
 import QtQuick
 import Ostrel
 
-// One agent beside the list: who it is, where it runs, how it stands.
+// One agent beside the list: what it is, what was said, its terminal.
 Item {
     id: root
 
-    required property AgentBridge bridge
+    required property ConversationBridge bridge
     readonly property rect surface: Qt.rect(Theme.margin, Theme.margin, width - 2 * Theme.margin, height - 2 * Theme.margin)
     readonly property real surfaceRadius: Theme.panelRadius
     readonly property color surfaceColor: Theme.surfaceBottom
+    readonly property bool terminal: bridge.hasTerminal && bridge.showsTerminal
+    property bool finding: false
+
+    function find() {
+        bridge.showsTerminal = false;
+        finding = true;
+        findBar.open();
+    }
+
+    function endFind() {
+        finding = false;
+        bridge.findText = "";
+        reader.forceActiveFocus();
+    }
+
+    function toStart() {
+        (terminal ? terminalOutput : conversation).scrollToStart();
+    }
+
+    function scroll(pages: real, lines: real) {
+        const view = terminal ? terminalOutput : conversation;
+        view.scroll(pages * view.page + lines * 48);
+    }
+
+    function openMenu(x: real, y: real, key: string, selected: string, link: string) {
+        const items = [];
+        const add = (text, run, hint, checked) => items.push({
+                text,
+                run,
+                hint,
+                checked
+            });
+        if (link && !link.startsWith("path:")) {
+            add("Open link", () => bridge.openLink(link));
+            add("Copy link", () => bridge.copy(link));
+        } else if (link) {
+            add("Open file", () => bridge.openLink(link));
+            add("Copy path", () => bridge.copy(link.slice(5)));
+        }
+        if (selected)
+            add("Copy", () => bridge.copy(selected), "Ctrl+C");
+        if (key)
+            add("Copy message", () => bridge.copyMessage(key));
+        if (bridge.blocks.count > 0)
+            add("Copy conversation", () => bridge.copyConversation());
+        if (items.length > 0)
+            items.push({});
+        if (!terminal)
+            add("Find in conversation", find, "Ctrl+F");
+        add("Rename agent", header.rename, "F2");
+        if (bridge.linkable)
+            add("Link exact conversation", () => bridge.chooseConversation());
+        if (bridge.linked)
+            add("Unlink conversation", () => bridge.unlink());
+        items.push({});
+        add("Show background activity", () => bridge.showsActivity = !bridge.showsActivity, "", bridge.showsActivity);
+        if (bridge.hasTerminal)
+            add(terminal ? "Conversation history" : "View terminal output", () => bridge.showsTerminal = !terminal, "Ctrl+T");
+        menu.open(items, x - surface.x, y - surface.y);
+    }
 
     objectName: "herdrOutputView"
+
+    Connections {
+        target: root.bridge
+
+        function onShownAgent() {
+            menu.close();
+            header.done(false);
+            reader.forceActiveFocus();
+            root.finding = false;
+        }
+    }
 
     FocusScope {
         anchors.fill: parent
         focus: true
-        Keys.onEscapePressed: root.bridge.close()
-    }
-
-    Glass {
-        x: root.surface.x
-        y: root.surface.y
-        width: root.surface.width
-        height: root.surface.height
-
-        NotchLight {
-            id: dot
-
-            x: 20
-            y: 24
-            light: root.bridge.light
+        Keys.onEscapePressed: root.finding ? root.endFind() : root.bridge.close()
+        Keys.onUpPressed: root.scroll(0, -1)
+        Keys.onDownPressed: root.scroll(0, 1)
+        Keys.onPressed: event => {
+            const shift = !!(event.modifiers & Qt.ShiftModifier);
+            const control = !!(event.modifiers & Qt.ControlModifier);
+            event.accepted = true;
+            if (event.matches(StandardKey.Find))
+                root.find();
+            else if (event.key === Qt.Key_F3)
+                root.bridge.findNext(!shift);
+            else if (event.key === Qt.Key_F2)
+                header.rename();
+            else if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && shift))
+                root.openMenu(root.width - 240, header.height, "", "", "");
+            else if (event.key === Qt.Key_T && control && root.bridge.hasTerminal)
+                root.bridge.showsTerminal = !root.bridge.showsTerminal;
+            else if (event.key === Qt.Key_PageUp)
+                root.scroll(-1, 0);
+            else if (event.key === Qt.Key_PageDown)
+                root.scroll(1, 0);
+            else if (event.key === Qt.Key_Home)
+                root.toStart();
+            else if (event.key === Qt.Key_End)
+                (root.terminal ? terminalOutput : conversation).toEnd();
+            else
+                event.accepted = false;
         }
 
-        Text {
-            id: title
+        // Has the keyboard while nothing else wants it.
+        Item {
+            id: reader
 
-            objectName: "agentTitle"
-            anchors.left: dot.right
-            anchors.leftMargin: 14
-            anchors.right: close.left
-            anchors.rightMargin: Theme.spacing
-            anchors.verticalCenter: dot.verticalCenter
-            text: root.bridge.title
-            color: Theme.text
-            elide: Text.ElideRight
-            font.pixelSize: Theme.titleSize
-            font.weight: Font.DemiBold
-            Accessible.role: Accessible.Heading
-            Accessible.name: text
+            focus: true
         }
 
-        StateWord {
-            objectName: "agentState"
-            x: title.x - 2
-            y: 46
-            light: root.bridge.light
-            text: root.bridge.state
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
-        }
+        Glass {
+            x: root.surface.x
+            y: root.surface.y
+            width: root.surface.width
+            height: root.surface.height
 
-        CloseButton {
-            id: close
+            ConversationHeader {
+                id: header
 
-            anchors.right: parent.right
-            anchors.rightMargin: 12
-            anchors.verticalCenter: dot.verticalCenter
-            onChosen: root.bridge.close()
-        }
+                width: parent.width
+                bridge: root.bridge
+                onFindWanted: root.finding ? root.endFind() : root.find()
+                onMenuWanted: (x, y) => root.openMenu(x + root.surface.x - 200, y + root.surface.y, "", "", "")
+                onRenamingChanged: if (!renaming) reader.forceActiveFocus()
+            }
 
-        Rectangle {
-            y: 84
-            width: parent.width
-            height: 1
-            color: Theme.hairline
-        }
+            SectionSwitch {
+                id: sections
 
-        FactList {
-            x: 20
-            y: 100
-            width: parent.width - 40
-            facts: root.bridge.facts
+                visible: root.bridge.hasTerminal
+                y: header.height
+                width: parent.width
+                bridge: root.bridge
+            }
+
+            FindBar {
+                id: findBar
+
+                visible: root.finding && !root.terminal
+                y: header.height + (sections.visible ? sections.height : 0)
+                width: parent.width
+                bridge: root.bridge
+                onClosed: root.endFind()
+            }
+
+            Item {
+                id: page
+
+                anchors.fill: parent
+                anchors.topMargin: header.height + (sections.visible ? sections.height : 0) + (findBar.visible ? findBar.height : 0)
+                anchors.bottomMargin: 8 + (line.visible ? line.height : 0)
+
+                ConversationList {
+                    id: conversation
+
+                    visible: !root.terminal
+                    anchors.fill: parent
+                    bridge: root.bridge
+                    onMenuWanted: (x, y, key, selected, link) => {
+                        const place = mapToItem(root, x, y);
+                        root.openMenu(place.x, place.y, key, selected, link);
+                    }
+                }
+
+                TerminalOutput {
+                    id: terminalOutput
+
+                    visible: root.terminal
+                    anchors.fill: parent
+                    bridge: root.bridge
+                    onMenuWanted: (x, y, key, selected, link) => {
+                        const place = mapToItem(root, x, y);
+                        root.openMenu(place.x, place.y, key, selected, link);
+                    }
+                }
+
+                TapHandler {
+                    acceptedButtons: Qt.RightButton
+                    gesturePolicy: TapHandler.ReleaseWithinBounds
+                    onTapped: event => {
+                        const place = page.mapToItem(root, event.position.x, event.position.y);
+                        root.openMenu(place.x, place.y, "", "", "");
+                    }
+                }
+            }
+
+            // What became of a click, or why nothing newer can be read.
+            Text {
+                id: line
+
+                objectName: "conversationLine"
+                visible: text !== ""
+                anchors.bottom: parent.bottom
+                anchors.bottomMargin: 8
+                x: Theme.readingMargin
+                width: parent.width - 2 * Theme.readingMargin
+                height: 24
+                verticalAlignment: Text.AlignVCenter
+                text: root.bridge.message !== "" ? root.bridge.message : root.terminal ? (root.bridge.output.trim() !== "" ? root.bridge.outputError : "") : root.bridge.blocks.count > 0 ? root.bridge.notice : ""
+                color: Theme.secondary
+                elide: Text.ElideRight
+                textFormat: Text.PlainText
+                font.pixelSize: Theme.captionSize
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: text
+            }
+
+            ResizeCorner {
+                anchors.left: parent.left
+                anchors.bottom: parent.bottom
+                bridge: root.bridge
+            }
+
+            ActionMenu {
+                id: menu
+
+                anchors.fill: parent
+                onShown: open => {
+                    root.bridge.menuShown(open);
+                    if (!open)
+                        reader.forceActiveFocus();
+                }
+            }
         }
     }
 }

@@ -19,6 +19,12 @@ QtObject {
     readonly property color chosen: dark ? Qt.rgba(0.43, 0.62, 1, 0.17) : Qt.rgba(0.16, 0.42, 0.92, 0.1)
     readonly property color pressed: dark ? Qt.rgba(1, 1, 1, 0.1) : Qt.rgba(0.08, 0.16, 0.3, 0.09)
 
+    // In conversations.
+    readonly property color link: dark ? "#7db0ff" : "#1d63d8"
+    readonly property color code: dark ? Qt.rgba(1, 1, 1, 0.055) : Qt.rgba(0.08, 0.16, 0.3, 0.045)
+    readonly property color found: dark ? Qt.rgba(1, 0.75, 0.2, 0.38) : Qt.rgba(1, 0.78, 0.15, 0.5)
+    readonly property color selection: dark ? Qt.rgba(0.43, 0.62, 1, 0.4) : Qt.rgba(0.16, 0.42, 0.92, 0.25)
+
     // Text.
     readonly property color text: dark ? "#eef1f6" : "#171c25"
     readonly property color secondary: dark ? "#a3adbd" : "#5a6577"
@@ -26,6 +32,8 @@ QtObject {
     readonly property int titleSize: 16
     readonly property int bodySize: 13
     readonly property int captionSize: 11
+    readonly property int codeSize: 12
+    readonly property string fixedFamily: "monospace"
 
     // By the number of a light: needs you, working, done, idle.
     readonly property list<color> lights: dark ? ["#ffb340", "#5aa2ff", "#3fd28b", "#6b7588"] : ["#ef8f00", "#2f7cf6", "#18a764", "#aeb7c4"]
@@ -44,6 +52,9 @@ QtObject {
     readonly property int railRadius: 18
     readonly property int notchRadius: 13
     readonly property int rowRadius: 10
+    readonly property int readingMargin: 20
+    readonly property int bubblePadding: 12
+    readonly property int bubbleRadius: 14
 
     // Durations, in milliseconds.
     readonly property int quick: motion ? 120 : 0

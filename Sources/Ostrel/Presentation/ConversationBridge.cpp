@@ -1,0 +1,310 @@
+#include "ConversationBridge.h"
+
+#include <QClipboard>
+#include <QCursor>
+#include <QDateTime>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QLocale>
+#include <QUrl>
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "App/FilePaths.h"
+#include "Client/ConversationLinks.h"
+#include "Client/SelectedAgent.h"
+#include "MessageText.h"
+#include "Runtime/Failure.h"
+#include "Words.h"
+
+namespace ostrel {
+
+namespace {
+
+constexpr Duration kMessageTime = std::chrono::seconds(5);
+
+QString clockTime(const std::optional<std::string>& timestamp) {
+  if (!timestamp) return {};
+  const QDateTime time = QDateTime::fromString(words::of(*timestamp), Qt::ISODateWithMs);
+  if (!time.isValid()) return {};
+  const QDateTime local = time.toLocalTime();
+  // Some locales' short form counts seconds.
+  QString format = QLocale().timeFormat(QLocale::ShortFormat);
+  format.remove(QStringLiteral(":ss"));
+  const QString clock = QLocale().toString(local.time(), format);
+  if (local.date() == QDate::currentDate()) return clock;
+  return QLocale().toString(local.date(), QStringLiteral("d MMM")) + QStringLiteral(", ") + clock;
+}
+
+QString joined(QStringList pieces) {
+  pieces.removeAll(QString());
+  return pieces.join(QStringLiteral(" · "));
+}
+
+// What may be opened for a link that stands in a conversation: the web, mail, and files.
+std::string addressOf(const std::string& link, const std::filesystem::path& folder,
+                      const std::filesystem::path& home) {
+  const QUrl url(words::of(link));
+  const QString scheme = url.scheme().toLower();
+  if (scheme == QStringLiteral("http") || scheme == QStringLiteral("https") ||
+      scheme == QStringLiteral("mailto"))
+    return url.toEncoded().toStdString();
+  const QString prefix = QString::fromUtf16(MessageText::kPathScheme);
+  std::string path =
+      words::of(link).startsWith(prefix) ? words::of(link).mid(prefix.size()).toStdString() : link;
+  if (scheme == QStringLiteral("file")) path = url.toLocalFile().toStdString();
+  const std::filesystem::path file = resolvePath(path, folder, home);
+  std::error_code error;
+  const auto kind = std::filesystem::status(file, error).type();
+  if (file.empty() || error || kind == std::filesystem::file_type::not_found)
+    throw Failure("There is no file " + path + ".");
+  // Opening a program's entry could start it, and nobody opens a pipe or a device.
+  const bool shown = kind == std::filesystem::file_type::directory ||
+                     (kind == std::filesystem::file_type::regular && file.extension() != ".desktop");
+  const std::filesystem::path target = shown ? file : file.parent_path();
+  return QUrl::fromLocalFile(words::of(target.string())).toEncoded().toStdString();
+}
+
+}  // namespace
+
+ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts,
+                                       ConversationSource source)
+    : pool_(pool),
+      parts_(std::move(parts)),
+      source_(std::move(source)),
+      loop_(loop),
+      throttle_(loop, OstrelModel::kDelivery, [this] { refresh(); }),
+      tasks_(loop) {
+  subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
+  subscriptions_.push_back(parts_.model.observe([this] { throttle_.request(); }));
+}
+
+void ConversationBridge::show(const HerdrAgent& agent) {
+  const bool another = !agent_ || agent_->id() != agent.id();
+  agent_ = agent;
+  if (another) {
+    showsTerminal_ = hasTerminal() && !SelectedAgent::hasHistory(agent);
+    find({});
+    say({});
+    blocks_.clear();
+    Q_EMIT shownAgent();
+  }
+  refresh();
+}
+
+QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }
+
+QString ConversationBridge::speaker() const { return agent_ ? words::provider(*agent_) : QString(); }
+
+bool ConversationBridge::hasTerminal() const {
+  return agent_ && !agent_->isExternal() && !agent_->isCodexLive();
+}
+
+bool ConversationBridge::linkable() const {
+  return agent_ && source_.link && !ended_ && !agent_->transcriptReference &&
+         SelectedAgent::hasHistory(*agent_) && manualLinkKey(*agent_).has_value();
+}
+
+bool ConversationBridge::linked() const {
+  return linkable() && parts_.preferences.string(*manualLinkKey(*agent_)).has_value();
+}
+
+void ConversationBridge::refresh() {
+  if (!agent_) return;
+  refreshAgent();
+  const auto selected = source_.selected();
+  if (selected) refreshBlocks();
+  Q_EMIT changed();
+}
+
+void ConversationBridge::refreshAgent() {
+  const std::string id = agent_->id();
+  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
+  const auto found =
+      std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
+  const auto selected = source_.selected();
+  ended_ = found == agents.end() && !selected;
+  light_ = found == agents.end() ? AgentLight::idle : found->light;
+  if (found != agents.end()) agent_ = found->agent;
+  title_ = words::of(agent_->displayTitle(parts_.preferences));
+  status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
+  details_ = joined({words::provider(*agent_), words::of(agent_->projectLabel()), words::host(*agent_)});
+  if (!selected) return;  // what is known of the session stays
+  const AgentSessionDetails& session = *source_.shown.sessionDetails;
+  session_ = joined({words::of(session.branch.value_or("")), words::of(session.model.value_or("")),
+                     words::of(session.effort.value_or(""))});
+}
+
+void ConversationBridge::refreshBlocks() {
+  const SelectedConversation& shown = source_.shown;
+  loading_ = *shown.loadingHistory;
+  notice_ = words::of(shown.transcriptNotice->value_or(""));
+  const QString output = words::of(*shown.output);
+  const QString error = words::of(shown.outputError->value_or(""));
+  if (output != output_ || error != outputError_) {
+    output_ = output;
+    outputError_ = error;
+  }
+  Q_EMIT outputChanged();
+  std::vector<ConversationBlock> blocks = conversationBlocks(*shown.transcript, showsActivity_);
+  if (blocks == blocks_ && (!blocks.empty() || rows_.count() == 0)) return;
+  blocks_ = std::move(blocks);
+  if (!findText_.isEmpty()) {
+    found_ = findInConversation(blocks_, findText_.toStdString());
+    findPlace_ = std::min(findPlace_, findCount() - 1);
+    Q_EMIT findChanged();
+  }
+  refreshRows();
+}
+
+void ConversationBridge::refreshRows() {
+  std::vector<Row> rows;
+  rows.reserve(blocks_.size());
+  std::vector<int> marks(blocks_.size(), 0);
+  for (const std::size_t place : found_) marks[place] = 1;
+  if (findPlace_ >= 0) marks[found_[static_cast<std::size_t>(findPlace_)]] = 2;
+  bool agentSpoke = false;
+  for (std::size_t i = 0; i < blocks_.size(); ++i) {
+    const ConversationBlock& block = blocks_[i];
+    const bool speech =
+        block.kind != ConversationBlock::Kind::tool && block.kind != ConversationBlock::Kind::activity;
+    QString caption;
+    if (speech && block.first && (block.person || !agentSpoke)) {
+      const QString time = clockTime(block.timestamp);
+      caption = block.person ? time : speaker() + (time.isEmpty() ? time : QStringLiteral(" · ") + time);
+    }
+    if (speech) agentSpoke = !block.person;
+    rows.push_back({words::of(block.key),
+                    {static_cast<int>(block.kind), block.person, block.first, block.last, block.running,
+                     words::of(block.text), words::of(block.label), caption, marks[i]}});
+  }
+  rows_.set(rows);
+}
+
+void ConversationBridge::setShowsTerminal(bool shows) {
+  if (shows == showsTerminal_) return;
+  showsTerminal_ = shows;
+  Q_EMIT changed();
+}
+
+void ConversationBridge::setShowsActivity(bool shows) {
+  if (shows == showsActivity_) return;
+  showsActivity_ = shows;
+  refresh();
+}
+
+void ConversationBridge::menuShown(bool shown) {
+  if (shown) {
+    parts_.edge.menuOpened();
+  } else {
+    parts_.edge.menuClosed();
+  }
+}
+
+void ConversationBridge::rename(const QString& title) {
+  if (!agent_) return;
+  source_.rename(*agent_, title.toStdString());
+  refresh();
+}
+
+void ConversationBridge::chooseConversation() {
+  if (!linkable()) return;
+  auto* const dialog = new QFileDialog(nullptr, QStringLiteral("Link this agent’s conversation"),
+                                       words::of((source_.home / ".claude/projects").string()),
+                                       QStringLiteral("Conversations (*.jsonl)"));
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setFileMode(QFileDialog::ExistingFile);
+  dialog->setLabelText(QFileDialog::LookIn,
+                       QStringLiteral("Choose the exact session JSONL file for this terminal."));
+  dialog->setLabelText(QFileDialog::Accept, QStringLiteral("Link"));
+  dialog->setFilter(dialog->filter() | QDir::Hidden);  // the agents' own folders are
+  dialog->setWindowFlag(Qt::WindowStaysOnTopHint);     // as the windows that it belongs to
+  dialog->setModal(true);
+  connect(dialog, &QFileDialog::fileSelected, this, [this, agent = *agent_](const QString& file) {
+    source_.link(agent, file.toStdString());
+    refresh();
+  });
+  dialog->show();
+}
+
+void ConversationBridge::unlink() {
+  if (!linked()) return;
+  source_.link(*agent_, std::nullopt);
+  refresh();
+}
+
+void ConversationBridge::openLink(const QString& link) { tasks_.start(open(link.toStdString())); }
+
+Task<void> ConversationBridge::open(std::string link) {
+  const std::filesystem::path folder = agent_ ? agent_->context : std::string();
+  try {
+    co_await pool_.run([link = std::move(link), folder, home = source_.home, openUrl = source_.openUrl](
+                           std::stop_token) { openUrl(addressOf(link, folder, home)); });
+  } catch (const Failure& failure) {
+    say(words::of(failure.message()));
+  }
+}
+
+void ConversationBridge::copy(const QString& text) {
+  QGuiApplication::clipboard()->setText(text);
+  say(QStringLiteral("Copied."));
+}
+
+void ConversationBridge::copyMessage(const QString& key) {
+  const auto block = std::ranges::find(blocks_, key.toStdString(), &ConversationBlock::key);
+  if (block == blocks_.end()) return;
+  for (const AgentTranscriptMessage& message : *source_.shown.transcript) {
+    if (message.id != block->message) continue;
+    copy(words::of(message.text));
+    return;
+  }
+  // The agent has ended: what is shown is all there is.
+  QStringList texts;
+  for (const ConversationBlock& each : blocks_) {
+    if (each.message == block->message) texts.append(words::of(each.text));
+  }
+  copy(texts.join(QStringLiteral("\n\n")));
+}
+
+void ConversationBridge::copyConversation() {
+  copy(words::of(conversationText(*source_.shown.transcript, speaker().toStdString())));
+}
+
+void ConversationBridge::beginResize() {
+  resizeFrom_ = QCursor::pos();
+  resizeSize_ = parts_.edge.agentSize();
+}
+
+void ConversationBridge::resize() {
+  const QPoint moved = QCursor::pos() - resizeFrom_;
+  parts_.edge.resizeAgent({resizeSize_.width - moved.x(), resizeSize_.height + moved.y()});
+}
+
+void ConversationBridge::find(const QString& text) {
+  if (text == findText_) return;
+  findText_ = text;
+  found_ = findInConversation(blocks_, text.toStdString());
+  findPlace_ = findCount() - 1;  // the last thing said comes first
+  refreshRows();
+  Q_EMIT findChanged();
+  if (findPlace_ >= 0) Q_EMIT wanted(static_cast<int>(found_[static_cast<std::size_t>(findPlace_)]));
+}
+
+void ConversationBridge::findNext(bool forward) {
+  if (found_.empty()) return;
+  findPlace_ = (findPlace_ + (forward ? 1 : findCount() - 1)) % findCount();
+  refreshRows();
+  Q_EMIT findChanged();
+  Q_EMIT wanted(static_cast<int>(found_[static_cast<std::size_t>(findPlace_)]));
+}
+
+void ConversationBridge::say(QString words) {
+  messageTimer_.reset();
+  if (!words.isEmpty()) messageTimer_ = loop_.after(kMessageTime, [this] { say({}); });
+  if (words == message_) return;
+  message_ = std::move(words);
+  Q_EMIT messageChanged();
+}
+
+}  // namespace ostrel
