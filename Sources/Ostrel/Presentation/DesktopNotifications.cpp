@@ -38,11 +38,28 @@ void DesktopNotifications::post(const Banner& banner) {
     if (reply.isValid()) {
       // Services may give a new number although one was to be replaced.
       ids_[agent] = reply.value();
-    } else if (const auto complain = std::exchange(complain_, {})) {
-      complain("no banners: the desktop has no notification service");
+    } else {
+      complainOnce();
     }
     watcher->deleteLater();
   });
+}
+
+void DesktopNotifications::requestPermission() {
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected()) return;  // which was said
+  const QDBusMessage call =
+      QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("GetServerInformation"));
+  auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
+  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+    if (watcher->isError()) complainOnce();
+    watcher->deleteLater();
+  });
+}
+
+void DesktopNotifications::complainOnce() {
+  if (const auto complain = std::exchange(complain_, {}))
+    complain("no banners: the desktop has no notification service");
 }
 
 void DesktopNotifications::invoked(uint id, const QString& action) {

@@ -19,13 +19,16 @@ class DesktopNotifications final : public QObject, public Notifications {
 
   void post(const Banner& banner) override;
   void onClick(Clicked clicked) override { clicked_ = std::move(clicked); }
-  void requestPermission() override {}  // the service shows what the person lets it show
+  // The service shows what the person lets it show: this only finds out whether there is one.
+  void requestPermission() override;
 
  private Q_SLOTS:
   void invoked(uint id, const QString& action);
   void closed(uint id, uint reason);
 
  private:
+  void complainOnce();
+
   std::function<void(std::string_view)> complain_;
   Clicked clicked_;
   QHash<QString, uint> ids_;  // by agent, what is shown
