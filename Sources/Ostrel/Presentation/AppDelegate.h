@@ -22,6 +22,7 @@
 #include "NestedLoop.h"
 #include "PanelBridges.h"
 #include "SampleAgents.h"
+#include "SampleRequests.h"
 #include "StatusItem.h"
 #include "UtilityPanels.h"
 #include "X11Input.h"
@@ -59,6 +60,7 @@ class AppDelegate final : public Desktop {
   void followDesktop();
   void followClicks();
   ConversationSource conversationSource();
+  RequestPorts requestPorts();
   void open(const HerdrAgent& agent, bool markSeen);
   Point pointer() const;
 
@@ -68,6 +70,7 @@ class AppDelegate final : public Desktop {
   NestedLoop loop_;
   std::optional<SampleAgents> samples_;
   SelectedConversation sampleConversation_;
+  SampleRequests sampleRequests_;
   OstrelModel model_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};

@@ -162,7 +162,7 @@ Item {
 
                 anchors.fill: parent
                 anchors.topMargin: header.height + (sections.visible ? sections.height : 0) + (findBar.visible ? findBar.height : 0)
-                anchors.bottomMargin: 8 + (line.visible ? line.height : 0)
+                anchors.bottomMargin: 8 + (line.visible ? line.height : 0) + (cards.visible ? cards.height + Theme.spacing : 0)
 
                 ConversationList {
                     id: conversation
@@ -196,6 +196,18 @@ Item {
                         root.openMenu(place.x, place.y, "", "", "");
                     }
                 }
+            }
+
+            RequestCards {
+                id: cards
+
+                anchors.bottom: line.visible ? line.top : parent.bottom
+                anchors.bottomMargin: line.visible ? 0 : Theme.spacing
+                x: Theme.spacing
+                width: parent.width - 2 * Theme.spacing
+                height: implicitHeight
+                maximumHeight: (parent.height - header.height) * 0.7
+                bridge: root.bridge.requests
             }
 
             // What became of a click, or why nothing newer can be read.
