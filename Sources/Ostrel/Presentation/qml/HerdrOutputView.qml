@@ -18,10 +18,15 @@ Item {
         findBar.open();
     }
 
+    // The keyboard goes where nothing in particular is typed.
+    function rest() {
+        (cards.visible ? cards : reader).forceActiveFocus();
+    }
+
     function endFind() {
         finding = false;
         bridge.findText = "";
-        reader.forceActiveFocus();
+        rest();
     }
 
     function toStart() {
@@ -78,7 +83,7 @@ Item {
         function onShownAgent() {
             menu.close();
             header.done(false);
-            reader.forceActiveFocus();
+            root.rest();
             root.finding = false;
         }
     }
@@ -135,7 +140,7 @@ Item {
                 bridge: root.bridge
                 onFindWanted: root.finding ? root.endFind() : root.find()
                 onMenuWanted: (x, y) => root.openMenu(x + root.surface.x - 200, y + root.surface.y, "", "", "")
-                onRenamingChanged: if (!renaming) reader.forceActiveFocus()
+                onRenamingChanged: if (!renaming) root.rest()
             }
 
             SectionSwitch {
@@ -208,6 +213,11 @@ Item {
                 height: implicitHeight
                 maximumHeight: (parent.height - header.height) * 0.7
                 bridge: root.bridge.requests
+                // A question is answered by keys at once, unless the person types something else.
+                onVisibleChanged: {
+                    if (visible ? reader.focus : focus)
+                        root.rest();
+                }
             }
 
             // What became of a click, or why nothing newer can be read.
@@ -244,7 +254,7 @@ Item {
                 onShown: open => {
                     root.bridge.menuShown(open);
                     if (!open)
-                        reader.forceActiveFocus();
+                        root.rest();
                 }
             }
         }
