@@ -142,7 +142,7 @@ class Studio {
     stage.setColor(surface_);
     loadView(stage, QStringLiteral("RequestCards"), requests);
     constexpr int kMargin = 16;
-    constexpr int kWidth = 384;
+    constexpr int kWidth = 504;
     stage.resize(kWidth, kScreen.frame.height);
     stage.show();
     settle();
