@@ -90,9 +90,9 @@ void ConversationBridge::show(const HerdrAgent& agent) {
     find({});
     say({});
     blocks_.clear();
-    Q_EMIT shownAgent();
   }
   refresh();
+  if (another) Q_EMIT shownAgent();
 }
 
 QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }

@@ -76,6 +76,7 @@ Item {
     }
 
     objectName: "herdrOutputView"
+    Component.onCompleted: rest()
 
     Connections {
         target: root.bridge
