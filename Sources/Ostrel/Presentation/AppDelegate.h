@@ -13,6 +13,8 @@
 #include "App/DoubleOptionShortcut.h"
 #include "App/EdgeState.h"
 #include "App/OstrelModel.h"
+#include "App/ProviderConnections.h"
+#include "App/TerminalLauncher.h"
 #include "Appearance.h"
 #include "ConversationBridge.h"
 #include "DesktopModule.h"
@@ -58,6 +60,7 @@ class AppDelegate final : public Desktop {
   void loadViews();
   void followDesktop();
   void followClicks();
+  void followActivation();
   ConversationSource conversationSource();
   void open(const HerdrAgent& agent, bool markSeen);
   Point pointer() const;
@@ -69,6 +72,8 @@ class AppDelegate final : public Desktop {
   std::optional<SampleAgents> samples_;
   SelectedConversation sampleConversation_;
   OstrelModel model_;
+  TerminalLauncher terminal_;
+  ProviderConnections connections_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_;
@@ -84,6 +89,8 @@ class AppDelegate final : public Desktop {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
+  ConnectionsBridge connectionsPage_;
+  PanelBridge panel_;
   ConversationBridge conversation_;
   Registration clicks_;
   Subscription panelVisible_;
