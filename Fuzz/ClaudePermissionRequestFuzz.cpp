@@ -6,16 +6,13 @@
 #include <string_view>
 
 #include "Claude/ClaudePermissionRequest.h"
+#include "Require.h"
 
 using namespace ostrel;
 
 namespace {
 
 using Answer = ClaudePermissionAnswer;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 }  // namespace
 

@@ -6,16 +6,9 @@
 #include <string_view>
 
 #include "Claude/ClaudeSettings.h"
+#include "Require.h"
 
 using namespace ostrel;
-
-namespace {
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

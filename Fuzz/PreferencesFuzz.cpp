@@ -6,16 +6,9 @@
 #include <string_view>
 
 #include "Platform/Linux/PreferenceFile.h"
+#include "Require.h"
 
 using namespace ostrel;
-
-namespace {
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
 
 // The file, and after a record separator a second document: what this program and another change meanwhile.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -7,15 +7,12 @@
 #include "Discovery/ExternalAgents.h"
 #include "Platform/Linux/DesktopHostApplications.h"
 #include "Platform/Linux/ProcessStat.h"
+#include "Require.h"
 #include "Runtime/Text.h"
 
 namespace {
 
 using namespace ostrel;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void table(std::string_view bytes) {
   const auto all = ExternalAgents::processes(bytes, std::nullopt);

@@ -8,14 +8,7 @@
 #include "Conversations/ConversationTitle.h"
 #include "Conversations/LineScan.h"
 #include "Conversations/TitleSearch.h"
-
-namespace {
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
-
-}  // namespace
+#include "Require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace ostrel;
@@ -29,18 +22,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     data.append(c == '\x01' ? stretch : 1, c == '\x01' ? 'f' : c);
 
   static const int fd = ::memfd_create("title", MFD_CLOEXEC);
-  demand(::ftruncate(fd, 0) == 0);
-  demand(::pwrite(fd, data.data(), data.size(), 0) == static_cast<ssize_t>(data.size()));
+  require(::ftruncate(fd, 0) == 0);
+  require(::pwrite(fd, data.data(), data.size(), 0) == static_cast<ssize_t>(data.size()));
   const auto found = titleOfFile(fd, data.size(), "s", window);
   const std::size_t start = data.size() - std::min<std::size_t>(data.size(), window.bytes);
-  demand(found && *found == conversationTitle(std::string_view(data).substr(start), "s"));
+  require(found && *found == conversationTitle(std::string_view(data).substr(start), "s"));
 
   const auto title = data.rfind(kTitleMarker);
   const auto prompt = data.rfind(kPromptMarker);
   const bool both = title != data.npos && prompt != data.npos;
-  demand(findTitleMarker(data) == data.find(kTitleMarker) &&
-         findPromptMarker(data) == data.find(kPromptMarker));
-  demand(findLastTitleMarker(data) == title);
-  demand(findLastMarker(data) == (both ? std::max(title, prompt) : std::min(title, prompt)));
+  require(findTitleMarker(data) == data.find(kTitleMarker) &&
+          findPromptMarker(data) == data.find(kPromptMarker));
+  require(findLastTitleMarker(data) == title);
+  require(findLastMarker(data) == (both ? std::max(title, prompt) : std::min(title, prompt)));
   return 0;
 }

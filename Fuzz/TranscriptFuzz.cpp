@@ -8,6 +8,7 @@
 
 #include "Conversations/LineBuffer.h"
 #include "Conversations/TranscriptParser.h"
+#include "Require.h"
 #include "Runtime/Text.h"
 
 namespace {
@@ -15,10 +16,6 @@ namespace {
 using namespace ostrel;
 using Json = nlohmann::json;
 using State = AgentTranscript::ParseState;
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 std::optional<std::string> textOf(const Json& object, const char* key) {
   if (!object.is_object() || !object.contains(key) || !object[key].is_string()) return std::nullopt;
@@ -81,7 +78,7 @@ void checkLine(std::string_view bytes) {
   if (!line.is_object()) return;
   State state;
   AgentTranscript::consume(bytes, state);
-  demand(state.snapshot() == expected(line));
+  require(state.snapshot() == expected(line));
 }
 
 }  // namespace
@@ -105,9 +102,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (const auto lines = buffer.take(count)) parser.consume(*lines, buffer.readable(lines->data()), pieces);
   }
   parser.consume(buffer.pending(), buffer.pending().size(), pieces);
-  demand(pieces.snapshot() == whole.snapshot());
-  demand(pieces.lines == whole.lines && pieces.seen.size() == whole.seen.size());
-  demand(AgentTranscript::details(data) == whole.details);
+  require(pieces.snapshot() == whole.snapshot());
+  require(pieces.lines == whole.lines && pieces.seen.size() == whole.seen.size());
+  require(AgentTranscript::details(data) == whole.details);
 
   for (const auto line : text::split(data, '\n')) checkLine(line);
   return 0;

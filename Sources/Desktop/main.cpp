@@ -53,6 +53,7 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls, TerminalO
                                 .client = core.client(),
                                 .preferences = core.preferences().shared(),
                                 .tools = core.tools(),
+                                .processes = core.processes(),
                                 .environment = core.environment(),
                                 .urls = urls,
                                 .terminals = terminals,

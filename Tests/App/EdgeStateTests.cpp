@@ -1,10 +1,9 @@
-#include <memory>
-
 #include <gtest/gtest.h>
 
 #include "App/EdgeState.h"
 #include "App/OstrelSetting.h"
 #include "Support/FakeAgents.h"
+#include "Support/FakeDesktop.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/VirtualLoop.h"
 
@@ -13,38 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using enum EdgeWindow;
-
-// The desktop: windows, screen and pointer.
-struct FakeDesktop final : EdgeWindows, Screens, Pointer {
-  void place(EdgeWindow window, const Rect& frame) override { frames[window] = frame; }
-  void show(EdgeWindow window, bool takesKey) override {
-    shown[window] = true;
-    if (takesKey) key = window;
-  }
-  void hide(EdgeWindow window) override { shown[window] = false; }
-  void animate(EdgeWindow, const WindowMotion& motion) override { lastMotion = motion; }
-  void takeClicks(EdgeWindow, bool) override {}
-  bool isKey(EdgeWindow window) const override { return key == window && shown.at(window); }
-  bool hasDialog() const override { return dialog; }
-  bool reducedMotion() const override { return reduced; }
-  std::optional<Screen> main() const override { return screen; }
-  Registration follow(Moved function) override {
-    moved = std::make_shared<Moved>(std::move(function));
-    return Registration([this] { moved.reset(); });
-  }
-  void report() {
-    if (const auto keep = moved) (*keep)(pointer);
-  }
-
-  std::map<EdgeWindow, Rect> frames;
-  std::map<EdgeWindow, bool> shown;
-  std::optional<EdgeWindow> key;
-  WindowMotion lastMotion;
-  bool dialog = false, reduced = false;
-  std::optional<Screen> screen = Screen{{0, 0, 1600, 900}, {0, 0, 1600, 900}};
-  Point pointer;
-  std::shared_ptr<Moved> moved;
-};
 
 class EdgeStateTest : public testing::Test {
  protected:
@@ -172,10 +139,11 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   EXPECT_EQ(desktop_.lastMotion, WindowMotion{});
   desktop_.screen.reset();
   edge_.screensChanged();
-  desktop_.screen = Screen{{0, 0, 800, 600}, {0, 0, 800, 600}};
+  desktop_.screen = Screen{{1920, 0, 800, 600}, {1920, 30, 800, 570}};  // beside another, a bar at its top
   edge_.screensChanged();
-  EXPECT_EQ(desktop_.frames[panel].right(), 738);
-  EXPECT_EQ(desktop_.frames[EdgeWindow::agent].x, 8) << "covers the panel rather than leave the screen";
+  EXPECT_EQ(desktop_.frames[panel].right(), 2658);
+  EXPECT_EQ(desktop_.frames[EdgeWindow::agent].x, 1928) << "covers the panel rather than leave the screen";
+  EXPECT_GE(desktop_.frames[EdgeWindow::agent].y, 38);
   edge_.closeAgent();
   edge_.hideFor(2h);
   edge_.togglePanel();
@@ -186,17 +154,6 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
 
 edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }
 
-TEST(EdgeGeometry, FramesOnAScreenBesideAnotherWithABarAtItsTop) {
-  const Screen screen = {{1920, 0, 1600, 900}, {1920, 30, 1600, 870}};
-  EXPECT_EQ(edge::notchFrame(screen, countsOf(0)), (Rect{3494, 437, 26, 56}));
-  EXPECT_EQ(edge::notchFrame(screen, countsOf(8)), (Rect{3494, 397, 26, 137})) << "seven lights at most";
-  const Rect rail = edge::railFrame(screen, countsOf(3));
-  EXPECT_EQ(rail, (Rect{3462, 399, 54, 244}));
-  const Rect panel = edge::panelFrame(screen, rail, PanelTab::agents, countsOf(3));
-  EXPECT_EQ(panel, (Rect{3042, 431, 416, 310}));
-  EXPECT_EQ(edge::agentFrame(screen, panel, {500, 300}), (Rect{2542, 431, 500, 300}));
-}
-
 TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   const Screen small = {{0, 0, 400, 300}, {0, 0, 400, 300}};
   const int rows = edge::railRows(small, countsOf(40));
@@ -205,15 +162,6 @@ TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   const Rect panel = edge::panelFrame(small, edge::railFrame(small, {}), PanelTab::machines, {});
   EXPECT_EQ(panel, (Rect{8, 8, 384, 284}));
   EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
-}
-
-TEST(RailPages, ItemsFillTheRailExactly) {
-  for (const int rows : {0, 3, 9}) {
-    edge::Counts counts = countsOf(rows == 9 ? 12 : rows);
-    counts.updateOffered = rows == 3;
-    const RailItem last = rail::items(rows, counts, 4, true).back();
-    EXPECT_EQ(last.y + last.height + 6, edge::railCollapsedHeight(rows, counts) + edge::kPillRoom);
-  }
 }
 
 }  // namespace

@@ -1,20 +1,19 @@
 // The launcher and the desktop program as they are installed: real processes, a home folder of their own.
 #include <csignal>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "Platform/Linux/PreferenceFile.h"
 #include "Runtime/Files.h"
 #include "Support/ChildProcess.h"
+#include "Support/Eventually.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 
 const fs::path kLauncher = fs::path(OSTREL_BIN_DIR) / "Ostrel";
 const fs::path kDesktop = fs::path(OSTREL_BIN_DIR).parent_path() / "libexec" / "Ostrel";
@@ -45,15 +44,6 @@ TEST(Launcher, BecomesTheDesktopProgramBesideItExceptInTheHookRole) {
   const auto hook = runCommand({launcher.string(), "x", "--permission-hook", "y"}, {});
   EXPECT_EQ(hook.status, 0);
   EXPECT_EQ(hook.output + hook.errors, "");
-}
-
-bool eventually(const auto& condition) {
-  const auto end = std::chrono::steady_clock::now() + 20s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(5ms);
-  }
-  return true;
 }
 
 // What a run that is not for a check says where nothing can be shown, and goes on.

@@ -145,7 +145,7 @@ TEST_F(LocalDiscoveryTest, AFailedScanEmptiesTheListAndIsRetried) {
   EXPECT_EQ(*discovery_.error(), "Local discovery unavailable: no table");
   EXPECT_EQ(exits_.watched.size(), 1u) << "watches stay";
   find({agentOf(7)});
-  exits_.watched[7]();
+  exits_.watched.at(7)();
   loop_.runFor(12ms);
   EXPECT_TRUE(scansReach(4));
   EXPECT_FALSE(*discovery_.error());

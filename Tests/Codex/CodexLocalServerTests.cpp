@@ -5,6 +5,7 @@
 #include "Codex/CodexLive.h"
 #include "CodexStandIn.h"
 #include "Runtime/Files.h"
+#include "Support/Failures.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -19,21 +20,12 @@ constexpr CodexLocalServer::Limits kPatient{.call = 1min, .silence = 1min};
 
 std::string threadID(int number) { return fmt::format("0190c0de-0000-7000-8000-{:012}", number); }
 
-std::string failure(const std::function<void()>& work) {
-  try {
-    work();
-    return "(none)";
-  } catch (const Failure& problem) {
-    return problem.message();
-  }
-}
-
 // The words with which a connection, or `use` of it, fails against `script`.
 void callSomething(Connection& connection) { connection.call("x", Json::object()); }
 std::string words(const std::function<void(Peer&)>& script, CodexLocalServer::Limits limits = kPatient,
                   const std::function<void(Connection&)>& use = callSomething) {
   CodexStandIn server([&](Peer& peer, int) { script(peer); });
-  return failure([&] {
+  return failureOf([&] {
     Connection connection(server.socket, {}, limits);
     use(connection);
   });
@@ -113,8 +105,8 @@ TEST(CodexConnection, StopsAtOnceAndTellsWhyItCanNotBe) {
   });
   Connection connection(server.socket, stop.get_token(), {.call = 1h, .silence = 1h});
   EXPECT_THROW(connection.call("x", Json::object()), Cancelled);
-  EXPECT_EQ(failure([] { Connection(std::string(104, 'p')); }), "Codex socket path is too long.");
-  EXPECT_EQ(failure([] { Connection(std::string(103, 'p')); }), "The local Codex server is unavailable.");
+  EXPECT_EQ(failureOf([] { Connection(std::string(104, 'p')); }), "Codex socket path is too long.");
+  EXPECT_EQ(failureOf([] { Connection(std::string(103, 'p')); }), "The local Codex server is unavailable.");
 }
 
 TEST(CodexHistory, TurnsBecomeMessagesOldestFirst) {
@@ -184,7 +176,7 @@ TEST(CodexLive, PagesEndInTheWrittenWords) {
     };
     return words(pages, kPatient, [](Connection& c) { EXPECT_EQ(CodexLive::loadedIDs(c).size(), 1000u); });
   };
-  EXPECT_EQ(paging(400, nullptr), "(none)");
+  EXPECT_EQ(paging(400, nullptr), "(no failure)");
   EXPECT_EQ(paging(401, 5), "Codex live-session list exceeded its limit.");
   EXPECT_EQ(paging(600, "a"), "Codex repeated a session page.");
 }
@@ -207,7 +199,7 @@ TEST(CodexLive, LeavesOutWhatGoesDuringThePassAndQueuesOnlyWhereAccepted) {
   std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
   std::optional<std::filesystem::path> installed;
   const auto queued = [&](int id, const char* text) {
-    return failure(
+    return failureOf(
         [&] { CodexLive::queue({server.socket, [&] { return installed; }, {}}, threadID(id), text); });
   };
   const std::string refused = "This Codex session is no longer accepting input. Your draft is kept.";
@@ -218,7 +210,7 @@ TEST(CodexLive, LeavesOutWhatGoesDuringThePassAndQueuesOnlyWhereAccepted) {
   EXPECT_EQ(queued(1, " \n"), "A live conversation and message are required.");
   EXPECT_EQ(queued(1, "bad"), "no such thread");
   EXPECT_FALSE(std::filesystem::exists(said));
-  EXPECT_EQ(queued(1, "good"), "(none)");
+  EXPECT_EQ(queued(1, "good"), "(no failure)");
   EXPECT_EQ(files::read(said).value(),
             "queue|--remote|unix://" + server.socket + "|--thread|" + threadID(1) + "|--message|good|");
 }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "Codex/CodexCard.h"
-#include "Codex/CodexForm.h"
+#include "Codex/CodexCardModel.h"
+#include "Codex/CodexDiff.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel {
@@ -136,6 +136,34 @@ TEST(CodexCard, ShowsWhatWouldBeAllowed) {
   for (const char* const bad : {R"({"mode":"url","url":"file:///etc"})", R"({"mode":"url","url":"https://"})",
                                 R"({"mode":"form","requestedSchema":{}})", R"({})"})
     EXPECT_EQ(elicited(bad).step, CodexCard::Step::unsupported) << bad;
+}
+
+TEST(CodexCardModel, SendsWhatWasEnteredOnceItWillDo) {
+  const std::string asked = R"({"questions":[{"id":"q","question":"?","isOther":true,
+      "options":[{"label":"A"},{"label":"B"}]},{"id":"r","question":"?"}]})";
+  CodexCardModel card(request("item/tool/requestUserInput", asked));
+  card.type("r", "why");
+  EXPECT_EQ(card.submit(), std::nullopt);
+  EXPECT_EQ(card.validation(), "Answer each question before submitting.");
+  card.type("q", "mine");
+  card.choose(0, 1);
+  EXPECT_EQ(card.typed("q"), "") << "the option takes its place";
+  EXPECT_EQ(card.submit(), R"({"answers":{"q":{"answers":["B"]},"r":{"answers":["why"]}}})");
+  EXPECT_EQ(card.validation(), std::nullopt);
+  card.type("q", " mine");
+  EXPECT_FALSE(card.isChosen(0, 1));
+  EXPECT_EQ(card.submit(), R"({"answers":{"q":{"answers":[" mine"]},"r":{"answers":["why"]}}})");
+
+  CodexCardModel late(request(kFiles, R"({"itemId":"i"})"));
+  EXPECT_FALSE(late.setItem(std::nullopt));
+  EXPECT_TRUE(late.setItem(R"({"changes":[{"path":"/f","kind":{"type":"update"},"diff":"@@ -1\n-a\n+b\n c"},
+      {"path":"/g","kind":{"type":"delete"},"diff":"+x\n"}]})"));
+  std::string shown;
+  for (const auto& change : late.card().changes) {
+    for (const DiffLine& line : diffLines(change))
+      shown += std::to_string(static_cast<int>(line.kind)) + line.text + "\n";
+  }
+  EXPECT_EQ(shown, "3@@ -1\n2-a\n1+b\n0 c\n2-+x\n");
 }
 
 }  // namespace

@@ -99,28 +99,21 @@ TEST(TranscriptLines, WhatMakesAMessage) {
 TEST(TranscriptLines, BrokenLinesCountAndAreReadAround) {
   const std::string good = R"({"type":"user","message":{"content":"ok"}})";
   const std::string nul("\0", 1);
-  for (const std::string& line :
-       {""s,
-        " "s,
-        "}"s,
-        "[]"s,
-        "7"s,
-        "null"s,
-        "nonsense"s,
-        good.substr(0, good.size() - 1),
-        good + good,
-        good + "x",
-        R"({"type":"user","message":{"content":"x"},})"s,
-        R"({"type":"user","message":{"content":"x"]})"s,
-        R"({"type":"user" "message":{"content":"x"}})"s,
-        R"({"type":"user","message":{"content":"\q"}})"s,
-        R"({"type":"user","message":{"content":"\u12g4"}})"s,
-        R"({"type":"user","message":{"content":"x},"gitBranch":"b"})"s,
-        R"({"gitBranch":"b","model)"s,
-        R"({"gitBranch":"b","message":{"model":"m","content":["a"})"s,
-        nul,
-        nul + good,
-        R"({"type":"user","gitBranch":"b)" + nul + R"(","message":{"content":"x"}})"}) {
+  std::vector<std::string> broken = {
+      nul,
+      nul + good,
+      good + good,
+      good + "x",
+      good.substr(0, good.size() - 1),
+      R"({"type":"user","gitBranch":"b)" + nul + R"(","message":{"content":"x"}})"};
+  for (const char* const line :
+       {"", " ", "}", "[]", "null", "nonsense", R"({"type":"user","message":{"content":"x"},})",
+        R"({"type":"user","message":{"content":"x"]})", R"({"type":"user" "message":{"content":"x"}})",
+        R"({"type":"user","message":{"content":"\q"}})", R"({"type":"user","message":{"content":"\u12g4"}})",
+        R"({"type":"user","message":{"content":"x},"gitBranch":"b"})", R"({"gitBranch":"b","model)",
+        R"({"gitBranch":"b","message":{"model":"m","content":["a"})"})
+    broken.emplace_back(line);
+  for (const std::string& line : broken) {
     const State state = consumed(line + "\n" + good);
     EXPECT_EQ(state.snapshot().messages, (Messages{{"line-2", "user", "ok", std::nullopt}})) << line;
     EXPECT_EQ(state.details, AgentSessionDetails{}) << line;

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Codex/CodexCard.h"
+#include "Codex/CodexCardModel.h"
 #include "Codex/CodexLive.h"
 #include "Codex/CodexRequestController.h"
 #include "PeerWorld.h"
@@ -196,6 +196,99 @@ TEST_F(RealCodexServer, RequestsAreAnsweredHereOrElsewhereAndComeBackWithTheServ
   other_->call("thread/resume", {{"threadId", thread}, {"excludeTurns", true}});
   ASSERT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->contains(thread); }, kPatience));
   EXPECT_FALSE(controller.error()->has_value());
+}
+
+// All that it asks beside leave to run and to write, and what the model is told of the answer.
+TEST_F(RealCodexServer, QuestionsAccessFormsAndToolsAreAnsweredByTheirCards) {
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.limits = kLimits});
+  controller.start(socket());
+  const std::string thread = newThread();
+  controller.watch({thread});
+  std::string last;  // the same request may be there for a moment after its answer
+  const auto asked = [&](const char* title) {
+    EXPECT_TRUE(loop.waitUntil(
+        [&] { return !controller.requests()->empty() && controller.requests()->front().id() != last; },
+        kPatience))
+        << title << controller.error()->value_or("");
+    if (controller.requests()->empty()) throw std::runtime_error("no request");
+    CodexCardModel card(controller.requests()->front());
+    last = card.request().id();
+    EXPECT_EQ(card.card().title, title);
+    return card;
+  };
+  const auto answer = [&](const CodexCardModel& card, const std::optional<std::string>& result) {
+    EXPECT_TRUE(result) << card.validation().value_or("");
+    controller.answer(card.request(), result.value_or(""));
+  };
+  const auto choose = [&](const CodexCardModel& card, const char* title) {
+    for (const auto& choice : card.card().choices) {
+      if (choice.title == title) answer(card, choice.result);
+    }
+  };
+  const auto use = [&](const std::string& tool, const Json& input) {
+    say(thread, "[use " + tool + " " + json::dump(input) + "]");
+  };
+  const auto told = [&](const std::string& words) {
+    return becomes(thread, "idle|") && eventually([&] { return world_.model().wasTold(words); });
+  };
+
+  use("request_user_input",
+      {{"questions",
+        {{{"id", "side"},
+          {"header", "Side"},
+          {"question", "Which?"},
+          {"options",
+           {{{"label", "Left"}, {"description", "l"}}, {{"label", "Right"}, {"description", "r"}}}}}}}});
+  auto card = asked("Your answer is needed");
+  ASSERT_EQ(card.card().questions.size(), 1u);
+  EXPECT_TRUE(card.card().skippable);
+  card.choose(0, 1);
+  answer(card, card.submit());
+  EXPECT_TRUE(told(R"({"answers":{"side":{"answers":["Right"]}}})"));
+
+  const std::string outside = (world_.home() / "outside").string();
+  const Json wish{{"reason", "To write"}, {"permissions", {{"file_system", {{"write", {outside}}}}}}};
+  use("request_permissions", wish);
+  card = asked("Allow additional access?");
+  EXPECT_EQ(card.card().words, std::vector<std::string>{"To write"});
+  EXPECT_NE(card.card().access.value_or("").find(outside), std::string::npos);
+  choose(card, "Deny");
+  EXPECT_TRUE(told(R"("permissions":{"network":null,"file_system":null})"));
+  EXPECT_FALSE(world_.model().wasTold(outside));
+  use("request_permissions", wish);
+  choose(asked("Allow additional access?"), "Allow for this turn");
+  EXPECT_TRUE(told(outside));
+
+  use("mcp__kit.echo", {{"text", "first"}});
+  card = asked("kit");
+  EXPECT_EQ(card.card().tool, (CodexCard::Tool{"echo", "{\n  \"text\": \"first\"\n}"}));
+  choose(card, "Decline");
+  EXPECT_TRUE(told("rejected"));
+  use("mcp__kit.echo", {{"text", "second"}});
+  card = asked("kit");
+  answer(card, card.submit());
+  EXPECT_TRUE(told(R"(echo: {"text":"second"})"));
+  EXPECT_FALSE(world_.model().wasTold(R"(echo: {"text":"first"})"));
+
+  use("mcp__kit.ask", Json::object());
+  card = asked("kit");
+  answer(card, card.submit());
+  card = asked("kit");
+  EXPECT_EQ(card.submit(), std::nullopt);
+  EXPECT_EQ(card.validation(), "Complete City.");
+  card.type("city", "Bonn");
+  card.type("count", "2");
+  answer(card, card.submit());
+  EXPECT_TRUE(told(R"("content":{"city":"Bonn","count":2})"));
+
+  use("mcp__kit.link", Json::object());
+  card = asked("kit");
+  answer(card, card.submit());
+  card = asked("kit");
+  EXPECT_EQ(card.card().link, "https://example.org/step");
+  answer(card, CodexForm::stepDone());
+  EXPECT_TRUE(told(R"(linked: {"action":"accept")"));
 }
 
 // The same through the front end over standard input and output.

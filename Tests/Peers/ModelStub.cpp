@@ -40,7 +40,7 @@ std::optional<std::string> wishIn(std::string_view prompt, std::string_view open
 }
 std::optional<std::string> commandIn(std::string_view prompt) { return wishIn(prompt, "[run "); }
 
-// A tool of Claude Code's and its input.
+// A tool and its input.
 struct ToolUse {
   std::string name;
   Json input;
@@ -92,6 +92,17 @@ Question messagesQuestion(const Json& body) {
     }
   }
   return question;
+}
+
+// What the tools of a conversation with Codex have said.
+std::string resultsIn(const Json& body) {
+  std::string all;
+  const Json* input = json::member(body, "input");
+  for (const Json& item : input ? *input : Json::array()) {
+    const Json* const output = json::member(item, "output");
+    if (output) all += (output->is_string() ? output->get<std::string>() : textOf(*output)) + "\n";
+  }
+  return all;
 }
 
 Question responsesQuestion(const Json& body) {
@@ -166,6 +177,16 @@ std::string responsesAnswer(const Question& question) {
             {"call_id", freshID("call")},
             {"name", "exec_command"},
             {"arguments", json::dump({{"cmd", "apply_patch <<'EOF'\n" + patch + "\nEOF\n"}})}};
+  }
+  const bool uses = question.prompt.find("[use ") != std::string::npos && !question.toolAnswered;
+  if (const auto tool = uses ? toolIn(question.prompt) : std::nullopt) {
+    const auto point = tool->name.find('.');
+    item = {{"type", "function_call"},
+            {"id", freshID("fc")},
+            {"call_id", freshID("call")},
+            {"name", tool->name.substr(point == std::string::npos ? 0 : point + 1)},
+            {"arguments", json::dump(tool->input)}};
+    if (point != std::string::npos) item["namespace"] = tool->name.substr(0, point);
   }
   const Json usage{{"input_tokens", 10},
                    {"input_tokens_details", nullptr},
@@ -273,6 +294,11 @@ std::vector<std::string> ModelStub::requests() {
   return requests_;
 }
 
+bool ModelStub::wasTold(const std::string& words) {
+  std::lock_guard lock(mutex_);
+  return results_.find(words) != std::string::npos;
+}
+
 void ModelStub::serve() {
   for (;;) {
     const int fd = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
@@ -317,6 +343,10 @@ std::string ModelStub::replyTo(const std::string& method, const std::string& pat
   }
   if (method == "POST" && plain == "/v1/responses") {
     const Question question = responsesQuestion(body);
+    {
+      std::lock_guard lock(mutex_);
+      results_ += resultsIn(body);
+    }
     if (question.prompt.find("[hold]") != std::string::npos) waitForRelease();
     return response("200 OK", "text/event-stream", responsesAnswer(question));
   }

@@ -5,7 +5,7 @@
 //   "[hold]"         it answers only once `release` was called
 //   "[run COMMAND]"  it asks for COMMAND to be run in a shell, and says "Finished." once it is told the
 //   result
-//   "[use NAME {}]"  the same for any tool of Claude Code's and its input
+//   "[use NAME {}]"  the same for any tool and its input; of Codex's tools one in a namespace is "SPACE.NAME"
 //   "[patch FILE]"   the same for a patch that adds FILE (Codex only)
 //   anything else    "Understood."
 #pragma once
@@ -35,6 +35,8 @@ class ModelStub {
   void hold();
   // Requests seen so far, "POST /v1/messages" and the like.
   std::vector<std::string> requests();
+  // Whether Codex has told it these words as the result of a tool.
+  bool wasTold(const std::string& words);
 
  private:
   void serve();
@@ -50,6 +52,7 @@ class ModelStub {
   bool closing_ = false;
   std::list<int> connections_;
   std::vector<std::string> requests_;
+  std::string results_;
   std::list<std::thread> threads_;
   std::thread server_;
 };

@@ -69,6 +69,10 @@ enabled = false
 [features]
 apps = false
 plugins = false
+default_mode_request_user_input = true
+request_permissions_tool = true
+[mcp_servers.kit]
+command = "{}"
 [model_providers.stub]
 name = "stub"
 base_url = "http://127.0.0.1:{}/v1"
@@ -79,7 +83,7 @@ supports_websockets = false
 request_max_retries = 0
 stream_max_retries = 0
 )",
-                                  model_.port());
+                                  OSTREL_PEERS_BIN_DIR "/kit", model_.port());
   for (const fs::path& project : projects_) {
     claude["projects"][project.string()] = {{"hasTrustDialogAccepted", true},
                                             {"hasCompletedProjectOnboarding", true}};

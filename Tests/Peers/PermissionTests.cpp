@@ -75,6 +75,18 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   answer({Answer::Answers{{{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}}}});
   EXPECT_TRUE(told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red,Blue\")")) << terminal.screen();
 
+  // The rule is kept, and the next command under it asks nobody.
+  ASSERT_TRUE(asks("Please [run git init one]")) << terminal.screen();
+  ASSERT_EQ(server.requests()->front().alwaysRules, std::vector<std::string>{"Bash(git init *)"});
+  answer({Answer::AllowAlways{}});
+  EXPECT_TRUE(made("one/.git") && idle()) << terminal.screen();
+  EXPECT_NE(runCommand({"cat", folder / ".claude/settings.local.json"}, world.variables())
+                .output.find("Bash(git init *)"),
+            std::string::npos);
+  terminal.submit("Please [run git init two]");
+  EXPECT_TRUE(made("two/.git")) << terminal.screen();
+  EXPECT_TRUE(server.requests()->empty());
+
   // Answered in the terminal: the hook is left waiting, and only the agent's state tells.
   ASSERT_TRUE(asks("Please [run touch by-hand]")) << terminal.screen();
   terminal.key("Enter");

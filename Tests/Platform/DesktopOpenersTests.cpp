@@ -1,4 +1,3 @@
-#include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -6,13 +5,13 @@
 #include "Platform/Linux/DesktopOpeners.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Files.h"
+#include "Support/Eventually.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 
 class DesktopOpenersTest : public testing::Test {
  protected:
@@ -51,7 +50,7 @@ TEST_F(DesktopOpenersTest, WhatIsOpenedIsNobodysChild) {
   program("xdg-terminal-exec", "echo \"$PPID $1\" > \"$0.part\"; mv \"$0.part\" " + result.string());
   environment_.variables["PATH"] = "/usr/bin:/bin";
   terminals().open("/x/a b");
-  for (int i = 0; i < 2000 && !files::read(result); ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_TRUE(eventually([&] { return files::read(result).has_value(); }));
   const std::string text = files::read(result).value_or("");
   EXPECT_TRUE(text.ends_with(" /x/a b\n")) << text;
   EXPECT_FALSE(text.starts_with(std::to_string(::getpid()) + " "));

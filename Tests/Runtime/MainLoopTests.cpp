@@ -251,5 +251,16 @@ TYPED_TEST(MainLoopTest, AnyThreadPostsAndEachKeepsItsOrder) {
   EXPECT_TRUE(this->driver.untilReal([&] { return total == kThreads * kPosts; }));
 }
 
+TEST(VirtualLoopTest, AConditionMayRunTheLoopItself) {
+  VirtualLoop loop;
+  int ran = 0, asked = 0;
+  loop.post([&] { ++ran; });
+  EXPECT_TRUE(loop.runUntil([&] {
+    if (++asked == 2) loop.runUntilIdle();  // takes what the loop is about to serve
+    return asked > 2;
+  }));
+  EXPECT_EQ(ran, 1);
+}
+
 }  // namespace
 }  // namespace ostrel

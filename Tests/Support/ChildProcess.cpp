@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Runtime/Spawn.h"
+
 namespace ostrel {
 
 namespace {
@@ -41,16 +43,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const Variab
   errors_.reset(err[0]);
   UniqueFd errEnd(err[1]);
 
-  std::vector<std::string> pairs;
-  for (const auto& [name, value] : variables) pairs.push_back(name + "=" + value);
-  std::vector<char*> environment;
-  for (auto& pair : pairs) environment.push_back(pair.data());
-  environment.push_back(nullptr);
-  std::vector<std::string> words = command;
-  std::vector<char*> arguments;
-  for (auto& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-
+  const ExecWords words(command, variables);
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
@@ -66,7 +59,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const Variab
   ::sigfillset(&signals);
   ::posix_spawnattr_setsigdefault(&attributes, &signals);
   const int error =
-      ::posix_spawnp(&pid_, arguments[0], &actions, &attributes, arguments.data(), environment.data());
+      ::posix_spawnp(&pid_, words.path(), &actions, &attributes, words.command(), words.environment());
   ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&actions);
   if (error != 0) {

@@ -140,6 +140,7 @@ bool VirtualLoop::servePosted(const std::function<bool()>& done) {
     Work work;
     {
       const std::scoped_lock lock(mutex_);
+      if (posted_.empty()) break;  // `done` or a callback has run the loop itself
       work = std::move(posted_.front());
       posted_.pop_front();
     }

@@ -2,7 +2,8 @@
 //
 // Time stands still until a test moves it. `runFor` and `runUntil` jump to the next timer whenever nothing
 // else is ready. Real descriptors are polled without waiting; a test that waits for another thread or process
-// does so in `waitUntil`, in real time, with the clock standing still.
+// does so in `waitUntil`, in real time, with the clock standing still. Callbacks and conditions may run the
+// loop themselves.
 #pragma once
 
 #include <cstdint>

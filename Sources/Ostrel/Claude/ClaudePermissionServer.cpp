@@ -1,19 +1,16 @@
 #include "Claude/ClaudePermissionServer.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "Claude/PermissionSocket.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Random.h"
 
 namespace ostrel {
 
@@ -49,18 +46,6 @@ bool isOurUser(int fd) {
   ucred peer{};
   socklen_t length = sizeof peer;
   return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 && peer.uid == ::geteuid();
-}
-
-std::string randomUuid() {
-  std::array<unsigned char, 16> b{};
-  // So few bytes never come in part, and the pool is full long before a desktop runs.
-  [[maybe_unused]] const auto count = ::getrandom(b.data(), b.size(), 0);
-  b[6] = static_cast<unsigned char>((b[6] & 0x0f) | 0x40);
-  b[8] = static_cast<unsigned char>((b[8] & 0x3f) | 0x80);
-  std::string text;
-  for (std::size_t i = 0; i < b.size(); ++i)
-    text += fmt::format("{}{:02x}", i == 4 || i == 6 || i == 8 || i == 10 ? "-" : "", b[i]);
-  return text;
 }
 
 }  // namespace

@@ -50,14 +50,19 @@ void QuestionCardModel::setOther(std::size_t index, std::string text) {
   other_[question(index).question] = std::move(text);
 }
 
+std::string QuestionCardModel::other(std::size_t index) const {
+  const auto found = other_.find(question(index).question);
+  return found == other_.end() ? std::string() : found->second;
+}
+
 std::vector<std::string> QuestionCardModel::picks(std::size_t index) const {
   const Question& asked = question(index);
   std::vector<std::string> picks;
   for (std::size_t option = 0; option < asked.options.size(); ++option) {
     if (isChosen(index, option)) picks.push_back(asked.options[option].label);
   }
-  const auto other = other_.find(asked.question);
-  const std::string_view own = other == other_.end() ? "" : text::trim(other->second);
+  const std::string typed = other(index);
+  const std::string_view own = text::trim(typed);
   if (!own.empty()) {
     if (!asked.multiSelect) picks.clear();
     picks.emplace_back(own);
@@ -91,6 +96,11 @@ void QuestionCardModel::down() {
 void QuestionCardModel::tab() {
   focused_ = (focused_ + 1) % request_.questions.size();
   highlighted_ = 0;
+}
+
+void QuestionCardModel::focus(std::size_t index, std::size_t option) {
+  focused_ = index;
+  highlighted_ = std::min(option, question(index).options.size());
 }
 
 std::optional<ClaudePermissionAnswer> QuestionCardModel::enter() {

@@ -53,6 +53,7 @@ class QuestionCardModel {
   bool isChosen(std::size_t question, std::size_t option) const;
   // The answer of one's own: beside the chosen options, or in place of the one choice.
   void setOther(std::size_t question, std::string text);
+  std::string other(std::size_t question) const;
 
   // What would be sent for a question: chosen labels in the order of the options, then the own answer.
   std::vector<std::string> picks(std::size_t question) const;
@@ -66,6 +67,8 @@ class QuestionCardModel {
   void up();
   void down();
   void tab();
+  // The person works in that option, or, behind the last, in the field for an own answer.
+  void focus(std::size_t question, std::size_t option);
   // Return chooses the highlighted option. A single choice, or the step behind the options, also ends the
   // question: the next one gets the focus, and on the last the card is sent when it is complete.
   std::optional<Answer> enter();

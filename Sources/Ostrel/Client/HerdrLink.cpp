@@ -15,7 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr Duration kCommandTime = 8s;
 constexpr Duration kBeat = 2s;
 constexpr Duration kBeatWithStreams = 30s;
 constexpr Duration kDebounce = 100ms;
@@ -145,7 +144,7 @@ Task<void> HerdrLink::beat() {
 Task<std::string> HerdrLink::command(std::filesystem::path executable, std::vector<std::string> arguments) {
   co_return co_await pool_.run([run = doors_.run, executable = std::move(executable),
                                 arguments = std::move(arguments)](std::stop_token stop) {
-    return run(executable, arguments, kCommandTime, std::move(stop));
+    return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
   });
 }
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "Herdr/HerdrCommand.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Background.h"
 #include "Runtime/Published.h"
@@ -30,11 +31,7 @@ class HerdrLink {
  public:
   // What the link does outside of itself. `run` and `events` block and are called on background threads.
   struct Doors {
-    // The tool's standard output; throws `Failure` when it can't be run, fails or takes longer than `limit`.
-    std::function<std::string(const std::filesystem::path& executable,
-                              const std::vector<std::string>& arguments, Duration limit,
-                              std::stop_token stop)>
-        run;
+    HerdrCommand::Run run;
     // As `HerdrSocket::events`.
     std::function<void(const std::string& path, std::int64_t protocol, std::span<const std::string> panes,
                        const std::function<void()>& receive, const std::stop_token& stop)>

@@ -5,7 +5,6 @@
 
 #include <fmt/ranges.h>
 
-#include "Herdr/HerdrCommand.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "Herdr/HerdrCommand.h"
 #include "Herdr/HerdrIntegrations.h"
 #include "Runtime/Background.h"
 #include "Runtime/Published.h"
@@ -20,11 +21,7 @@ namespace ostrel {
 class IntegrationSetup {
  public:
   struct Doors {
-    // As `HerdrCommand::run`, with the environment known; called on background threads.
-    std::function<std::string(const std::filesystem::path& executable,
-                              const std::vector<std::string>& arguments, Duration limit,
-                              std::stop_token stop)>
-        run;
+    HerdrCommand::Run run;
     // The executable to use; none, and nothing is done.
     std::function<std::optional<std::filesystem::path>()> executable;
   };

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "Herdr/HerdrCommand.h"
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Herdr/HerdrCommand.h"
 #include "Platform/Preferences.h"
 #include "Platform/ServerLauncher.h"
 #include "Runtime/Background.h"
@@ -24,11 +25,7 @@ class ManagedServer {
   static constexpr char session[] = "ostrel";
 
   struct Doors {
-    // As `HerdrCommand::run`, with the environment known; called on background threads.
-    std::function<std::string(const std::filesystem::path& executable,
-                              const std::vector<std::string>& arguments, Duration limit,
-                              std::stop_token stop)>
-        run;
+    HerdrCommand::Run run;
     std::function<std::optional<std::filesystem::path>()> executable;
     std::function<std::string()> chosenSession;  // the person's filter, trimmed; empty for all
     std::function<bool()> connecting;            // a connection is being made

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "Client/ConversationLinks.h"
-#include "Herdr/HerdrCommand.h"
 #include "Herdr/HerdrProviders.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"

@@ -16,6 +16,7 @@
 #include "Client/HerdrLink.h"
 #include "Client/SelectedConversation.h"
 #include "Conversations/AgentTranscript.h"
+#include "Herdr/HerdrCommand.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Background.h"
 #include "Runtime/Task.h"
@@ -29,11 +30,11 @@ class SelectedAgent {
     std::function<Task<AgentTranscriptSnapshot>(std::optional<std::string> reference,
                                                 std::optional<std::string> kind, std::string provider)>
         loadHistory;
-    // As `HerdrSocket::read` and `HerdrCommand::run`; called on background threads.
+    // As `HerdrSocket::read`; called on background threads.
     std::function<std::string(const std::string& path, const std::string& pane, const std::string& source,
                               const std::stop_token& stop)>
         readPane;
-    decltype(HerdrLink::Doors::run) run;
+    HerdrCommand::Run run;
     // The record of an agent as its source has it now, by id; nothing once it has gone.
     std::function<std::optional<HerdrAgent>(const std::string& id)> current;
   };

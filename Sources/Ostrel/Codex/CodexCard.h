@@ -68,6 +68,8 @@ struct CodexCard {
 
   // `item` is what the request refers to, as JSON, where it has come.
   static CodexCard of(const CodexRequest& request, const std::optional<std::string>& item);
+  bool operator==(const CodexCard&) const = default;
+
   // Under which key the controller keeps that item; nothing where the request names none.
   static std::optional<std::string> itemKey(const CodexRequest& request);
 };

@@ -1,3 +1,6 @@
+// SHA-1 by its old calls: the new ones read OpenSSL's configuration and load its providers, 2 MB of code.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
 #include "Codex/CodexFrames.h"
 
 #include <algorithm>
@@ -8,8 +11,8 @@
 #include <fmt/format.h>
 #include <simdjson.h>
 
-#include "Codex/CodexRandom.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 
 namespace ostrel::codex {
 
@@ -47,8 +50,11 @@ std::string upgradeRequest(std::string_view key) {
 std::string acceptKey(std::string_view key) {
   const std::string text = std::string(key) + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
   std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
-  ::SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  return base64({reinterpret_cast<const char*>(digest.data()), digest.size()});
+  SHA_CTX sha;
+  ::SHA1_Init(&sha);
+  ::SHA1_Update(&sha, text.data(), text.size());
+  ::SHA1_Final(digest.data(), &sha);
+  return text::base64({reinterpret_cast<const char*>(digest.data()), digest.size()});
 }
 
 bool agrees(std::string_view reply, std::string_view key) {

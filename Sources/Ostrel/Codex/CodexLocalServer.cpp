@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "Codex/CodexMessage.h"
-#include "Codex/CodexRandom.h"
+#include "Runtime/Random.h"
 #include "Runtime/Text.h"
 
 namespace ostrel::CodexLocalServer {
@@ -60,8 +60,8 @@ void Connection::connect(const std::string& socket) {
 
 void Connection::upgrade() {
   std::array<unsigned char, 16> random;
-  codex::fillRandom(random);
-  const std::string key = codex::base64({reinterpret_cast<const char*>(random.data()), random.size()});
+  fillRandom(random);
+  const std::string key = text::base64({reinterpret_cast<const char*>(random.data()), random.size()});
   write(codex::upgradeRequest(key));
   std::string reply;
   // One byte at a time: what follows the empty line belongs to the frames.
@@ -107,7 +107,7 @@ std::string Connection::callText(std::string_view method, const Json& params) {
 
 void Connection::frame(std::string_view payload, codex::Opcode opcode) {
   codex::FrameWriter::Mask mask;
-  codex::fillRandom(mask);
+  fillRandom(mask);
   codex::FrameWriter writer(payload, opcode, mask);
   std::string step(std::min(payload.size() + 14, codex::FrameWriter::kStep), '\0');
   while (const std::size_t count = writer.next(step)) write({step.data(), count});

@@ -4,7 +4,6 @@
 #include <array>
 #include <utility>
 
-#include "Codex/CodexRandom.h"
 #include "Runtime/Json.h"
 #include "Runtime/Text.h"
 
@@ -25,7 +24,7 @@ constexpr std::array kMethods = {kCommand, kOldCommand, kFiles, kOldFiles, kAcce
 
 Choice choice(std::string title, const Json& result) {
   std::string bytes = json::dump(result);
-  return {codex::base64(bytes), std::move(title), std::move(bytes)};
+  return {text::base64(bytes), std::move(title), std::move(bytes)};
 }
 
 std::optional<std::string> titleOfWord(const std::string& word) {
@@ -101,7 +100,7 @@ std::optional<CodexRequest> CodexRequest::parse(const CodexMessage& message, std
 }
 
 std::string CodexRequest::key(std::string_view epoch, std::string_view wireID) {
-  return std::string(epoch) + ":" + codex::base64(wireID);
+  return std::string(epoch) + ":" + text::base64(wireID);
 }
 
 std::string CodexRequest::title() const {

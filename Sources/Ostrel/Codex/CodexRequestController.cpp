@@ -56,8 +56,8 @@ void CodexRequestController::answer(const CodexRequest& request, std::string res
   if (std::ranges::find(*requests_, request) == requests_->end()) return;
   setSent(key, true);
   setReplyError(key, std::nullopt);
-  if (onAnswer) onAnswer();
   door_->reply(request, std::move(result));
+  if (onAnswer) onAnswer();  // the last step: whoever hears of it may stop us
 }
 
 std::string CodexRequestController::status(const std::string& thread) const {

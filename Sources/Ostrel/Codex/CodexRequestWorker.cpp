@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "Codex/CodexLive.h"
-#include "Codex/CodexRandom.h"
+#include "Runtime/Random.h"
 
 namespace ostrel {
 
@@ -78,7 +78,7 @@ void CodexRequestWorker::ring() {
 void CodexRequestWorker::run() {
   while (!stopping_.stop_requested()) {
     try {
-      serve(codex::randomUuid());
+      serve(randomUuid());
     } catch (const Cancelled&) {
       return;
     } catch (const std::exception& failure) {
@@ -86,8 +86,7 @@ void CodexRequestWorker::run() {
         std::lock_guard guard(lock_);
         replies_.clear();  // they can't be delivered any more
       }
-      emit_(codexevent::Reset{codex::randomUuid(),
-                              std::string("Codex controls reconnecting: ") + failure.what()});
+      emit_(codexevent::Reset{randomUuid(), std::string("Codex controls reconnecting: ") + failure.what()});
       pause();
     }
   }

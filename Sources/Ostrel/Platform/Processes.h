@@ -74,8 +74,8 @@ class Processes {
   virtual std::vector<std::string> argumentList(std::int32_t pid) = 0;
 
   // The open files in the field format of `lsof -F`: "fcwd", "n<folder>", then per open file "f<descriptor>",
-  // "a<r|w|u>", "n<path as one line>", joined by newlines; possibly empty. Sockets, pipes, memory files and
-  // files that have no name any more are passed over.
+  // "a<r|w|u>", "n<path as one line>", joined by newlines; possibly empty. Sockets, pipes, devices, memory
+  // files and files that have no name any more are passed over.
   virtual std::string openFiles(std::int32_t pid) = 0;
 
   // Full path of the executable, raw, or the empty string. An executable that was deleted or replaced since

@@ -14,6 +14,7 @@
 #include "Platform/Environment.h"
 #include "Platform/Openers.h"
 #include "Platform/Preferences.h"
+#include "Platform/Processes.h"
 #include "Runtime/Background.h"
 #include "Runtime/EpollLoop.h"
 
@@ -26,6 +27,7 @@ struct DesktopParts {
   HerdrClient& client;
   Preferences& preferences;
   const CommandLineTools& tools;
+  Processes& processes;
   const Environment& environment;
   UrlOpener& urls;
   TerminalOpener& terminals;

@@ -17,11 +17,11 @@ class SampleAgents {
 
   AgentSource source();
   const std::vector<HerdrAgent>& agents() const { return agents_; }
+  // One more, in a pane.
+  static HerdrAgent pane();
   // Tells nobody yet.
   void setLight(std::size_t index, AgentLight light) { lights_.at(agents_.at(index).id()) = light; }
   void tell() { changes_.notify(); }
-  // One more, in a pane.
-  static HerdrAgent pane();
 
  private:
   std::vector<HerdrAgent> agents_;

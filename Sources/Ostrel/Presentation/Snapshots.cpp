@@ -18,6 +18,7 @@
 #include "Runtime/Failure.h"
 #include "SampleAgents.h"
 #include "SampleConversation.h"
+#include "SampleRequests.h"
 #include "UtilityPanel.h"
 
 namespace ostrel::snapshots {
@@ -70,7 +71,8 @@ class Studio {
         connections_(parts_, connectionsSource(agents > 0)),
         panel_(model_, selector_, connections_),
         conversation_(loop, pool_, parts_, source()),
-        backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)) {
+        backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
+        surface_(dark ? QColor(0x1e, 0x21, 0x28) : QColor(0xf4, 0xf6, 0xf9)) {
     appearance_.setDark(dark);
     appearance_.setReducedMotion(true);
     appearance_.setComposited(true);
@@ -104,8 +106,8 @@ class Studio {
   }
 
   // The conversation, as it looks while it is used.
-  std::vector<std::pair<const char*, QImage>> conversations() {
-    std::vector<std::pair<const char*, QImage>> pictures;
+  std::vector<std::pair<std::string, QImage>> conversations() {
+    std::vector<std::pair<std::string, QImage>> pictures;
     pictures.emplace_back("agent", agent());
     pictures.emplace_back("agent-above",
                           agent([](QQuickItem& view) { QMetaObject::invokeMethod(&view, "toStart"); }));
@@ -128,6 +130,39 @@ class Studio {
     show(samples_.pane());
     pictures.emplace_back("agent-terminal", agent());
     show(samples_.agents().front());
+    return pictures;
+  }
+
+  // What an agent asks, as high as it is, in a window of that width. With `entered` the person has begun to
+  // answer; nothing where the sample knows no such thing.
+  QImage card(const std::string& name, bool entered) {
+    SampleRequests samples(name);
+    RequestsBridge requests(samples.ports());
+    requests.show(samples_.agents().front());
+    if (entered && !SampleRequests::enter(name, requests)) return {};
+    QQuickView stage(&engine_, nullptr);
+    stage.setColor(surface_);
+    loadView(stage, QStringLiteral("RequestCards"), requests);
+    constexpr int kMargin = 16;
+    constexpr int kWidth = 384;
+    stage.resize(kWidth, kScreen.frame.height);
+    stage.show();
+    settle();
+    stage.grabWindow();  // a view's parts are laid out as it is drawn
+    const QImage view = stage.grabWindow();
+    const int height = static_cast<int>(stage.rootObject()->implicitHeight());
+    QImage picture(kWidth + 2 * kMargin, height + 2 * kMargin, QImage::Format_RGB32);
+    picture.fill(surface_);
+    QPainter(&picture).drawImage(kMargin, kMargin, view, 0, 0, kWidth, height);
+    return picture;
+  }
+  std::vector<std::pair<std::string, QImage>> cards() {
+    std::vector<std::pair<std::string, QImage>> pictures;
+    for (const std::string& sample : SampleRequests::names()) {
+      pictures.emplace_back("card-" + sample, card(sample, false));
+      if (QImage entered = card(sample, true); !entered.isNull())
+        pictures.emplace_back("card-" + sample + "-entered", std::move(entered));
+    }
     return pictures;
   }
 
@@ -218,6 +253,7 @@ class Studio {
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   QColor backdrop_;
+  QColor surface_;  // of the window that cards are in
 };
 
 }  // namespace
@@ -234,7 +270,8 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
   for (const bool dark : {false, true}) {
     Studio studio(loop, preferences, 7, dark);
     Studio quiet(loop, preferences, 0, dark);
-    std::vector<std::pair<const char*, QImage>> pictures = studio.conversations();
+    std::vector<std::pair<std::string, QImage>> pictures = studio.conversations();
+    for (auto& card : studio.cards()) pictures.push_back(std::move(card));
     pictures.insert(pictures.end(), {{"edge", studio.edge()},
                                      {"notch", studio.notch()},
                                      {"rail", studio.rail()},
@@ -245,7 +282,7 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"rail-empty", quiet.rail()},
                                      {"notch-empty", quiet.notch()}});
     for (const auto& [view, picture] : pictures) {
-      const std::filesystem::path file = folder / (std::string(view) + (dark ? "-dark.png" : "-light.png"));
+      const std::filesystem::path file = folder / (view + (dark ? "-dark.png" : "-light.png"));
       if (!picture.save(QString::fromStdString(file.string())))
         throw Failure("the picture could not be written: " + file.string());
     }

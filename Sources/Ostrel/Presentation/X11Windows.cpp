@@ -51,8 +51,10 @@ void send(xcb_connection_t* c, xcb_window_t window, const char* type, std::uint3
                  reinterpret_cast<const char*>(&event));
 }
 
+constexpr std::uint32_t kMostWords = 4096;  // of a property, each of 32 bits
+
 QByteArray property(xcb_connection_t* c, xcb_window_t window, const char* name) {
-  const auto cookie = xcb_get_property(c, 0, window, atom(c, name), XCB_ATOM_ANY, 0, 64);
+  const auto cookie = xcb_get_property(c, 0, window, atom(c, name), XCB_ATOM_ANY, 0, kMostWords);
   const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, nullptr), std::free);
   if (!reply) return {};
   return {static_cast<const char*>(xcb_get_property_value(reply.get())),
@@ -121,6 +123,34 @@ void setInput(const QWindow& window, const std::vector<QRect>& parts) {
   xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
                        static_cast<xcb_window_t>(window.winId()), 0, 0,
                        static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
+  xcb_flush(c);
+}
+
+std::vector<ClientWindow> clientWindows() {
+  xcb_connection_t* const c = connection();
+  if (!c) return {};
+  const auto numbers = [c](xcb_window_t window, const char* name) {
+    const QByteArray bytes = property(c, window, name);
+    std::vector<std::uint32_t> values(static_cast<std::size_t>(bytes.size()) / sizeof(std::uint32_t));
+    if (!values.empty()) std::memcpy(values.data(), bytes.constData(), values.size() * sizeof values[0]);
+    return values;
+  };
+  std::vector<std::uint32_t> ids = numbers(root(c), "_NET_CLIENT_LIST_STACKING");
+  if (ids.empty()) ids = numbers(root(c), "_NET_CLIENT_LIST");
+  std::vector<ClientWindow> windows;
+  for (const std::uint32_t id : ids) {
+    const auto pid = numbers(id, "_NET_WM_PID");
+    windows.push_back({id, pid.empty() ? 0 : pid.front()});
+  }
+  return windows;
+}
+
+void activate(std::uint32_t window) {
+  xcb_connection_t* const c = connection();
+  if (!c) return;
+  // As a task bar does: from a mere application a window manager need not take it.
+  constexpr std::uint32_t kTaskBar = 2;
+  send(c, window, "_NET_ACTIVE_WINDOW", kTaskBar, XCB_CURRENT_TIME, XCB_WINDOW_NONE);
   xcb_flush(c);
 }
 

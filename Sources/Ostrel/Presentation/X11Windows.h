@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QRect>
 #include <QWindow>
+#include <cstdint>
 #include <vector>
 
 namespace ostrel::x11 {
@@ -20,6 +21,16 @@ void announce(const QWindow& window);
 
 // The parts of the window that take clicks; elsewhere they reach what lies below. In the window's own points.
 void setInput(const QWindow& window, const std::vector<QRect>& parts);
+
+// A window of some program on the desktop.
+struct ClientWindow {
+  std::uint32_t id = 0;
+  std::int64_t pid = 0;  // of the program, by its own word; 0 where it keeps silent
+};
+// Those that the window manager tends, the topmost last.
+std::vector<ClientWindow> clientWindows();
+// Brings a window of any program forward, with the desktop it is on, and gives it the keyboard.
+void activate(std::uint32_t window);
 
 // Whether transparent parts of windows show what lies below them.
 bool composited();

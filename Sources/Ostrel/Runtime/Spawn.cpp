@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
+#include <utility>
 
 #include "Runtime/Failure.h"
 
@@ -20,12 +21,18 @@ std::vector<char*> pointers(std::vector<std::string>& words) {
 
 }  // namespace
 
+ExecWords::ExecWords(std::vector<std::string> command, const std::map<std::string, std::string>& environment)
+    : command_(std::move(command)) {
+  for (const auto& [name, value] : environment) environment_.push_back(name + "=" + value);
+  commandPointers_ = pointers(command_);
+  environmentPointers_ = pointers(environment_);
+}
+
 pid_t spawn(const std::string& executable, const std::vector<std::string>& arguments,
             const std::map<std::string, std::string>& environment, int output, SpawnGroup group) {
-  std::vector<std::string> words = {executable};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> variables;
-  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+  std::vector<std::string> command = {executable};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const ExecWords words(std::move(command), environment);
 
   posix_spawn_file_actions_t files;
   posix_spawnattr_t attributes;
@@ -47,8 +54,8 @@ pid_t spawn(const std::string& executable, const std::vector<std::string>& argum
   ::sigfillset(&signals);
   ::posix_spawnattr_setsigdefault(&attributes, &signals);
   pid_t pid = -1;
-  const int error = ::posix_spawn(&pid, executable.c_str(), &files, &attributes, pointers(words).data(),
-                                  pointers(variables).data());
+  const int error =
+      ::posix_spawn(&pid, words.path(), &files, &attributes, words.command(), words.environment());
   ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&files);
   if (error != 0) throw Failure::ofErrno("Could not start " + executable, error);

@@ -8,6 +8,24 @@
 
 namespace ostrel {
 
+// A command and an environment as exec wants them.
+class ExecWords {
+ public:
+  // `command` begins with the program's path.
+  ExecWords(std::vector<std::string> command, const std::map<std::string, std::string>& environment);
+  ExecWords(const ExecWords&) = delete;
+  ExecWords& operator=(const ExecWords&) = delete;
+
+  const char* path() const { return command_.front().c_str(); }
+  // Arrays that end with a null pointer, for as long as this object lives.
+  char* const* command() const { return commandPointers_.data(); }
+  char* const* environment() const { return environmentPointers_.data(); }
+
+ private:
+  std::vector<std::string> command_, environment_;
+  std::vector<char*> commandPointers_, environmentPointers_;
+};
+
 enum class SpawnGroup {
   process,  // a process group of its own, to be signalled as one
   session,  // a session of its own, which the end of our terminal does not reach

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <openssl/evp.h>
 
 #include <fmt/format.h>
 #include <utf8proc.h>
@@ -259,6 +260,15 @@ std::optional<std::string> canonicalUuid(std::string_view text) {
     }
   }
   return result;
+}
+
+std::string base64(std::string_view bytes) {
+  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');  // and the zero that libcrypto adds
+  const int length =
+      ::EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+  text.resize(static_cast<std::size_t>(length));
+  return text;
 }
 
 std::optional<long long> parseInteger(std::string_view text) {

@@ -58,6 +58,8 @@ std::string_view dropSuffix(std::string_view text, std::string_view suffix);
 // The canonical form of a UUID: lower case. Nothing when `text` is not 8-4-4-4-12 hexadecimal digits.
 std::optional<std::string> canonicalUuid(std::string_view text);
 
+std::string base64(std::string_view bytes);
+
 // A whole decimal number with an optional sign, nothing else around it.
 std::optional<long long> parseInteger(std::string_view text);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -307,7 +306,6 @@ int finish(Answer answer, const std::optional<Fault>& fault) {
   }
   std::fwrite(answer.output.data(), 1, answer.output.size(), stdout);
   std::fflush(stdout);
-  if (fault && fault->cut == "kill") ::kill(::getpid(), SIGKILL);
   return answer.status;
 }
 
@@ -347,7 +345,6 @@ int dispatch(const std::vector<std::string>& words) {
   parse(call, words, from + text::words(command->name).size(), command->raw);
 
   const auto fault = call.folder.fault(command->name, call.session);
-  if (fault && fault->delay > 0) std::this_thread::sleep_for(std::chrono::duration<double>(fault->delay));
   if (fault && (fault->exit || fault->answer || fault->silence)) {  // refused: nothing is done
     const int status = finish({}, fault);
     if (fault->silence) hang();

@@ -1,7 +1,4 @@
-#include <atomic>
 #include <csignal>
-#include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -9,34 +6,16 @@
 #include "Herdr/HerdrProtocol.h"
 #include "Herdr/HerdrSocket.h"
 #include "HerdrStandIn.h"
-#include "Runtime/Failure.h"
 #include "Runtime/Files.h"
-#include "Runtime/Subprocess.h"
 #include "Runtime/Text.h"
+#include "Support/Eventually.h"
+#include "Support/Failures.h"
 #include "Support/ForkedProcess.h"
 
 namespace ostrel {
 namespace {
 
 using namespace std::literals;
-
-// A loaded machine may take long.
-bool eventually(const std::function<bool()>& condition) {
-  for (int i = 0; i < 3000; ++i) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(10ms);
-  }
-  return false;
-}
-
-std::string failureOf(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const Failure& failure) {
-    return failure.message();
-  }
-  return "(no failure)";
-}
 
 std::vector<HerdrAgent> agents(const HerdrStandIn& herdr, const HerdrStandIn::Place& place) {
   return HerdrProtocol::agents(herdr.run(place, {"agent", "list"}).output, "one", {});
@@ -45,70 +24,18 @@ std::vector<HerdrAgent> agents(const HerdrStandIn& herdr, const HerdrStandIn::Pl
 class HerdrStandInTest : public testing::Test {
  protected:
   HerdrStandInTest() { herdr.start("one"); }
-  std::string read(const HerdrStandIn::Pane& pane, const std::string& source = "visible") const {
-    return HerdrSocket::read(herdr.socket("one"), pane.id, source, {});
-  }
-  // The same on a machine where an answer may take more than three seconds.
+  // On a machine where an answer may take more than three seconds.
   std::string screen(const HerdrStandIn::Pane& pane, const std::string& source = "visible") const {
     std::string text;
     const auto answered = [&] {
-      return failureOf([&] { text = read(pane, source); }) != "Herdr socket timed out.";
+      const auto read = [&] { text = HerdrSocket::read(herdr.socket("one"), pane.id, source, {}); };
+      return failureOf(read) != "Herdr socket timed out.";
     };
     EXPECT_TRUE(eventually(answered));
     return text;
   }
   HerdrStandIn herdr;
 };
-
-TEST_F(HerdrStandInTest, SessionsAndTheirAgentsAreListed) {
-  herdr.start("two");
-  herdr.start("gone");
-  herdr.stop("gone");
-  const std::string list = herdr.run({"session", "list", "--json"}).output;
-  EXPECT_EQ(HerdrProtocol::sessions(list), (std::vector<std::string>{"one", "two"}));
-  EXPECT_NE(list.find(herdr.socket("one")), std::string::npos);
-  EXPECT_FALSE(std::filesystem::exists(herdr.socket("gone")));
-
-  auto pane = herdr.open("one", {"cat"}, "/usr");
-  EXPECT_TRUE(agents(herdr, "one").empty());
-  herdr.report("one", pane, {.agent = "claude", .status = "working", .title = "Fix it", .reference = "abc"});
-  auto listed = agents(herdr, "one");
-  ASSERT_EQ(listed.size(), 1u);
-  EXPECT_EQ(listed[0].paneID, pane.id);
-  EXPECT_EQ(listed[0].terminalID, pane.terminal);
-  EXPECT_EQ(listed[0].provider + " " + listed[0].state + " " + listed[0].title, "claude working Fix it");
-  EXPECT_EQ(listed[0].context, "/usr");
-  EXPECT_EQ(listed[0].transcriptReference, "abc");
-  EXPECT_TRUE(agents(herdr, "two").empty());
-
-  const std::string before = pane.terminal;
-  herdr.move("one", pane);
-  EXPECT_NE(pane.terminal, before);
-  EXPECT_EQ(agents(herdr, "one").at(0).terminalID, pane.terminal);
-  EXPECT_EQ(herdr.run("one", {"pane", "close", pane.id}).status, 0);
-  EXPECT_TRUE(agents(herdr, "one").empty());
-}
-
-TEST_F(HerdrStandInTest, EventsArriveForWhatWasSubscribed) {
-  const auto watched = herdr.open("one", {"cat"});
-  const auto other = herdr.open("one", {"cat"});
-  for (const auto& pane : {watched, other}) herdr.report("one", pane, {.agent = "codex", .status = "idle"});
-  std::atomic<int> received = 0;
-  const std::vector<std::string> panes = {watched.id};
-  std::jthread listener([&](const std::stop_token& stop) {
-    try {
-      HerdrSocket::events(herdr.socket("one"), 12, panes, [&] { ++received; }, stop);
-    } catch (const Cancelled&) {
-    }
-  });
-  ASSERT_TRUE(eventually([&] { return received == 1; }));
-  herdr.report("one", other, {.status = "working"});  // of no interest
-  herdr.report("one", watched, {.status = "working"});
-  ASSERT_TRUE(eventually([&] { return received >= 2; }));
-  herdr.open("one", {"true"});  // created, exited
-  EXPECT_TRUE(eventually([&] { return received >= 4; }));
-  EXPECT_EQ(received, 4);
-}
 
 TEST_F(HerdrStandInTest, TypingReachesTheProgramAndItsScreenIsRead) {
   const auto pane = herdr.open("one", {"sh", "-c", "stty -echo; seq 40; exec cat"});
@@ -198,64 +125,6 @@ TEST_F(HerdrStandInTest, IntegrationsAndMachinesKeepTheirState) {
   EXPECT_EQ(herdr.run({"machine", "list", "--json"}).output,
             R"([{"enabled":false,"id":"m1","label":"Box","session":"far","target":"u@h"}])"
             "\n");
-}
-
-TEST_F(HerdrStandInTest, CommandsFailOnDemand) {
-  herdr.report("one", herdr.open("one", {"cat"}), {.agent = "claude"});
-  const auto list = [&](Json fault) {
-    fault.update({{"on", "agent list"}, {"session", "one"}});
-    herdr.setFault(fault);
-    return herdr.run("one", {"agent", "list"});
-  };
-  EXPECT_EQ(list({{"exit", 3}, {"answer", "boom"}}).status, 3);
-  EXPECT_EQ(failureOf([&] {
-              HerdrProtocol::result(list({{"exit", 1}, {"answer", {{"error", {{"message", "no"}}}}}}).output);
-            }),
-            "no");
-  EXPECT_EQ(list({{"answer", "not json"}}).output, "not json");
-  EXPECT_GT(list({{"oversize", true}}).output.size(), 8'000'000u);
-  EXPECT_EQ(list({{"cut", "kill"}}).status, 128 + SIGKILL);
-  const std::string twice = list({{"duplicatePane", true}}).output;
-  EXPECT_EQ(failureOf([&] { HerdrProtocol::agents(twice, "one", {}); }),
-            "Herdr returned a missing or duplicate pane identifier.");
-  herdr.setFault({{"on", "agent list"}, {"silence", true}});
-  const auto hung = Subprocess::run(herdr.executable(), {"--session", "one", "agent", "list"},
-                                    herdr.environment(), 500ms, 1000);
-  EXPECT_EQ(hung.end, Subprocess::End::timedOut);
-  herdr.setFaults(Json::array());
-  EXPECT_EQ(agents(herdr, "one").size(), 1u);
-  EXPECT_EQ(herdr.commands().back(), "--session one agent list");
-}
-
-TEST_F(HerdrStandInTest, TheSocketFailsOnDemand) {
-  const auto pane = herdr.open("one", {"cat"});
-  const auto failure = [&](const Json& fault) {
-    herdr.setFault(fault);
-    return failureOf([&] { read(pane); });
-  };
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"cut", "close"}}), "Herdr disconnected.");
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"oversize", true}}), "Herdr response exceeded its size limit.");
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"answer", "[]\n"}}), "Herdr returned an unsupported response.");
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"session", "two"}, {"answer", "[]\n"}}), "(no failure)");
-  const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"delay", 0.2}}), "(no failure)");
-  EXPECT_GE(std::chrono::steady_clock::now() - before, 200ms);
-
-  herdr.setFault({{"on", "ping"}, {"protocol", 99}});
-  EXPECT_EQ(failureOf([&] { HerdrSocket::events(herdr.socket("one"), 12, {}, [] {}, {}); }),
-            "Herdr API version changed.");
-  herdr.setFault({{"on", "ping"}, {"silence", true}});
-  HerdrSocket::Wire wire(herdr.socket("one"));
-  wire.send("1", "ping", Json::object());
-  EXPECT_EQ(failureOf([&] { wire.next(std::chrono::steady_clock::now() + 100ms, {}); }),
-            "Herdr socket timed out.");
-  herdr.setFault({{"on", "event"}, {"answer", "not json\n"}});
-  EXPECT_EQ(failureOf([&] {
-              HerdrSocket::events(herdr.socket("one"), 12, {}, [&] { herdr.open("one", {"cat"}); }, {});
-            }),
-            "Herdr sent an event that is no JSON.");
-  EXPECT_EQ(failure({{"on", "pane.read"}, {"cut", "kill"}}), "Herdr disconnected.");
-  EXPECT_EQ(failure(Json::object()), "Herdr socket is unavailable.");
 }
 
 TEST(HerdrStandIn, ItEndsWithItsOwner) {

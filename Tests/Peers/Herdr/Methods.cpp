@@ -5,9 +5,9 @@
 
 #include <fmt/format.h>
 
-#include "Base64.h"
 #include "Herdr/HerdrProviders.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 #include "Server.h"
 
 namespace ostrel::standin {
@@ -29,6 +29,24 @@ std::string required(const Json& params, std::string_view key) {
 std::string shell() {
   const char* shell = std::getenv("SHELL");
   return shell && *shell != 0 ? shell : "/bin/sh";
+}
+
+// Of base64, what stands ahead of the first character that is not of its alphabet.
+std::string decoded(std::string_view text) {
+  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string bytes;
+  std::uint32_t group = 0;
+  unsigned bits = 0;
+  for (const char c : text) {
+    const auto value = kAlphabet.find(c);
+    if (value == std::string_view::npos) break;
+    group = group << 6 | static_cast<std::uint32_t>(value);
+    bits += 6;
+    if (bits < 8) continue;
+    bits -= 8;
+    bytes += static_cast<char>(group >> bits & 0xFF);
+  }
+  return bytes;
 }
 
 int size(const Json& params, std::string_view key) {
@@ -255,7 +273,7 @@ std::optional<Json> Server::attach(const Request& request) {
 Json Server::frame(Pane& pane, std::string_view bytes) const {
   return {{"type", "terminal.frame"},
           {"encoding", "ansi"},
-          {"bytes", encodeBase64(bytes)},
+          {"bytes", text::base64(bytes)},
           {"width", pane.screen().columns()},
           {"height", pane.screen().rows()}};
 }
@@ -275,19 +293,11 @@ void Server::stream(ID id, const Json& record) {
   const auto number = [&](const char* key) {
     return static_cast<int>(json::integer(record, key).value_or(0));
   };
-  const auto word = [&](const char* key) { return json::string(record, key).value_or(""); };
   if (type == "terminal.input") {
-    mine->type(decodeBase64(word("bytes")));
+    mine->type(decoded(json::string(record, "bytes").value_or("")));
   } else if (type == "terminal.resize") {
     mine->resize(std::clamp(number("cols"), 1, 1000), std::clamp(number("rows"), 1, 1000));
     toAttached(mine->terminal, frame(*mine, mine->screen().repaint()));
-  } else if (type == "terminal.scroll") {
-    for (int line = 0; line < number("lines"); ++line)
-      mine->screen().mouse(0, 0, word("direction") == "up" ? 4 : 5, true, 0);
-  } else if (type == "terminal.mouse") {
-    const int column = number("column"), row = number("row"), modifiers = number("modifiers");
-    if (word("action") == "drag") return mine->screen().mouseMove(column, row, modifiers);
-    mine->screen().mouse(column, row, 1, word("action") == "down", modifiers);
   } else if (type == "terminal.release") {
     connections_.erase(id);
   }

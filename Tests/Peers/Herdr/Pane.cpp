@@ -15,6 +15,7 @@
 
 #include "Runtime/Failure.h"
 #include "Runtime/Files.h"
+#include "Runtime/Spawn.h"
 #include "Runtime/Text.h"
 
 namespace ostrel::standin {
@@ -24,21 +25,13 @@ namespace {
 constexpr unsigned short kColumns = 100;
 constexpr unsigned short kRows = 30;
 
-std::vector<char*> pointers(std::vector<std::string>& words) {
-  std::vector<char*> list;
-  for (std::string& word : words) list.push_back(word.data());
-  list.push_back(nullptr);
-  return list;
-}
-
-std::vector<std::string> environmentWith(std::map<std::string, std::string> variables) {
+// This program's own variables below those of the pane.
+std::map<std::string, std::string> environmentWith(std::map<std::string, std::string> variables) {
   for (char** each = environ; *each; ++each) {
     const std::string_view pair = *each;
     variables.emplace(pair.substr(0, pair.find('=')), pair.substr(std::min(pair.find('=') + 1, pair.size())));
   }
-  std::vector<std::string> pairs;
-  for (const auto& [name, value] : variables) pairs.push_back(name + "=" + value);
-  return pairs;
+  return variables;
 }
 
 std::vector<pid_t> processesOfSession(pid_t session) {
@@ -64,10 +57,7 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
       loop_(loop),
       events_(std::move(events)),
       screen_(kColumns, kRows, [this](std::string_view bytes) { type(bytes); }) {
-  std::vector<std::string> words = program.command;
-  std::vector<std::string> pairs = environmentWith(program.variables);
-  const auto arguments = pointers(words);
-  const auto environment = pointers(pairs);
+  const ExecWords words(program.command, environmentWith(program.variables));
   const winsize size{.ws_row = kRows, .ws_col = kColumns, .ws_xpixel = 0, .ws_ypixel = 0};
   int started[2];  // closed by the exec, so that the pane's row is true from the start
   if (::pipe2(started, O_CLOEXEC) != 0) throw Failure::ofErrno("Could not open a pane", errno);
@@ -81,7 +71,7 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (::chdir(program.folder.c_str()) == 0) ::execvpe(arguments[0], arguments.data(), environment.data());
+    if (::chdir(program.folder.c_str()) == 0) ::execvpe(words.path(), words.command(), words.environment());
     ::_exit(127);
   }
   master_.reset(master);

@@ -34,12 +34,6 @@ void appendUtf8(std::string& text, std::uint32_t code) {
   }
 }
 
-VTermModifier vtermModifiers(int herdr) {  // bit 0 Shift, bit 1 Control, bit 2 Option
-  return static_cast<VTermModifier>(((herdr & 1) != 0 ? VTERM_MOD_SHIFT : 0) |
-                                    ((herdr & 2) != 0 ? VTERM_MOD_CTRL : 0) |
-                                    ((herdr & 4) != 0 ? VTERM_MOD_ALT : 0));
-}
-
 }  // namespace
 
 struct Screen::Callbacks {
@@ -159,15 +153,6 @@ void Screen::paste(std::string_view text) {
   ::vterm_keyboard_start_paste(terminal_.get());
   reply_(text);
   ::vterm_keyboard_end_paste(terminal_.get());
-}
-
-void Screen::mouse(int column, int row, int button, bool pressed, int modifiers) {
-  mouseMove(column, row, modifiers);
-  ::vterm_mouse_button(terminal_.get(), button, pressed, vtermModifiers(modifiers));
-}
-
-void Screen::mouseMove(int column, int row, int modifiers) {
-  ::vterm_mouse_move(terminal_.get(), row, column, vtermModifiers(modifiers));
 }
 
 }  // namespace ostrel::standin

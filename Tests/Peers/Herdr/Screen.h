@@ -39,9 +39,6 @@ class Screen {
   bool key(std::string_view name);
   // Text as a paste, marked as such where the program asked for that.
   void paste(std::string_view text);
-  // Sent only if the program asked for the mouse. Buttons: 1 left, 4 and 5 the wheel.
-  void mouse(int column, int row, int button, bool pressed, int modifiers);
-  void mouseMove(int column, int row, int modifiers);
 
  private:
   struct Callbacks;

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -20,6 +19,8 @@ namespace ostrel::standin {
 using namespace std::chrono_literals;
 
 namespace {
+
+constexpr Duration kIdleLimit = 600s;
 
 UniqueFd listenAt(const std::string& path) {
   if (path.size() > HerdrSocket::kLongestPath) throw Failure("The socket's path is too long: " + path);
@@ -45,15 +46,6 @@ UniqueFd endingSignals() {
   return UniqueFd(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-Duration idleLimit() {
-  const char* seconds = std::getenv("STANDIN_HERDR_IDLE_SECONDS");
-  return std::chrono::seconds(seconds ? std::atoi(seconds) : 600);
-}
-
-Duration seconds(double count) {
-  return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(count));
-}
-
 }  // namespace
 
 Server::Server(StateFolder folder, std::string session)
@@ -62,7 +54,6 @@ Server::Server(StateFolder folder, std::string session)
       listener_(listenAt(folder_.socket(session_))),
       signals_(endingSignals()),
       owner_(ownerDescriptor()),
-      idleLimit_(idleLimit()),
       lastRequest_(loop_.now()) {
   listenerWatch_ = loop_.watch(listener_.get(), {.read = true}, [this](Interest) { accept(); });
   signalWatch_ = loop_.watch(signals_.get(), {.read = true}, [this](Interest) { loop_.stop(); });
@@ -78,7 +69,7 @@ Server::~Server() {
 void Server::run() { loop_.run(); }
 
 void Server::checkIdle() {
-  const Duration left = lastRequest_ + idleLimit_ - loop_.now();
+  const Duration left = lastRequest_ + kIdleLimit - loop_.now();
   if (left <= 0s) return loop_.stop();
   later(left, [this] { checkIdle(); });
 }
@@ -150,12 +141,6 @@ void Server::receive(ID id, const std::string& line) {
     folder_.log(fmt::format("socket {} {}", session_, request.method));
     fault = folder_.fault(request.method, session_);
   }
-  if (!fault || fault->delay <= 0) return serve(request, fault);
-  const Duration delay = seconds(fault->delay);
-  later(delay, [this, request = std::move(request), fault = std::move(fault)] { serve(request, fault); });
-}
-
-void Server::serve(const Request& request, const std::optional<Fault>& fault) {
   if (fault && fault->silence && !fault->answer) return;
   try {
     const auto method = methods().find(request.method);
@@ -177,15 +162,7 @@ void Server::transmit(ID id, std::string bytes, const std::optional<Fault>& faul
   const auto found = connections_.find(id);
   if (found == connections_.end()) return;
   Connection& connection = found->second;
-  if (fault) {
-    bytes = fault->applied(std::move(bytes));
-    if (fault->cut == "kill") {
-      [[maybe_unused]] const auto sent =
-          ::send(connection.fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-      ::kill(::getpid(), SIGKILL);
-    }
-    if (fault->cut == "close") connection.closing = true;
-  }
+  if (fault) bytes = fault->applied(std::move(bytes));
   connection.out += bytes;
   watch(id);
 }
@@ -194,11 +171,10 @@ void Server::emit(std::string_view event, const std::string& pane) {
   const Json subscription =
       event == "pane.agent_status_changed" ? Json{{"type", event}, {"pane_id", pane}} : Json{{"type", event}};
   const std::string line = json::dump({{"event", event}, {"data", {{"pane_id", pane}}}}) + "\n";
-  const auto fault = folder_.fault("event", session_);
   for (auto& [id, connection] : connections_) {
     for (const Json& each : connection.subscriptions) {
       if (each != subscription) continue;
-      transmit(id, line, fault);
+      transmit(id, line);
       break;
     }
   }

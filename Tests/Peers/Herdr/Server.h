@@ -33,8 +33,7 @@ class Server {
   // Kills the panes' programs and removes the socket.
   ~Server();
 
-  // Serves until told to stop, a signal, the owner's end, or STANDIN_HERDR_IDLE_SECONDS (600) without a
-  // request.
+  // Serves until told to stop, a signal, the owner's end, or ten minutes without a request.
   void run();
 
  private:
@@ -60,7 +59,6 @@ class Server {
   void watch(ID id);
   void ready(ID id, Interest interest);
   void receive(ID id, const std::string& line);
-  void serve(const Request& request, const std::optional<Fault>& fault);
   void reply(const Request& request, const Json& member, const std::optional<Fault>& fault = {});
   void transmit(ID id, std::string bytes, const std::optional<Fault>& fault = {});
   void later(Duration delay, MainLoop::Work work);
@@ -103,7 +101,6 @@ class Server {
   std::map<ID, Timer> timers_;
   ID nextID_ = 1;
   int panesMade_ = 0, terminalsMade_ = 0, workspacesMade_ = 0;
-  Duration idleLimit_;
   TimePoint lastRequest_;
 };
 

@@ -19,29 +19,12 @@ namespace {
 
 constexpr std::size_t kOversize = HerdrSocket::kLargestLine + 100;  // bytes
 
-std::optional<int> number(const Json& row, std::string_view key) {
-  const auto value = json::integer(row, key);
-  return value ? std::optional(static_cast<int>(*value)) : std::nullopt;
-}
-
 }  // namespace
 
-std::string Fault::applied(std::string answer_) const {
+std::string Fault::applied(std::string bytes) const {
   if (oversize) return std::string(kOversize, 'x');
-  std::string bytes = std::move(answer_);
-  if (answer) {
-    bytes = answer->is_string() ? answer->get<std::string>() : json::dump(*answer) + "\n";
-  } else if (protocol || duplicatePane) {
-    if (auto document = json::parse(bytes); document && document->is_object()) {
-      Json& result = document->contains("result") ? (*document)["result"] : *document;
-      if (protocol) result["protocol"] = *protocol;
-      if (const Json* agents = json::member(result, "agents"); duplicatePane && agents && !agents->empty())
-        result["agents"].push_back(Json(agents->front()));
-      bytes = json::dump(*document) + "\n";
-    }
-  }
-  if (!cut.empty()) bytes.resize(bytes.size() / 2);
-  return bytes;
+  if (!answer) return bytes;
+  return answer->is_string() ? answer->get<std::string>() : json::dump(*answer) + "\n";
 }
 
 StateFolder StateFolder::fromEnvironment() {
@@ -74,14 +57,10 @@ std::optional<Fault> StateFolder::fault(std::string_view on, std::string_view se
         json::string(row, "session").value_or(std::string(session)) != session)
       continue;
     Fault fault;
-    fault.delay = json::number(row, "delay").value_or(0);
     fault.silence = json::boolean(row, "silence").value_or(false);
     if (const Json* answer = json::member(row, "answer")) fault.answer = *answer;
-    fault.exit = number(row, "exit");
-    fault.protocol = number(row, "protocol");
-    fault.duplicatePane = json::boolean(row, "duplicatePane").value_or(false);
+    if (const auto exit = json::integer(row, "exit")) fault.exit = static_cast<int>(*exit);
     fault.oversize = json::boolean(row, "oversize").value_or(false);
-    fault.cut = json::string(row, "cut").value_or("");
     return fault;
   }
   return std::nullopt;

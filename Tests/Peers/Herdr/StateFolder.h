@@ -20,18 +20,14 @@
 
 namespace ostrel::standin {
 
-// What goes wrong with a command ("agent list"), a socket method ("ping") or the sending of an event
-// ("event"). faults.json is a list of objects {"on": ..., "session": ... (every one when absent)} with some
-// of these members; the first that fits applies.
+// What goes wrong with a command ("agent list") or a socket method ("pane.read"). faults.json is a list of
+// objects {"on": ..., "session": ... (every one when absent)} with some of these members; the first that fits
+// applies.
 struct Fault {
-  double delay = 0;             // seconds, before anything else
-  bool silence = false;         // never answers; a command with an answer gives that and hangs then
-  std::optional<Json> answer;   // in place of the true answer; text stands as it is, anything else as JSON
-  std::optional<int> exit;      // a command's exit status
-  std::optional<int> protocol;  // the version given by "ping" and "api schema"
-  bool duplicatePane = false;   // "agent list" names its first pane twice
-  bool oversize = false;        // 8,000,100 bytes without a line feed
-  std::string cut;              // after half of the answer: "close" the connection, or "kill" the program
+  bool silence = false;        // never answers; a command with an answer gives that and hangs then
+  std::optional<Json> answer;  // in place of the true answer; text stands as it is, anything else as JSON
+  std::optional<int> exit;     // a command's exit status
+  bool oversize = false;       // 8,000,100 bytes without a line feed
 
   // The bytes to send in place of `answer`.
   std::string applied(std::string answer) const;

@@ -5,20 +5,15 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 #include "Runtime/Failure.h"
+#include "Runtime/Spawn.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
 
 namespace {
-
-std::vector<char*> pointers(std::vector<std::string>& words) {
-  std::vector<char*> list;
-  for (std::string& word : words) list.push_back(word.data());
-  list.push_back(nullptr);
-  return list;
-}
 
 // In the child of a program with threads: nothing here may allocate.
 [[noreturn]] void report(int to, int error) {
@@ -26,7 +21,7 @@ std::vector<char*> pointers(std::vector<std::string>& words) {
   ::_exit(127);
 }
 
-[[noreturn]] void become(char* const* command, char* const* environment, int reportTo) {
+[[noreturn]] void become(const ExecWords& words, int reportTo) {
   for (int signal = 1; signal < SIGRTMAX; ++signal) ::signal(signal, SIG_DFL);
   sigset_t none;
   ::sigemptyset(&none);
@@ -35,7 +30,7 @@ std::vector<char*> pointers(std::vector<std::string>& words) {
   for (int fd = 0; fd < 3; ++fd) {
     if (nothing < 0 || ::dup2(nothing, fd) < 0) report(reportTo, errno);
   }
-  ::execve(command[0], command, environment);
+  ::execve(words.path(), words.command(), words.environment());
   report(reportTo, errno);
 }
 
@@ -43,24 +38,22 @@ std::vector<char*> pointers(std::vector<std::string>& words) {
 
 void DetachedProcess::start(std::vector<std::string> command,
                             const std::map<std::string, std::string>& environment) {
-  std::vector<std::string> variables;
-  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
-  const std::vector<char*> words = pointers(command);
-  const std::vector<char*> values = pointers(variables);
+  const ExecWords words(std::move(command), environment);
   int ends[2];
   // Closed by the exec: that the pipe ends without a word means that the program runs.
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw Failure::ofErrno("Could not start " + command[0], errno);
+  if (::pipe2(ends, O_CLOEXEC) != 0)
+    throw Failure::ofErrno(std::string("Could not start ") + words.path(), errno);
   const UniqueFd reader(ends[0]);
   UniqueFd writer(ends[1]);
   const pid_t child = ::fork();
-  if (child < 0) throw Failure::ofErrno("Could not start " + command[0], errno);
+  if (child < 0) throw Failure::ofErrno(std::string("Could not start ") + words.path(), errno);
   if (child == 0) {
     ::setsid();
     // The second one is nobody's child once the first has gone.
     const pid_t grandchild = ::fork();
     if (grandchild < 0) report(writer.get(), errno);
     if (grandchild > 0) ::_exit(0);
-    become(words.data(), values.data(), writer.get());
+    become(words, writer.get());
   }
   writer.reset();
   int error = 0;
@@ -68,7 +61,7 @@ void DetachedProcess::start(std::vector<std::string> command,
   do count = ::read(reader.get(), &error, sizeof error);
   while (count < 0 && errno == EINTR);
   while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
-  if (count > 0) throw Failure::ofErrno("Could not start " + command[0], error);
+  if (count > 0) throw Failure::ofErrno(std::string("Could not start ") + words.path(), error);
 }
 
 }  // namespace ostrel

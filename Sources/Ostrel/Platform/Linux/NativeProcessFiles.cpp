@@ -63,8 +63,8 @@ std::string NativeProcesses::openFiles(std::int32_t pid) {
   while (const dirent* entry = ::readdir(links.get())) {
     if (entry->d_name[0] == '.') continue;
     const ProcLink link = readProcLink(descriptors, entry->d_name);
-    // "socket:[1]", "pipe:[2]", "anon_inode:[eventfd]", "/memfd:name (deleted)"
-    if (!link.target.starts_with('/') || link.deleted) continue;
+    // "socket:[1]", "pipe:[2]", "anon_inode:[eventfd]", "/dev/pts/3", "/memfd:name (deleted)"
+    if (!link.target.starts_with('/') || link.target.starts_with("/dev/") || link.deleted) continue;
     struct stat status{};
     if (::fstatat(descriptors, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
     add(fmt::format("f{}\na{}\nn{}", entry->d_name, accessLetter(status.st_mode), oneLine(link.target)));

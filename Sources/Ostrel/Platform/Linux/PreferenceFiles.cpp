@@ -162,30 +162,33 @@ void PreferenceFiles::removePersistentDomain(std::string_view domain) {
 void PreferenceFiles::flush() {
   {
     const std::scoped_lock lock(mutex_);
-    hurrying_ = scheduled_;
-    hurry_.notify_all();
+    scheduled_.reset();
+    takenOver_.notify_all();
   }
   writeAll();
 }
 
 void PreferenceFiles::writeSoon() {
+  std::uint64_t mine = 0;
   {
     const std::scoped_lock lock(mutex_);
-    if (std::exchange(scheduled_, true)) return;
+    if (scheduled_) return;
+    scheduled_ = mine = ++writes_;
   }
   try {
-    writer_.submit([this] {
+    writer_.submit([this, mine] {
       {
         std::unique_lock lock(mutex_);
-        hurry_.wait_for(lock, delay_, [this] { return hurrying_; });
-        scheduled_ = hurrying_ = false;
+        const bool flushed = takenOver_.wait_for(lock, delay_, [&] { return scheduled_ != mine; });
+        if (flushed) return;
+        scheduled_.reset();
       }
       writeAll();
     });
   } catch (const Failure&) {
     // No thread to be had now: the next change or flush tries again.
     const std::scoped_lock lock(mutex_);
-    scheduled_ = false;
+    scheduled_.reset();
   }
 }
 

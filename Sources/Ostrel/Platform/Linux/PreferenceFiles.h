@@ -7,11 +7,13 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -52,10 +54,11 @@ class PreferenceFiles final : public PreferenceDomains {
   const Duration delay_;
 
   std::mutex mutex_;
-  std::condition_variable hurry_;
+  std::condition_variable takenOver_;
   std::map<std::string, std::unique_ptr<Store>, std::less<>> stores_;  // only ever grows
-  bool scheduled_ = false;
-  bool hurrying_ = false;
+  // The write that waits for company; a flush does its work, and it none.
+  std::optional<std::uint64_t> scheduled_;
+  std::uint64_t writes_ = 0;
 
   BackgroundPool writer_{1, std::chrono::seconds(1)};
 };

@@ -1,48 +1,71 @@
 import QtQuick
 import Ostrel
 
-// A button with a title.
+// A button with a title, which is never cut short: what is allowed by it must be read whole.
 Item {
     id: root
 
     required property string text
     property bool prominent: false
+    property bool small: false
 
     signal chosen
 
+    function press() {
+        if (enabled)
+            chosen();
+    }
+
     objectName: "pushButton"
-    implicitWidth: label.implicitWidth + 26
-    implicitHeight: 28
-    activeFocusOnTab: true
+    implicitWidth: Math.ceil(metrics.advanceWidth) + (small ? 20 : 28)
+    implicitHeight: Math.max(small ? Theme.smallControlHeight : Theme.controlHeight, label.implicitHeight + 12)
+    opacity: enabled ? 1 : 0.45
+    activeFocusOnTab: enabled
     Accessible.role: Accessible.Button
     Accessible.name: text
-    Accessible.onPressAction: chosen()
-    Keys.onReturnPressed: chosen()
-    Keys.onEnterPressed: chosen()
-    Keys.onSpacePressed: chosen()
+    Accessible.focusable: true
+    Accessible.onPressAction: press()
+    Keys.onReturnPressed: press()
+    Keys.onEnterPressed: press()
+    Keys.onSpacePressed: press()
 
-    Rectangle {
-        anchors.fill: parent
-        radius: 8
-        color: root.prominent ? Theme.link : Theme.hovered
-        border.width: root.activeFocus ? 2 : root.prominent ? 0 : 1
-        border.color: root.activeFocus ? Theme.selection : Theme.hairline
+    FocusRing {
+        visible: root.activeFocus
     }
 
     Rectangle {
         anchors.fill: parent
-        radius: 8
+        radius: Theme.controlRadius
+        color: root.prominent ? Theme.accent : Theme.button
+        border.width: root.prominent ? 0 : 1
+        border.color: Theme.outline
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        radius: Theme.controlRadius
         visible: hover.hovered || tap.pressed
-        color: tap.pressed ? Theme.pressed : Theme.hovered
+        color: root.prominent ? (tap.pressed ? Theme.accentPressed : Theme.accentHovered) : tap.pressed ? Theme.pressed : Theme.hovered
+    }
+
+    TextMetrics {
+        id: metrics
+
+        font: label.font
+        text: root.text
     }
 
     Text {
         id: label
 
         anchors.centerIn: parent
+        width: parent.width - (root.small ? 16 : 24)
+        horizontalAlignment: Text.AlignHCenter
+        wrapMode: Text.WrapAtWordBoundaryOrAnywhere
         text: root.text
-        color: root.prominent ? (Theme.dark ? "#10151d" : "#ffffff") : Theme.text
-        font.pixelSize: Theme.bodySize - 1
+        textFormat: Text.PlainText
+        color: root.prominent ? Theme.accentText : Theme.text
+        font.pixelSize: root.small ? Theme.captionSize : Theme.bodySize
         font.weight: Font.Medium
     }
 
@@ -53,6 +76,6 @@ Item {
     TapHandler {
         id: tap
 
-        onTapped: root.chosen()
+        onTapped: root.press()
     }
 }

@@ -1,28 +1,34 @@
 import QtQuick
 import Ostrel
 
-// A field for one line of text.
+// A field for one line of text. What is typed into a secret one is hidden.
 FocusScope {
     id: root
 
     property string text
     property string placeholder
     property string label: placeholder
+    property bool secret: false
 
     signal edited(string text)
     signal submitted
 
     objectName: "textEntry"
     implicitWidth: 200
-    implicitHeight: 30
-    activeFocusOnTab: true
+    implicitHeight: Theme.controlHeight
+    opacity: enabled ? 1 : 0.45
+    activeFocusOnTab: enabled
+
+    FocusRing {
+        visible: root.activeFocus
+    }
 
     Rectangle {
         anchors.fill: parent
-        radius: 8
-        color: Theme.code
+        radius: Theme.controlRadius
+        color: Theme.field
         border.width: 1
-        border.color: root.activeFocus ? Theme.link : Theme.hairline
+        border.color: root.activeFocus ? Theme.accent : Theme.outline
     }
 
     Text {
@@ -30,9 +36,10 @@ FocusScope {
         visible: input.text === "" && input.preeditText === ""
         verticalAlignment: Text.AlignVCenter
         text: root.placeholder
+        textFormat: Text.PlainText
         color: Theme.tertiary
-        elide: Text.ElideMiddle
-        font.pixelSize: Theme.bodySize - 1
+        elide: Text.ElideRight
+        font.pixelSize: Theme.bodySize
         Accessible.ignored: true
     }
 
@@ -51,10 +58,23 @@ FocusScope {
         selectionColor: Theme.selection
         selectedTextColor: Theme.text
         selectByMouse: true
-        font.pixelSize: Theme.bodySize - 1
+        echoMode: root.secret ? TextInput.Password : TextInput.Normal
+        font.pixelSize: Theme.bodySize
         onTextEdited: root.edited(text)
-        onAccepted: root.submitted()
         Accessible.role: Accessible.EditableText
         Accessible.name: root.label
+        Accessible.passwordEdit: root.secret
+        Keys.onReturnPressed: event => {
+            root.submitted();
+            event.accepted = false;
+        }
+        Keys.onEnterPressed: event => {
+            root.submitted();
+            event.accepted = false;
+        }
+    }
+
+    HoverHandler {
+        cursorShape: Qt.IBeamCursor
     }
 }

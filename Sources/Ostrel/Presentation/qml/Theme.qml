@@ -25,6 +25,32 @@ QtObject {
     readonly property color found: dark ? Qt.rgba(1, 0.75, 0.2, 0.38) : Qt.rgba(1, 0.78, 0.15, 0.5)
     readonly property color selection: dark ? Qt.rgba(0.43, 0.62, 1, 0.4) : Qt.rgba(0.16, 0.42, 0.92, 0.25)
 
+    // Controls and cards.
+    readonly property color accent: dark ? "#3d7bf0" : "#2a6df0"
+    readonly property color accentHovered: dark ? "#4f8af8" : "#1f60df"
+    readonly property color accentPressed: dark ? "#2f69d8" : "#1a54c8"
+    readonly property color accentText: "#ffffff"
+    readonly property color card: dark ? Qt.rgba(1, 1, 1, 0.045) : Qt.rgba(1, 1, 1, 0.85)
+    readonly property color button: dark ? Qt.rgba(1, 1, 1, 0.09) : "#ffffff"
+    readonly property color field: dark ? Qt.rgba(0, 0, 0, 0.22) : "#ffffff"
+    readonly property color detail: dark ? Qt.rgba(0, 0, 0, 0.24) : Qt.rgba(0.08, 0.16, 0.3, 0.045)
+    readonly property color outline: dark ? Qt.rgba(1, 1, 1, 0.16) : Qt.rgba(0.08, 0.12, 0.2, 0.18)
+    readonly property color failure: dark ? "#ff9d96" : "#b3261e"
+    readonly property var diffTexts: ({
+            added: dark ? "#86e2b3" : "#116b3e",
+            removed: dark ? "#ffa8a2" : "#a8231c",
+            place: dark ? "#8dbdff" : "#1c5fd0",
+            same: dark ? "#c3cbd8" : "#3a4454",
+            file: dark ? "#eef1f6" : "#171c25"
+        })
+    readonly property var diffSurfaces: ({
+            added: dark ? Qt.rgba(0.25, 0.82, 0.55, 0.13) : Qt.rgba(0.09, 0.65, 0.39, 0.11),
+            removed: dark ? Qt.rgba(1, 0.4, 0.38, 0.14) : Qt.rgba(0.89, 0.25, 0.22, 0.09),
+            place: "transparent",
+            same: "transparent",
+            file: dark ? Qt.rgba(1, 1, 1, 0.06) : Qt.rgba(0.08, 0.16, 0.3, 0.06)
+        })
+
     // Text.
     readonly property color text: dark ? "#eef1f6" : "#171c25"
     readonly property color secondary: dark ? "#a3adbd" : "#5a6577"
@@ -55,6 +81,15 @@ QtObject {
     readonly property int readingMargin: 20
     readonly property int bubblePadding: 12
     readonly property int bubbleRadius: 14
+    readonly property int cardRadius: 12
+    readonly property int cardPadding: 14
+    readonly property int controlHeight: 30
+    readonly property int smallControlHeight: 24
+    readonly property int controlRadius: 8
+    readonly property int gap: 8
+    readonly property int detailHeight: 172
+    readonly property int diffHeight: 220
+    readonly property int diffLine: 17
 
     // Durations, in milliseconds.
     readonly property int quick: motion ? 120 : 0

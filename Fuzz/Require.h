@@ -1,0 +1,8 @@
+// What a fuzz target demands.
+#pragma once
+
+#include <cstdlib>
+
+inline void require(bool holds) {
+  if (!holds) std::abort();
+}

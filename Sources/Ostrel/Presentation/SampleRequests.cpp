@@ -1,0 +1,128 @@
+#include "SampleRequests.h"
+
+#include <utility>
+
+#include "Codex/CodexMessage.h"
+
+namespace ostrel {
+
+namespace {
+
+struct Sample {
+  const char* name;
+  const char* method;  // of Codex; nothing for a hook of Claude Code
+  const char* bytes;   // the method's parameters, or the hook's line
+  const char* item = nullptr;
+};
+
+constexpr Sample
+    kSamples[] =
+        {
+            {"bash", nullptr,
+             R"({"session_id":"s","tool_name":"Bash","tool_input":{"description":"Run the checkout tests",
+     "command":"npm run test -- --filter checkout --retries 0"},"permission_suggestions":[{"type":"addRules",
+     "behavior":"allow","rules":[{"toolName":"Bash","ruleContent":"npm run test *"}]}]})"},
+            {"bash-long", nullptr,
+             R"({"session_id":"s","tool_name":"Bash","tool_input":{"description":"Rebuild the search index of every tenant and compare it with the one that is live",
+     "command":"set -euo pipefail\nfor tenant in $(psql -At -c 'select name from tenants order by name'); do\n  echo \"== $tenant\"\n  ./bin/reindex --tenant \"$tenant\" --out \"/tmp/index-$tenant\" --batch 5000\n  ./bin/compare --left \"/tmp/index-$tenant\" --right \"/srv/search/$tenant/current\" \\\n    --report \"/tmp/report-$tenant.json\" --ignore timestamps,checksums,order\n  jq -e '.differences | length == 0' \"/tmp/report-$tenant.json\" || exit 1\n  rm -rf \"/tmp/index-$tenant\"\ndone\necho done"}})"},
+            {"question", nullptr,
+             R"({"session_id":"s","tool_name":"AskUserQuestion","tool_input":{"questions":[{"question":"Which database should the new service use?","header":"Database","multiSelect":false,
+     "options":[{"label":"Postgres","description":"What the other services run; backups are in place"},{"label":"SQLite","description":"One file, no server, one writer at a time"},{"label":"Decide later"}]}]}})"},
+            {"questions", nullptr,
+             R"({"session_id":"s","tool_name":"AskUserQuestion","tool_input":{"questions":[
+     {"question":"Where should the export be offered?","header":"Places","multiSelect":true,"options":[{"label":"Invoices"},{"label":"Reports","description":"Monthly and yearly"},{"label":"The command line"}]},
+     {"question":"What becomes of files older than a month?","header":"Old files","multiSelect":false,"options":[{"label":"Delete them"},{"label":"Move them to cold storage"}]}]}})"},
+            {"codex-command", "item/commandExecution/requestApproval",
+             R"({"command":"/bin/bash -lc 'git push origin release/2.4'","cwd":"/home/mira/code/ledger","reason":"The release branch has to be on the server before the pipeline starts.",
+     "availableDecisions":["accept","acceptForSession",{"acceptWithExecpolicyAmendment":{"execpolicy_amendment":["git","push","origin"]}},"decline","cancel"]})"},
+            {"codex-files", "item/fileChange/requestApproval",
+             R"({"itemId":"i","grantRoot":"/home/mira/code/ledger/config"})",
+             R"({"type":"fileChange","changes":[{"path":"/home/mira/code/ledger/config/retry.toml","kind":{"type":"update"},"diff":"@@ -4,7 +4,8 @@\n [queue]\n name = \"billing\"\n-attempts = 3\n-delay = \"5s\"\n+attempts = 6\n+delay = \"2s\"\n+backoff = \"exponential\"\n \n [log]\n level = \"info\"\n"},{"path":"/home/mira/code/ledger/config/README.md","kind":{"type":"add"},"diff":"# Configuration\n\nEvery file here is read once, at the start.\n"}]})"},
+            {"codex-access", "item/permissions/requestApproval",
+             R"({"reason":"The tests talk to a local mail server and write to the shared cache.","permissions":{"network":{"enabled":true},"fileSystem":{"read":null,"write":["/home/mira/.cache/mail"]}}})"},
+            {"codex-questions", "item/tool/requestUserInput",
+             R"({"questions":[{"id":"region","header":"Region","question":"Where should the preview be deployed?","options":[{"label":"Frankfurt","description":"Close to the data"},{"label":"Dublin","description":"Cheaper"}],"isOther":true},
+     {"id":"token","header":"Access","question":"The deploy token for this project","isSecret":true,"options":null}],"isBlocking":false})"},
+            {"codex-form", "mcpServer/elicitation/request",
+             R"({"serverName":"tracker","mode":"form","message":"Details of the issue that is going to be filed","requestedSchema":{"type":"object","required":["title"],"properties":{
+     "title":{"type":"string","title":"Title"},"severity":{"type":"string","title":"Severity","enum":["low","normal","high"]},"public":{"type":"boolean","title":"Visible to customers"},"labels":{"type":"array","title":"Labels"}}}})"},
+            {"codex-link",
+             "mcpServer/elicitation/request", R"({"serverName":"payments","mode":"url","url":"https://pay.example.org/confirm?step=2","elicitationId":"e","message":"Confirm the refund of 40.00 EUR with the payment provider."})"},
+            {"codex-tool", "mcpServer/elicitation/request",
+             R"({"serverName":"tracker","mode":"form","message":"Allow the tracker MCP server to run tool \"close_issue\"?","requestedSchema":{"type":"object","properties":{}},
+     "_meta":{"codex_approval_kind":"mcp_tool_call","tool_name":"close_issue","tool_params":{"issue":482,"comment":"Fixed in 2.4"}}})"},
+};
+
+const Sample& sampleOf(const std::string& name) {
+  for (const Sample& sample : kSamples) {
+    if (sample.name == name) return sample;
+  }
+  return kSamples[0];
+}
+
+}  // namespace
+
+std::vector<std::string> SampleRequests::names() {
+  std::vector<std::string> all;
+  for (const Sample& sample : kSamples) all.emplace_back(sample.name);
+  return all;
+}
+
+SampleRequests::SampleRequests(const std::string& name) {
+  const Sample& sample = sampleOf(name);
+  if (!sample.method) {
+    claude_ = ClaudePermissionRequest::parse(sample.bytes, "request", {});
+    return;
+  }
+  Json params = json::parse(sample.bytes).value_or(Json::object());
+  params["threadId"] = "0190c0de-0000-7000-8000-000000000001";
+  std::string bytes = json::dump({{"id", 0}, {"method", sample.method}, {"params", params}});
+  const auto message = CodexMessage::parse(bytes);
+  if (message) codex_ = CodexRequest::parse(*message, "epoch");
+  if (sample.item) item_ = sample.item;
+}
+
+bool SampleRequests::enter(const std::string& name, RequestsBridge& bridge) {
+  const auto first = [](const RowModel* model, qsizetype role) {
+    return model->rows().front().values.at(role);
+  };
+  if (name == "questions") {
+    auto* const card = first(bridge.claude(), 1).value<QuestionCardBridge*>();
+    card->questionList()[0]->choose(0);
+    card->questionList()[0]->choose(2);
+    card->questionList()[1]->setOwn(QStringLiteral("Ask me each time"));
+    return true;
+  }
+  if (name != "codex-access" && name != "codex-form" && name != "codex-link") return false;
+  auto* const card = first(bridge.codex(), 0).value<CodexCardBridge*>();
+  if (name == "codex-access") card->choose(card->choices()->rows().front().key);
+  if (name == "codex-link") card->openLink();
+  if (name == "codex-form") {
+    for (FormFieldBridge* const field : card->fieldList()) {
+      if (field->picks()) field->setChoice(2);
+    }
+    card->submit();
+  }
+  return true;
+}
+
+RequestPorts SampleRequests::ports() {
+  using Claude = std::vector<ClaudePermissionRequest>;
+  using Codex = std::vector<CodexRequest>;
+  return {.claude = [this](const HerdrAgent&) { return claude_ ? Claude{*claude_} : Claude(); },
+          .codex = [this](const HerdrAgent&) { return codex_ ? Codex{*codex_} : Codex(); },
+          .controls = [this](const HerdrAgent&) -> std::optional<RequestPorts::Controls> {
+            if (!codex_) return std::nullopt;
+            return RequestPorts::Controls{"Connected · reply and review requests here", {}, true};
+          },
+          .item = [this](const CodexRequest&) { return item_; },
+          .isSent = [this](const CodexRequest&) { return sent_; },
+          .replyError = [](const CodexRequest&) { return std::string(); },
+          .answerClaude = [this](const ClaudePermissionRequest&,
+                                 const ClaudePermissionAnswer&) { claude_.reset(); },
+          .answerCodex = [this](const CodexRequest&, const std::string&) { sent_ = true; },
+          .openLink = [](const std::string&) {},
+          .terminal = [](const HerdrAgent&) -> std::function<void()> { return [] {}; }};
+}
+
+}  // namespace ostrel

@@ -1,0 +1,35 @@
+// Made-up requests of Claude Code and Codex, one of each kind, for a look at their cards without an agent
+// that asks. Main thread only.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "RequestsBridge.h"
+
+namespace ostrel {
+
+class SampleRequests {
+ public:
+  // What the samples are called, "bash" and the like.
+  static std::vector<std::string> names();
+  explicit SampleRequests(const std::string& name);
+
+  // What a person might have entered into the card of that sample; false for one that has nothing of the
+  // kind.
+  static bool enter(const std::string& name, RequestsBridge& bridge);
+
+  // An answered request of Claude's goes; one of Codex's stays, as sent.
+  RequestPorts ports();
+
+ private:
+  std::optional<ClaudePermissionRequest> claude_;
+  std::optional<CodexRequest> codex_;
+  std::optional<std::string> item_;
+  bool sent_ = false;
+};
+
+}  // namespace ostrel

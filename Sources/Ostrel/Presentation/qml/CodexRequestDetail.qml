@@ -1,0 +1,81 @@
+import QtQuick
+import Ostrel
+
+// What a request of Codex is about: the command, the changes, the access, or the tool of a connected app.
+Column {
+    id: root
+
+    required property CodexCardBridge card
+
+    spacing: Theme.gap
+
+    DetailBlock {
+        objectName: "codexCommand"
+        width: parent.width
+        visible: text !== ""
+        text: root.card.command
+    }
+
+    LabelledLine {
+        width: parent.width
+        visible: value !== ""
+        label: "folder"
+        value: root.card.folder
+    }
+
+    CardText {
+        objectName: "codexWriteAccess"
+        text: root.card.writeAccess
+    }
+
+    CardText {
+        visible: root.card.diff.count > 0 || root.card.changesText !== ""
+        text: "Review file changes"
+        color: Theme.secondary
+        font.pixelSize: Theme.captionSize
+        font.weight: Font.DemiBold
+    }
+
+    DiffView {
+        width: parent.width
+        visible: root.card.diff.count > 0
+        lines: root.card.diff
+    }
+
+    DetailBlock {
+        objectName: "codexChanges"
+        width: parent.width
+        visible: text !== ""
+        text: root.card.changesText
+    }
+
+    CardText {
+        visible: root.card.access !== ""
+        text: "Requested access"
+        color: Theme.secondary
+        font.pixelSize: Theme.captionSize
+        font.weight: Font.DemiBold
+    }
+
+    DetailBlock {
+        objectName: "codexAccess"
+        width: parent.width
+        visible: text !== ""
+        label: "Requested access"
+        text: root.card.access
+    }
+
+    CardText {
+        objectName: "codexTool"
+        text: root.card.tool
+        font.weight: Font.DemiBold
+        font.family: Theme.fixedFamily
+    }
+
+    DetailBlock {
+        objectName: "codexToolArguments"
+        width: parent.width
+        visible: text !== ""
+        text: root.card.toolArguments
+    }
+}

@@ -1,0 +1,76 @@
+import QtQuick
+import Ostrel
+
+// Claude Code asks whether it may use a tool: yes, yes for good, no, or what to do instead.
+CardFrame {
+    id: root
+
+    required property PermissionCardBridge card
+
+    objectName: "permissionCard"
+    light: 0
+    Accessible.role: Accessible.Grouping
+    Accessible.name: card.heading
+
+    CardHeading {
+        width: parent.width
+        text: root.card.heading
+        light: root.light
+        symbol: HandSymbol {
+            color: Theme.lights[0]
+        }
+    }
+
+    DetailBlock {
+        objectName: "permissionDetail"
+        width: parent.width
+        visible: text !== ""
+        text: root.card.detail
+    }
+
+    Column {
+        width: parent.width
+        spacing: 6
+
+        Flow {
+            width: parent.width
+            spacing: Theme.gap
+
+            PushButton {
+                objectName: "permissionYes"
+                text: "Yes"
+                prominent: true
+                onChosen: root.card.yes()
+            }
+
+            PushButton {
+                objectName: "permissionAlways"
+                visible: root.card.alwaysLine !== ""
+                text: "Yes, don't ask again"
+                onChosen: root.card.always()
+            }
+
+            PushButton {
+                objectName: "permissionNo"
+                text: "No"
+                onChosen: root.card.no()
+            }
+        }
+
+        CardText {
+            objectName: "permissionRules"
+            text: root.card.alwaysLine
+            color: Theme.secondary
+            font.pixelSize: Theme.captionSize
+        }
+    }
+
+    TextEntry {
+        objectName: "permissionInstead"
+        width: parent.width
+        placeholder: "Or tell Claude what to do instead…"
+        text: root.card.instead
+        onEdited: text => root.card.instead = text
+        onSubmitted: root.card.tell()
+    }
+}

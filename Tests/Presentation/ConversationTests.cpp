@@ -1,0 +1,155 @@
+// The conversation window's bridge and its texts, without a display.
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QTextBlock>
+#include <QTextDocument>
+
+#include <gtest/gtest.h>
+
+#include "ConversationBridge.h"
+#include "MessageText.h"
+#include "Runtime/Failure.h"
+#include "Support/FakeAgents.h"
+#include "Support/FakeDesktop.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Qt's own, without a display.
+class Offscreen {
+ public:
+  Offscreen() {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    application_.emplace(count_, arguments_);
+  }
+
+ private:
+  int count_ = 1;
+  char name_[5] = "test";
+  char* arguments_[2] = {name_, nullptr};
+  std::optional<QGuiApplication> application_;
+};
+
+AgentTranscriptMessage said(std::string id, std::string role, std::string text) {
+  return {.id = std::move(id), .role = std::move(role), .text = std::move(text), .timestamp = {}};
+}
+
+class ConversationTest : public testing::Test {
+ protected:
+  ConversationTest() {
+    agents_.agents = {agent_};
+    agents_.lights = {{"a", AgentLight::working}, {"b", AgentLight::idle}};
+    open_ = agent_;
+  }
+  QStringList bodies() {
+    QStringList all;
+    for (const Row& row : bridge_.blocks()->rows()) all.append(row.values.at(5).toString());
+    return all;
+  }
+  void say(std::vector<AgentTranscriptMessage> messages) {
+    shown_.transcript.set(std::move(messages));
+    loop_.runFor(100ms);
+  }
+  std::string opened(const char* link) {
+    opened_.clear();
+    bridge_.openLink(QString::fromUtf8(link));
+    loop_.waitUntil([&] { return !opened_.empty() || !bridge_.message().isEmpty(); });
+    const std::string result = opened_.empty() ? bridge_.message().toStdString() : opened_;
+    loop_.runFor(10s);
+    return result;
+  }
+
+  Offscreen offscreen_;
+  TemporaryFolder home_;
+  HerdrAgent agent_ = agentOf("a", home_.path().string());
+  VirtualLoop loop_;
+  BackgroundPool pool_;
+  MemoryPreferences preferences_;
+  FakeAgents agents_;
+  FakeDesktop desktop_;
+  OstrelModel model_{loop_, agents_.source()};
+  EdgeState edge_{
+      {loop_, desktop_, desktop_, desktop_, preferences_}, model_, {[](const auto&, bool) {}, [] {}}};
+  SelectedConversation shown_;
+  std::optional<HerdrAgent> open_;
+  std::string opened_;
+  ConversationBridge bridge_{loop_,
+                             pool_,
+                             {model_, edge_, desktop_, preferences_, [] {}},
+                             {.shown = shown_,
+                              .selected = [this] { return open_; },
+                              .statusLabel = [](const HerdrAgent& agent) { return agent.state; },
+                              .rename = {},
+                              .link = {},
+                              .openUrl = [this](const std::string& url) { opened_ = url; },
+                              .home = home_.path()}};
+};
+
+TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {
+  bridge_.show(agent_);
+  say({said("1", "user", "one"), said("2", "assistant", "two\n\nthree")});
+  EXPECT_EQ(bodies().join(u'|').toStdString(), "one|two|three");
+  EXPECT_FALSE(bridge_.ended());
+  agents_.agents.clear();
+  open_.reset();
+  say({});
+  EXPECT_TRUE(bridge_.ended());
+  EXPECT_EQ(bodies().size(), 3);
+  bridge_.copyMessage(QStringLiteral("2#1"));
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "two\n\nthree");
+
+  open_ = agentOf("b");
+  agents_.agents = {*open_};
+  bridge_.show(*open_);
+  EXPECT_EQ(bodies().size(), 0) << "another agent begins with what is known of it";
+}
+
+TEST_F(ConversationTest, FindingGoesRoundAndFollowsWhatIsSaid) {
+  bridge_.show(agent_);
+  say({said("1", "user", "needle"), said("2", "assistant", "hay"), said("3", "user", "a Needle")});
+  std::vector<int> wanted;
+  QObject::connect(&bridge_, &ConversationBridge::wanted, [&](int row) { wanted.push_back(row); });
+  bridge_.find(QStringLiteral("needle"));
+  bridge_.findNext(true);
+  bridge_.findNext(true);
+  bridge_.findNext(false);
+  EXPECT_EQ(wanted, (std::vector{2, 0, 2, 0}));
+  say({said("2", "assistant", "hay")});
+  EXPECT_EQ(bridge_.findCount(), 0);
+  bridge_.findNext(true);
+  EXPECT_EQ(bridge_.findPlace(), -1);
+}
+
+TEST_F(ConversationTest, LinksOpenTheWebAndFilesAndNothingElse) {
+  bridge_.show(agent_);
+  home_.write("notes.txt", "x");
+  home_.write("run.desktop", "x");
+  const std::string folder = "file://" + home_.path().string();
+  EXPECT_EQ(opened("https://example.com/a b"), "https://example.com/a%20b");
+  EXPECT_EQ(opened("path:notes.txt"), folder + "/notes.txt");
+  EXPECT_EQ(opened("~/notes.txt"), folder + "/notes.txt");
+  EXPECT_EQ(opened("path:run.desktop"), folder) << "which could start something";
+  EXPECT_EQ(opened("gone.txt"), "There is no file gone.txt.");
+  EXPECT_EQ(opened("javascript:alert(1)"), "There is no file javascript:alert(1).");
+}
+
+TEST_F(ConversationTest, NothingInAMessageIsFetchedOrRun) {
+  QTextDocument document;
+  MessageText::setMarkdown(
+      document, QStringLiteral("See ![a map](http://example.com/map.png) and ![zero](/dev/zero)\n\n"
+                               "<img src=\"http://example.com/x.png\"> **bold**"));
+  EXPECT_EQ(document.toPlainText().toStdString(),
+            "See a map and zero\n<img src=\"http://example.com/x.png\"> bold");
+  for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+    for (auto each = block.begin(); !each.atEnd(); ++each)
+      EXPECT_FALSE(each.fragment().charFormat().isImageFormat());
+  }
+}
+
+}  // namespace
+}  // namespace ostrel
