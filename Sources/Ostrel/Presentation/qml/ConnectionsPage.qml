@@ -109,47 +109,20 @@ FocusScope {
                 }
             }
 
-            Repeater {
-                model: [
-                    {
-                        label: "Herdr executable",
-                        placeholder: root.bridge.foundExecutable !== "" ? root.bridge.foundExecutable : "/path/to/herdr",
-                        field: "executable"
-                    },
-                    {
-                        label: "Herdr session",
-                        placeholder: "All sessions",
-                        field: "session"
-                    }
-                ]
+            ConnectionField {
+                width: content.width
+                label: "Herdr executable"
+                placeholder: root.bridge.foundExecutable !== "" ? root.bridge.foundExecutable : "/path/to/herdr"
+                text: root.bridge.executable
+                onEdited: text => root.bridge.executable = text
+            }
 
-                Item {
-                    id: line
-
-                    required property var modelData
-
-                    width: content.width
-                    height: 34
-
-                    Text {
-                        x: 39
-                        anchors.verticalCenter: parent.verticalCenter
-                        text: line.modelData.label
-                        color: Theme.secondary
-                        font.pixelSize: Theme.captionSize
-                    }
-
-                    TextEntry {
-                        objectName: line.modelData.field + "Entry"
-                        x: 144
-                        width: parent.width - x - 14
-                        anchors.verticalCenter: parent.verticalCenter
-                        label: line.modelData.label
-                        placeholder: line.modelData.placeholder
-                        text: root.bridge[line.modelData.field]
-                        onEdited: text => root.bridge[line.modelData.field] = text
-                    }
-                }
+            ConnectionField {
+                width: content.width
+                label: "Herdr session"
+                placeholder: "All sessions"
+                text: root.bridge.session
+                onEdited: text => root.bridge.session = text
             }
         }
     }
