@@ -156,7 +156,7 @@ class Edge {
     appearance_.setReducedMotion(true);
     panels_[EdgeWindow::notch].setView(QStringLiteral("EdgeNotchView"), notch_);
     panels_[EdgeWindow::rail].setView(QStringLiteral("RailView"), rail_);
-    panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), selector_);
+    panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), panel_);
     for (std::size_t i = 0; i < kAgents; ++i) samples_.setLight(i, AgentLight::idle);
     edge_.start();
     runFor(500);
@@ -186,6 +186,16 @@ class Edge {
 
  private:
   static constexpr int kFrames = 600;
+
+  static ConnectionsSource noConnections() {
+    return {.facts = [] { return ConnectionFacts(); },
+            .choose = {},
+            .observe = [](ChangeSignal::Observer) { return Subscription(); },
+            .executable = [] { return std::string(); },
+            .session = [] { return std::string(); },
+            .setExecutable = {},
+            .setSession = {}};
+  }
 
   Frames lights() {
     Frames times;
@@ -264,6 +274,8 @@ class Edge {
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
   SelectorBridge selector_{parts_};
+  ConnectionsBridge connections_{parts_, noConnections()};
+  PanelBridge panel_{model_, selector_, connections_};
 };
 
 }  // namespace

@@ -11,7 +11,7 @@ runPackages=(
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml-workerscript fonts-dejavu-core
 )
 testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
-desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils)
+desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils dbus-daemon)
 benchPackages=(libbenchmark-dev procps)
 
 say() { printf '== %s\n' "$*" >&2; }

@@ -43,7 +43,7 @@ Task<void> checkDiscovery(LinuxCore& core) {
 std::filesystem::path ownPath(LinuxCore& core) { return core.processes().executablePath(::getpid()); }
 
 // The windows; none, after a line that says why, where they can't be had.
-std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls) {
+std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls, TerminalOpener& terminals) {
   const bool fixture = core.preferences().isFixture();
   try {
     if (!DesktopLibrary::hasDisplay(core.environment())) throw Failure("there is no display");
@@ -56,6 +56,7 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls) {
                                 .processes = core.processes(),
                                 .environment = core.environment(),
                                 .urls = urls,
+                                .terminals = terminals,
                                 .fixture = fixture,
                                 .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
                                 .complain = complain});
@@ -84,9 +85,11 @@ void run(const Environment& environment) {
   TaskScope tasks(core.loop());
   if (snapshot(core)) return;
   DesktopUrls urls({core.environment(), core.tools().searchPath()});
+  DesktopTerminals terminals({core.environment(), core.tools().searchPath()},
+                             DesktopHostApplications::dataFolders(core.environment()));
   std::unique_ptr<Desktop> desktop;
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.makeWindows = [&] { desktop = openDesktop(core, urls); },
+                          {.makeWindows = [&] { desktop = openDesktop(core, urls, terminals); },
                            .showWindows =
                                [&] {
                                  if (desktop) desktop->showWindows();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "App/ConnectionsPage.h"
 #include "App/ProviderConnections.h"
 #include "Runtime/Files.h"
 #include "Support/ChildProcess.h"
@@ -24,6 +25,31 @@ TEST(ProviderConnections, ReadTheAnswersOfTheTools) {
   EXPECT_EQ(claude(R"({"loggedIn":true})"), otherAccount);
   EXPECT_EQ(claude(R"({"loggedIn":"true","authMethod":"oauth"})"), disconnected);
   EXPECT_EQ(claude("} logged in {"), disconnected);
+}
+
+TEST(ConnectionsPage, SaysWhatCanBeDone) {
+  // Each row as its words and its buttons.
+  const auto page = [](const ConnectionFacts& facts) {
+    std::vector<std::string> lines;
+    for (const ConnectionRow& row : connections::rows(facts)) {
+      std::string& line = lines.emplace_back(row.state);
+      for (const auto& button : row.buttons) line += "|" + button.title;
+    }
+    return lines;
+  };
+  using Lines = std::vector<std::string>;
+  ConnectionFacts facts{.providers = {{AgentProvider::claude, disconnected}}, .linkStatus = "Not connected"};
+  EXPECT_EQ(page(facts), (Lines{"Checking…", "Not signed in|Connect", "Not found"}));
+  facts.herdr = "/bin/herdr";
+  EXPECT_EQ(page(facts)[2], "Not connected|Connect");
+  EXPECT_EQ(page(facts)[3], "Not checked|Check");
+  facts.active = true;
+  EXPECT_EQ(page(facts)[2], "Not connected|Disconnect|Start a session");
+  facts.connected = true;
+  facts.integrations = {{"codex", "current (1.2)"}, {"claude", "outdated (1.0)"}};
+  facts.recommended = {"claude"};
+  EXPECT_EQ(page(facts)[2], "Not connected|Disconnect");
+  EXPECT_EQ(page(facts)[3], "Worth installing: claude|Check|Install");
 }
 
 class ProviderConnectionsTest : public testing::Test {

@@ -66,6 +66,9 @@ AppDelegate::AppDelegate(DesktopParts parts)
       application_(parts_.environment),
       loop_(parts_.loop),
       model_(parts_.loop, sourceOf(parts_, samples_)),
+      terminal_(parts_.pool, parts_.tools, parts_.terminals,
+                parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
+      connections_({parts_.loop, parts_.pool, parts_.tools, terminal_, parts_.urls}, model_),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
       edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
@@ -78,6 +81,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
               [this](const HerdrAgent& agent) { edge_.openAgent(agent); }),
       shortcut_({parts_.loop, input_, parts_.preferences}, [this] { edge_.togglePanel(); }),
       status_({.showAgents = [this] { edge_.togglePanel(); },
+               .showConnections = [this] { edge_.openPage({PanelTab::connections, false}); },
                .toggleVisibility = [this] { edge_.toggleVisibility(); },
                .hideForTwoHours = [this] { edge_.hideFor(kHideTime); },
                .quit = [] { QApplication::quit(); },
@@ -87,6 +91,9 @@ AppDelegate::AppDelegate(DesktopParts parts)
       notch_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
       rail_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
       selector_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
+      connectionsPage_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
+                       ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
+      panel_(model_, selector_, connectionsPage_),
       conversation_(parts_.loop, parts_.pool,
                     {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
                     conversationSource(), requestPorts()) {}
@@ -114,7 +121,7 @@ void AppDelegate::makeWindows() {
 void AppDelegate::loadViews() {
   panels_[EdgeWindow::notch].setView(QStringLiteral("EdgeNotchView"), notch_);
   panels_[EdgeWindow::rail].setView(QStringLiteral("RailView"), rail_);
-  panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), selector_);
+  panels_[EdgeWindow::panel].setView(QStringLiteral("OstrelView"), panel_);
   panels_[EdgeWindow::agent].setView(QStringLiteral("HerdrOutputView"), conversation_);
 }
 
@@ -122,6 +129,7 @@ void AppDelegate::showWindows() {
   edge_.start();
   followDesktop();
   followClicks();
+  followActivation();
 }
 
 void AppDelegate::followDesktop() {
@@ -162,6 +170,15 @@ void AppDelegate::followClicks() {
     if (*model_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
   };
   panelVisible_ = model_.isPanelVisible.observe(update);
+}
+
+void AppDelegate::followActivation() {
+  if (parts_.fixture || samples_) return;
+  connections_.refreshConnections();
+  QObject::connect(qGuiApp, &QGuiApplication::applicationStateChanged, &engine_,
+                   [this](Qt::ApplicationState state) {
+                     if (state == Qt::ApplicationActive) connections_.becameActive();
+                   });
 }
 
 void AppDelegate::run() { QApplication::exec(); }

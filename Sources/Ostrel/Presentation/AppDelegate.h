@@ -13,6 +13,8 @@
 #include "App/DoubleOptionShortcut.h"
 #include "App/EdgeState.h"
 #include "App/OstrelModel.h"
+#include "App/ProviderConnections.h"
+#include "App/TerminalLauncher.h"
 #include "Appearance.h"
 #include "ConversationBridge.h"
 #include "DesktopModule.h"
@@ -59,6 +61,7 @@ class AppDelegate final : public Desktop {
   void loadViews();
   void followDesktop();
   void followClicks();
+  void followActivation();
   ConversationSource conversationSource();
   RequestPorts requestPorts();
   void open(const HerdrAgent& agent, bool markSeen);
@@ -72,6 +75,8 @@ class AppDelegate final : public Desktop {
   SelectedConversation sampleConversation_;
   SampleRequests sampleRequests_;
   OstrelModel model_;
+  TerminalLauncher terminal_;
+  ProviderConnections connections_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_;
@@ -87,6 +92,8 @@ class AppDelegate final : public Desktop {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
+  ConnectionsBridge connectionsPage_;
+  PanelBridge panel_;
   ConversationBridge conversation_;
   Registration clicks_;
   Subscription panelVisible_;

@@ -30,6 +30,7 @@ struct DesktopParts {
   Processes& processes;
   const Environment& environment;
   UrlOpener& urls;
+  TerminalOpener& terminals;
   bool fixture = false;                            // windows are there, but take no clicks
   bool installed = false;                          // has a bundle identifier, and may post banners
   std::function<void(std::string_view)> complain;  // one line about something that is missing

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "ConnectionsBridge.h"
 #include "EdgeBridges.h"
 
 namespace ostrel {
@@ -36,6 +37,7 @@ class SelectorBridge final : public QObject {
   Q_INVOKABLE void hover(const QString& key, bool inside);
   Q_INVOKABLE void hoverList(bool inside) { parts_.edge.hoverList(inside); }
   Q_INVOKABLE void open(const QString& key);
+  Q_INVOKABLE void openConnections() { parts_.edge.openPage({PanelTab::connections, false}); }
   Q_INVOKABLE bool press(ostrel::SelectorBridge::Key key);
 
  Q_SIGNALS:
@@ -50,6 +52,36 @@ class SelectorBridge final : public QObject {
   QString summary_;
   int agents_ = 0;
   std::vector<Subscription> subscriptions_;
+};
+
+// The panel: which page is open, and what each shows.
+class PanelBridge final : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  QML_UNCREATABLE("made by the program")
+  Q_PROPERTY(ostrel::SelectorBridge* selector READ selector CONSTANT)
+  Q_PROPERTY(ostrel::ConnectionsBridge* connections READ connections CONSTANT)
+  Q_PROPERTY(bool showsConnections READ showsConnections NOTIFY pageChanged)
+
+ public:
+  PanelBridge(OstrelModel& model, SelectorBridge& selector, ConnectionsBridge& connections)
+      : model_(model),
+        selector_(selector),
+        connections_(connections),
+        tab_(model.selectedTab.observe([this] { Q_EMIT pageChanged(); })) {}
+
+  SelectorBridge* selector() const { return &selector_; }
+  ConnectionsBridge* connections() const { return &connections_; }
+  bool showsConnections() const { return *model_.selectedTab == PanelTab::connections; }
+
+ Q_SIGNALS:
+  void pageChanged();
+
+ private:
+  OstrelModel& model_;
+  SelectorBridge& selector_;
+  ConnectionsBridge& connections_;
+  Subscription tab_;
 };
 
 }  // namespace ostrel

@@ -68,6 +68,8 @@ class Studio {
         notch_(parts_),
         rail_(parts_),
         selector_(parts_),
+        connections_(parts_, connectionsSource(agents > 0)),
+        panel_(model_, selector_, connections_),
         conversation_(loop, pool_, parts_, source(), asks_.ports()),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
         surface_(dark ? QColor(0x1e, 0x21, 0x28) : QColor(0xf4, 0xf6, 0xf9)) {
@@ -92,7 +94,13 @@ class Studio {
 
   QImage notch() { return view("EdgeNotchView", notch_, EdgeWindow::notch); }
   QImage rail() { return view("RailView", rail_, EdgeWindow::rail); }
-  QImage panel() { return view("OstrelView", selector_, EdgeWindow::panel); }
+  QImage panel() { return view("OstrelView", panel_, EdgeWindow::panel); }
+  QImage connections() {
+    edge_.openPage({PanelTab::connections, false});
+    QImage picture = panel();
+    edge_.openPage(RailPage::agents);
+    return picture;
+  }
   QImage agent(const Touch& touch = {}) {
     return view("HerdrOutputView", conversation_, EdgeWindow::agent, touch);
   }
@@ -195,6 +203,30 @@ class Studio {
             .home = {}};
   }
 
+  static ConnectionsSource connectionsSource(bool some) {
+    ConnectionFacts facts{.providers = {{AgentProvider::codex, ConnectionState::missing},
+                                        {AgentProvider::claude, ConnectionState::checking}},
+                          .linkStatus = "Not connected"};
+    if (some) {
+      facts = {.providers = {{AgentProvider::codex, ConnectionState::subscription},
+                             {AgentProvider::claude, ConnectionState::disconnected}},
+               .herdr = "/home/mira/.local/bin/herdr",
+               .linkStatus = "Connected · 2 sessions",
+               .active = true,
+               .connected = true,
+               .integrations = {{"claude", "outdated (1.0)"}, {"codex", "current (1.2)"}},
+               .recommended = {"claude"}};
+    }
+    const auto none = [] { return std::string(); };
+    return {.facts = [facts] { return facts; },
+            .choose = [](std::string_view, ConnectionAction) {},
+            .observe = [](ChangeSignal::Observer) { return Subscription(); },
+            .executable = none,
+            .session = none,
+            .setExecutable = [](std::string) {},
+            .setSession = [](std::string) {}};
+  }
+
   QImage view(const char* component, QObject& bridge, EdgeWindow window, const Touch& touch = {}) {
     QQuickView stage(&engine_, nullptr);
     stage.setColor(backdrop_);
@@ -218,6 +250,8 @@ class Studio {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
+  ConnectionsBridge connections_;
+  PanelBridge panel_;
   BackgroundPool pool_;
   SelectedConversation shown_;
   std::optional<HerdrAgent> open_;
@@ -250,6 +284,8 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"rail", studio.rail()},
                                      {"panel", studio.panel()},
                                      {"panel-empty", quiet.panel()},
+                                     {"connections", studio.connections()},
+                                     {"connections-empty", quiet.connections()},
                                      {"rail-empty", quiet.rail()},
                                      {"notch-empty", quiet.notch()}});
     for (const auto& [view, picture] : pictures) {

@@ -50,6 +50,8 @@ StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)), icon_(st
 void StatusItem::fill() {
   connect(menu_.addAction(QStringLiteral("Show Agents")), &QAction::triggered, this,
           [this] { actions_.showAgents(); });
+  connect(menu_.addAction(QStringLiteral("Connections")), &QAction::triggered, this,
+          [this] { actions_.showConnections(); });
   menu_.addSeparator();
   visibility_ = menu_.addAction(QStringLiteral("Hide Ostrel"));
   connect(visibility_, &QAction::triggered, this, [this] { actions_.toggleVisibility(); });

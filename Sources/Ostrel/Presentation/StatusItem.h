@@ -14,6 +14,7 @@ class StatusItem final : public QObject {
  public:
   struct Actions {
     std::function<void()> showAgents;
+    std::function<void()> showConnections;
     std::function<void()> toggleVisibility;
     std::function<void()> hideForTwoHours;
     std::function<void()> quit;

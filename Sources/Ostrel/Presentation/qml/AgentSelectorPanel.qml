@@ -93,15 +93,27 @@ FocusScope {
         }
     }
 
-    Text {
+    Column {
         visible: root.bridge.agents === 0
         anchors.centerIn: list
-        width: list.width - 64
-        horizontalAlignment: Text.AlignHCenter
-        wrapMode: Text.WordWrap
-        text: "Start claude, codex, gemini or aider in a terminal, and it shows up here."
-        color: Theme.tertiary
-        font.pixelSize: Theme.captionSize
+        width: list.width - 48
+        spacing: 10
+
+        Text {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.WordWrap
+            text: "Start claude, codex, gemini or aider in any terminal."
+            color: Theme.tertiary
+            font.pixelSize: Theme.captionSize
+        }
+
+        PushButton {
+            objectName: "openConnections"
+            anchors.horizontalCenter: parent.horizontalCenter
+            text: "Connections"
+            onChosen: root.bridge.openConnections()
+        }
     }
 
     Rectangle {

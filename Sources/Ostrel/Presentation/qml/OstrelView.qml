@@ -5,7 +5,7 @@ import Ostrel
 Item {
     id: root
 
-    required property SelectorBridge bridge
+    required property PanelBridge bridge
     readonly property rect surface: Qt.rect(Theme.margin, Theme.margin, width - 2 * Theme.margin, height - 2 * Theme.margin)
     readonly property real surfaceRadius: Theme.panelRadius
     readonly property color surfaceColor: Theme.surfaceBottom
@@ -18,9 +18,26 @@ Item {
         width: root.surface.width
         height: root.surface.height
 
-        AgentSelectorPanel {
+        Loader {
             anchors.fill: parent
-            bridge: root.bridge
+            focus: true
+            sourceComponent: root.bridge.showsConnections ? connections : agents
+        }
+    }
+
+    Component {
+        id: agents
+
+        AgentSelectorPanel {
+            bridge: root.bridge.selector
+        }
+    }
+
+    Component {
+        id: connections
+
+        ConnectionsPage {
+            bridge: root.bridge.connections
         }
     }
 }

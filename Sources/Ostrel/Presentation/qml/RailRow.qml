@@ -46,7 +46,7 @@ Item {
 
         SequentialAnimation {
             PauseAnimation {
-                duration: root.delay
+                duration: Math.max(0, root.delay)  // a row that goes has no place
             }
             Spring {
                 target: root

@@ -1,0 +1,60 @@
+#include "ConnectionsBridge.h"
+
+#include <QStringList>
+#include <algorithm>
+#include <utility>
+
+#include "Words.h"
+
+namespace ostrel {
+
+ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource source)
+    : parts_(std::move(parts)), source_(std::move(source)) {
+  subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
+  subscriptions_.push_back(parts_.model.statusMessage.observe([this] { Q_EMIT changed(); }));
+  subscriptions_.push_back(source_.observe([this] { refresh(); }));
+  refresh();
+}
+
+void ConnectionsBridge::refresh() {
+  const ConnectionFacts facts = source_.facts();
+  shown_ = connections::rows(facts);
+  std::vector<Row> rows;
+  for (const ConnectionRow& row : shown_) {
+    QStringList titles;
+    for (const auto& button : row.buttons) titles.append(words::of(button.title));
+    rows.push_back({words::of(row.id),
+                    {words::of(row.title), words::of(row.state), words::of(row.note),
+                     static_cast<int>(row.light), titles}});
+  }
+  rows_.set(rows);
+  found_ = facts.herdr ? words::of(facts.herdr->string()) : QString();
+  Q_EMIT changed();
+}
+
+QString ConnectionsBridge::message() const { return words::of(parts_.model.statusMessage->value_or("")); }
+
+QString ConnectionsBridge::executable() const { return words::of(source_.executable()); }
+
+QString ConnectionsBridge::session() const { return words::of(source_.session()); }
+
+void ConnectionsBridge::setExecutable(const QString& path) {
+  source_.setExecutable(path.toStdString());
+  refresh();
+}
+
+void ConnectionsBridge::setSession(const QString& name) {
+  source_.setSession(name.toStdString());
+  refresh();
+}
+
+void ConnectionsBridge::choose(const QString& key, int button) {
+  const std::string id = key.toStdString();
+  const auto row = std::ranges::find(shown_, id, &ConnectionRow::id);
+  if (row == shown_.end() || button < 0 || button >= static_cast<int>(row->buttons.size())) return;
+  // A copy: what is done changes the rows.
+  const ConnectionAction action = row->buttons[static_cast<std::size_t>(button)].action;
+  source_.choose(id, action);
+}
+
+}  // namespace ostrel
