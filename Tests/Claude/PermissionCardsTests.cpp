@@ -55,9 +55,9 @@ TEST(QuestionCardTest, GathersAnswersByPointerAndKeys) {
   EXPECT_EQ(keys.focusedQuestion(), 1u);
   for (int i = 0; i < 9; ++i) keys.down();
   EXPECT_EQ(keys.enter(), std::nullopt) << "behind the options, but not complete yet";
-  keys.focus(1, 2);  // a click
+  keys.focus(1, 2);                       // a click
   EXPECT_EQ(keys.enter(), std::nullopt);  // "Z": more may follow
-  keys.focus(1, 9);  // into the field behind them
+  keys.focus(1, 9);                       // into the field behind them
   EXPECT_EQ(keys.enter(), (Answer{Answer::Answers{{{"One?", {"A"}}, {"Many?", {"Z"}}}}}));
 }
 

@@ -8,7 +8,7 @@
 
 #include "ConversationBridge.h"
 #include "MessageText.h"
-#include "Runtime/Failure.h"
+#include "SampleRequests.h"
 #include "Support/FakeAgents.h"
 #include "Support/FakeDesktop.h"
 #include "Support/MemoryPreferences.h"
@@ -78,6 +78,7 @@ class ConversationTest : public testing::Test {
   SelectedConversation shown_;
   std::optional<HerdrAgent> open_;
   std::string opened_;
+  SampleRequests asks_;
   ConversationBridge bridge_{loop_,
                              pool_,
                              {model_, edge_, desktop_, preferences_, [] {}},
@@ -87,7 +88,8 @@ class ConversationTest : public testing::Test {
                               .rename = {},
                               .link = {},
                               .openUrl = [this](const std::string& url) { opened_ = url; },
-                              .home = home_.path()}};
+                              .home = home_.path()},
+                             asks_.ports()};
 };
 
 TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {

@@ -96,6 +96,7 @@ TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
   first->tell();
   ASSERT_TRUE(card() && card() != first);
   EXPECT_EQ(card()->instead(), QString()) << "another request, another card";
+  card()->yes();  // the second half of a double click on the first
   EXPECT_EQ(asked.answers, std::vector<Answer>{{Answer::Deny{"use rg"}}});
   asked.claude.clear();
   bridge.refresh();

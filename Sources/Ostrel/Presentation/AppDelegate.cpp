@@ -16,6 +16,7 @@
 #include "App/Launch.h"
 #include "Runtime/Failure.h"
 #include "SampleConversation.h"
+#include "Words.h"
 #include "X11Windows.h"
 
 namespace ostrel {
@@ -95,7 +96,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
       panel_(model_, selector_, connectionsPage_),
       conversation_(parts_.loop, parts_.pool,
                     {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
-                    conversationSource()) {}
+                    conversationSource(), requestPorts()) {}
 
 AppDelegate::~AppDelegate() {
   model_.onAgents = {};
@@ -202,9 +203,16 @@ ConversationSource AppDelegate::conversationSource() {
   return source;
 }
 
+RequestPorts AppDelegate::requestPorts() {
+  if (samples_) return sampleRequests_.ports();
+  return RequestPorts::of(parts_.client, parts_.processes,
+                          [this](const std::string& link) { conversation_.openLink(words::of(link)); });
+}
+
 void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
   if (samples_) {
     samples::converse(sampleConversation_, agent);
+    sampleRequests_.ask(agent.state == "blocked" ? "bash" : "");
   } else {
     parts_.client.select(agent, markSeen);
   }

@@ -24,6 +24,7 @@
 #include "NestedLoop.h"
 #include "PanelBridges.h"
 #include "SampleAgents.h"
+#include "SampleRequests.h"
 #include "StatusItem.h"
 #include "UtilityPanels.h"
 #include "X11Input.h"
@@ -62,6 +63,7 @@ class AppDelegate final : public Desktop {
   void followClicks();
   void followActivation();
   ConversationSource conversationSource();
+  RequestPorts requestPorts();
   void open(const HerdrAgent& agent, bool markSeen);
   Point pointer() const;
 
@@ -71,6 +73,7 @@ class AppDelegate final : public Desktop {
   NestedLoop loop_;
   std::optional<SampleAgents> samples_;
   SelectedConversation sampleConversation_;
+  SampleRequests sampleRequests_;
   OstrelModel model_;
   TerminalLauncher terminal_;
   ProviderConnections connections_;

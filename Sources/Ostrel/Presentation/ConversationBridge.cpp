@@ -69,15 +69,17 @@ std::string addressOf(const std::string& link, const std::filesystem::path& fold
 }  // namespace
 
 ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts,
-                                       ConversationSource source)
+                                       ConversationSource source, RequestPorts requests)
     : pool_(pool),
       parts_(std::move(parts)),
       source_(std::move(source)),
+      requests_(std::move(requests)),
       loop_(loop),
       throttle_(loop, OstrelModel::kDelivery, [this] { refresh(); }),
       tasks_(loop) {
   subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
   subscriptions_.push_back(parts_.model.observe([this] { throttle_.request(); }));
+  connect(&requests_, &RequestsBridge::terminalWanted, this, [this] { setShowsTerminal(true); });
 }
 
 void ConversationBridge::show(const HerdrAgent& agent) {
@@ -88,9 +90,9 @@ void ConversationBridge::show(const HerdrAgent& agent) {
     find({});
     say({});
     blocks_.clear();
-    Q_EMIT shownAgent();
   }
   refresh();
+  if (another) Q_EMIT shownAgent();
 }
 
 QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }
@@ -115,6 +117,7 @@ void ConversationBridge::refresh() {
   refreshAgent();
   const auto selected = source_.selected();
   if (selected) refreshBlocks();
+  requests_.show(ended_ ? std::nullopt : selected ? selected : agent_);
   Q_EMIT changed();
 }
 

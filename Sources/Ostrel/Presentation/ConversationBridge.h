@@ -15,6 +15,7 @@
 #include "App/ConversationBlocks.h"
 #include "Client/SelectedConversation.h"
 #include "EdgeBridges.h"
+#include "RequestsBridge.h"
 #include "Runtime/Background.h"
 #include "Runtime/Task.h"
 
@@ -52,6 +53,7 @@ class ConversationBridge final : public QObject {
   Q_PROPERTY(bool linkable READ linkable NOTIFY changed)
   Q_PROPERTY(bool linked READ linked NOTIFY changed)
   Q_PROPERTY(ostrel::RowModel* blocks READ blocks CONSTANT)
+  Q_PROPERTY(ostrel::RequestsBridge* requests READ requests CONSTANT)
   Q_PROPERTY(bool loading READ loading NOTIFY changed)
   Q_PROPERTY(QString notice READ notice NOTIFY changed)
   Q_PROPERTY(QString output READ output NOTIFY outputChanged)
@@ -66,7 +68,8 @@ class ConversationBridge final : public QObject {
   enum Kind { Prose, Words, Code, Tool, Activity };
   Q_ENUM(Kind)
 
-  ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationSource source);
+  ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationSource source,
+                     RequestPorts requests);
 
   // The window now shows this agent.
   void show(const HerdrAgent& agent);
@@ -87,6 +90,7 @@ class ConversationBridge final : public QObject {
   bool linkable() const;  // the person may choose its conversation
   bool linked() const;    // and has
   RowModel* blocks() { return &rows_; }
+  RequestsBridge* requests() { return &requests_; }  // what the agent asks
   bool loading() const { return loading_; }
   QString notice() const { return notice_; }
   QString output() const { return output_; }
@@ -133,6 +137,7 @@ class ConversationBridge final : public QObject {
   BackgroundPool& pool_;
   BridgeParts parts_;
   ConversationSource source_;
+  RequestsBridge requests_;
   std::optional<HerdrAgent> agent_;
   bool ended_ = false;
   QString title_, status_, details_, session_, notice_, output_, outputError_, message_;

@@ -139,6 +139,8 @@ QObject* RequestsBridge::cardOf(const ClaudePermissionRequest& request) {
   QObject*& card = claudeCards_[request.id];
   if (card) return card;
   const auto give = [this](const ClaudePermissionRequest& asked, const ClaudePermissionAnswer& answer) {
+    if (answered_.isValid() && !answered_.hasExpired(kDoubleClick.count())) return;
+    answered_.start();
     ports_.answerClaude(asked, answer);
     refresh();
   };

@@ -5,8 +5,10 @@
 // requests come and go and while another agent is shown.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QtQmlIntegration>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -68,6 +70,10 @@ class RequestsBridge final : public QObject {
  public:
   explicit RequestsBridge(RequestPorts ports);
 
+  // For so long after an answer to Claude Code the next card takes none: it comes up where the first stood,
+  // and the second half of a double click would allow what nobody has read.
+  static constexpr std::chrono::milliseconds kDoubleClick{500};
+
   // The oldest request of Claude Code, as one row: the card is one of "permission" and "question".
   RowModel* claude() { return &claude_; }
   // The requests of Codex, in order of arrival.
@@ -109,6 +115,7 @@ class RequestsBridge final : public QObject {
   std::optional<RequestPorts::Controls> controls_;
   std::string terminalOf_;  // the agent whose terminal was looked for
   std::function<void()> terminal_;
+  QElapsedTimer answered_;
 };
 
 }  // namespace ostrel

@@ -68,17 +68,22 @@ std::vector<std::string> SampleRequests::names() {
   return all;
 }
 
-SampleRequests::SampleRequests(const std::string& name) {
+void SampleRequests::ask(const std::string& name) {
+  claude_.reset();
+  codex_.reset();
+  item_.reset();
+  sent_ = false;
+  if (name.empty()) return;
   const Sample& sample = sampleOf(name);
   if (!sample.method) {
-    claude_ = ClaudePermissionRequest::parse(sample.bytes, "request", {});
+    claude_ = ClaudePermissionRequest::parse(sample.bytes, name, {});
     return;
   }
   Json params = json::parse(sample.bytes).value_or(Json::object());
   params["threadId"] = "0190c0de-0000-7000-8000-000000000001";
   std::string bytes = json::dump({{"id", 0}, {"method", sample.method}, {"params", params}});
   const auto message = CodexMessage::parse(bytes);
-  if (message) codex_ = CodexRequest::parse(*message, "epoch");
+  if (message) codex_ = CodexRequest::parse(*message, name);
   if (sample.item) item_ = sample.item;
 }
 

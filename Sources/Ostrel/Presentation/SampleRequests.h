@@ -16,7 +16,11 @@ class SampleRequests {
  public:
   // What the samples are called, "bash" and the like.
   static std::vector<std::string> names();
-  explicit SampleRequests(const std::string& name);
+  SampleRequests() = default;
+  explicit SampleRequests(const std::string& name) { ask(name); }
+
+  // What is asked now; nothing for an empty name.
+  void ask(const std::string& name);
 
   // What a person might have entered into the card of that sample; false for one that has nothing of the
   // kind.

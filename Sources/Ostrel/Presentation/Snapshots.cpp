@@ -70,7 +70,7 @@ class Studio {
         selector_(parts_),
         connections_(parts_, connectionsSource(agents > 0)),
         panel_(model_, selector_, connections_),
-        conversation_(loop, pool_, parts_, source()),
+        conversation_(loop, pool_, parts_, source(), asks_.ports()),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
         surface_(dark ? QColor(0x1e, 0x21, 0x28) : QColor(0xf4, 0xf6, 0xf9)) {
     appearance_.setDark(dark);
@@ -123,6 +123,12 @@ class Studio {
                                                       Q_ARG(QString, QStringLiteral("sample-1#0")),
                                                       Q_ARG(QString, QString()), Q_ARG(QString, QString()));
                           }));
+    for (const char* asked : {"bash", "question", "codex-files"}) {
+      asks_.ask(asked);
+      conversation_.show(samples_.agents().front());
+      pictures.emplace_back(std::string("agent-asks-") + asked, agent());
+    }
+    asks_.ask({});
     shown_.transcript.set({});
     shown_.transcriptNotice.set("No conversation messages available yet.");
     conversation_.show(samples_.agents().front());
@@ -144,7 +150,7 @@ class Studio {
     stage.setColor(surface_);
     loadView(stage, QStringLiteral("RequestCards"), requests);
     constexpr int kMargin = 16;
-    constexpr int kWidth = 384;
+    constexpr int kWidth = 504;
     stage.resize(kWidth, kScreen.frame.height);
     stage.show();
     settle();
@@ -249,6 +255,7 @@ class Studio {
   BackgroundPool pool_;
   SelectedConversation shown_;
   std::optional<HerdrAgent> open_;
+  SampleRequests asks_;
   ConversationBridge conversation_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};

@@ -82,6 +82,7 @@ Item {
 
             function onShownAgent() {
                 root.following = true;
+                Qt.callLater(list.follow);
             }
             function onWanted(row: int) {
                 root.following = false;

@@ -18,10 +18,15 @@ Item {
         findBar.open();
     }
 
+    // The keyboard goes where nothing in particular is typed.
+    function rest() {
+        (cards.visible ? cards : reader).forceActiveFocus();
+    }
+
     function endFind() {
         finding = false;
         bridge.findText = "";
-        reader.forceActiveFocus();
+        rest();
     }
 
     function toStart() {
@@ -71,6 +76,7 @@ Item {
     }
 
     objectName: "herdrOutputView"
+    Component.onCompleted: rest()
 
     Connections {
         target: root.bridge
@@ -78,7 +84,7 @@ Item {
         function onShownAgent() {
             menu.close();
             header.done(false);
-            reader.forceActiveFocus();
+            root.rest();
             root.finding = false;
         }
     }
@@ -135,7 +141,7 @@ Item {
                 bridge: root.bridge
                 onFindWanted: root.finding ? root.endFind() : root.find()
                 onMenuWanted: (x, y) => root.openMenu(x + root.surface.x - 200, y + root.surface.y, "", "", "")
-                onRenamingChanged: if (!renaming) reader.forceActiveFocus()
+                onRenamingChanged: if (!renaming) root.rest()
             }
 
             SectionSwitch {
@@ -162,7 +168,7 @@ Item {
 
                 anchors.fill: parent
                 anchors.topMargin: header.height + (sections.visible ? sections.height : 0) + (findBar.visible ? findBar.height : 0)
-                anchors.bottomMargin: 8 + (line.visible ? line.height : 0)
+                anchors.bottomMargin: 8 + (line.visible ? line.height : 0) + (cards.visible ? cards.height + Theme.spacing : 0)
 
                 ConversationList {
                     id: conversation
@@ -195,6 +201,23 @@ Item {
                         const place = page.mapToItem(root, event.position.x, event.position.y);
                         root.openMenu(place.x, place.y, "", "", "");
                     }
+                }
+            }
+
+            RequestCards {
+                id: cards
+
+                anchors.bottom: line.visible ? line.top : parent.bottom
+                anchors.bottomMargin: line.visible ? 0 : Theme.spacing
+                x: Theme.spacing
+                width: parent.width - 2 * Theme.spacing
+                height: implicitHeight
+                maximumHeight: (parent.height - header.height) * 0.7
+                bridge: root.bridge.requests
+                // A question is answered by keys at once, unless the person types something else.
+                onVisibleChanged: {
+                    if (visible ? reader.focus : focus)
+                        root.rest();
                 }
             }
 
@@ -232,7 +255,7 @@ Item {
                 onShown: open => {
                     root.bridge.menuShown(open);
                     if (!open)
-                        reader.forceActiveFocus();
+                        root.rest();
                 }
             }
         }

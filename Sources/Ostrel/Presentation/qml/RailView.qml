@@ -53,7 +53,7 @@ Item {
             height: extent
             width: root.surface.width
             expanded: root.bridge.expanded
-            delay: root.bridge.expanded ? root.bridge.entranceDelay(index) : 0
+            delay: root.bridge.expanded && index >= 0 ? root.bridge.entranceDelay(index) : 0
             onChosen: key => root.bridge.open(key)
             onHovered: inside => root.bridge.hover(inside)
         }

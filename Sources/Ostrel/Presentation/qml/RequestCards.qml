@@ -27,6 +27,12 @@ FocusScope {
     implicitHeight: bridge.empty ? 0 : Math.min(maximumHeight, column.implicitHeight)
     onFocusedChanged: if (focused && focused.height > 0) reveal(focused)
 
+    // Has the keyboard while no answer has it: Return alone allows nothing.
+    Item {
+        focus: true
+        activeFocusOnTab: true
+    }
+
     Flickable {
         id: area
 
@@ -52,7 +58,7 @@ FocusScope {
                     required property QuestionCardBridge question
 
                     width: column.width
-                    focus: true
+                    focus: question !== null
                     sourceComponent: permission ? permissionCard : questionCard
 
                     Component {
