@@ -88,15 +88,16 @@ AppDelegate::AppDelegate(DesktopParts parts)
                .visible = [this] { return edge_.visible(); },
                .opened = [this] { edge_.menuOpened(); },
                .closed = [this] { edge_.menuClosed(); }}),
-      notch_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
-      rail_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
-      selector_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }}),
-      connectionsPage_({model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
-                       ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
+      notch_(bridgeParts()),
+      rail_(bridgeParts()),
+      selector_(bridgeParts()),
+      connectionsPage_(bridgeParts(), ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
       panel_(model_, selector_, connectionsPage_),
-      conversation_(parts_.loop, parts_.pool,
-                    {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }},
-                    conversationSource(), requestPorts()) {}
+      conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestPorts()) {}
+
+BridgeParts AppDelegate::bridgeParts() {
+  return {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }};
+}
 
 AppDelegate::~AppDelegate() {
   model_.onAgents = {};

@@ -62,6 +62,7 @@ class AppDelegate final : public Desktop {
   void followDesktop();
   void followClicks();
   void followActivation();
+  BridgeParts bridgeParts();
   ConversationSource conversationSource();
   RequestPorts requestPorts();
   void open(const HerdrAgent& agent, bool markSeen);

@@ -65,6 +65,7 @@ void converse(SelectedConversation& shown, const HerdrAgent& agent) {
     message.text = said.text;
     if (said.timestamp) message.timestamp = said.timestamp;
   }
+  shown.transcriptNotice.set(std::nullopt);
   shown.sessionDetails.set({.branch = "nightly-index", .model = "opus-4.1", .effort = "high"});
   shown.transcript.set(std::move(messages));
   const bool pane = !agent.isExternal() && !agent.isCodexLive();
