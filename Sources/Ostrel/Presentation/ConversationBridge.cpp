@@ -78,6 +78,7 @@ ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, Bri
       throttle_(loop, OstrelModel::kDelivery, [this] { refresh(); }),
       tasks_(loop) {
   subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
+  subscriptions_.push_back(source_.shown.transcript.observe([this] { stale_ = true; }));
   subscriptions_.push_back(parts_.model.observe([this] { throttle_.request(); }));
   connect(&requests_, &RequestsBridge::terminalWanted, this, [this] { setShowsTerminal(true); });
 }
@@ -90,6 +91,7 @@ void ConversationBridge::show(const HerdrAgent& agent) {
     find({});
     say({});
     blocks_.clear();
+    stale_ = true;
   }
   refresh();
   if (another) Q_EMIT shownAgent();
@@ -143,15 +145,17 @@ void ConversationBridge::refreshBlocks() {
   const SelectedConversation& shown = source_.shown;
   loading_ = *shown.loadingHistory;
   notice_ = words::of(shown.transcriptNotice->value_or(""));
-  const QString output = words::of(*shown.output);
-  const QString error = words::of(shown.outputError->value_or(""));
-  if (output != output_ || error != outputError_) {
-    output_ = output;
-    outputError_ = error;
+  QString output = words::of(*shown.output);
+  QString error = words::of(shown.outputError->value_or(""));
+  const bool loaded = *shown.hasLoadedOutput;
+  if (output != output_ || error != outputError_ || loaded != outputLoaded_) {
+    output_ = std::move(output);
+    outputError_ = std::move(error);
+    outputLoaded_ = loaded;
+    Q_EMIT outputChanged();
   }
-  Q_EMIT outputChanged();
+  if (!std::exchange(stale_, false)) return;
   std::vector<ConversationBlock> blocks = conversationBlocks(*shown.transcript, showsActivity_);
-  if (blocks == blocks_ && (!blocks.empty() || rows_.count() == 0)) return;
   blocks_ = std::move(blocks);
   if (!findText_.isEmpty()) {
     found_ = findInConversation(blocks_, findText_.toStdString());
@@ -194,6 +198,7 @@ void ConversationBridge::setShowsTerminal(bool shows) {
 void ConversationBridge::setShowsActivity(bool shows) {
   if (shows == showsActivity_) return;
   showsActivity_ = shows;
+  stale_ = true;
   refresh();
 }
 

@@ -39,40 +39,7 @@ Item {
     }
 
     function openMenu(x: real, y: real, key: string, selected: string, link: string) {
-        const items = [];
-        const add = (text, run, hint, checked) => items.push({
-                text,
-                run,
-                hint,
-                checked
-            });
-        if (link && !link.startsWith("path:")) {
-            add("Open link", () => bridge.openLink(link));
-            add("Copy link", () => bridge.copy(link));
-        } else if (link) {
-            add("Open file", () => bridge.openLink(link));
-            add("Copy path", () => bridge.copy(link.slice(5)));
-        }
-        if (selected)
-            add("Copy", () => bridge.copy(selected), "Ctrl+C");
-        if (key)
-            add("Copy message", () => bridge.copyMessage(key));
-        if (bridge.blocks.count > 0)
-            add("Copy conversation", () => bridge.copyConversation());
-        if (items.length > 0)
-            items.push({});
-        if (!terminal)
-            add("Find in conversation", find, "Ctrl+F");
-        add("Rename agent", header.rename, "F2");
-        if (bridge.linkable)
-            add("Link exact conversation", () => bridge.chooseConversation());
-        if (bridge.linked)
-            add("Unlink conversation", () => bridge.unlink());
-        items.push({});
-        add("Show background activity", () => bridge.showsActivity = !bridge.showsActivity, "", bridge.showsActivity);
-        if (bridge.hasTerminal)
-            add(terminal ? "Conversation history" : "View terminal output", () => bridge.showsTerminal = !terminal, "Ctrl+T");
-        menu.open(items, x - surface.x, y - surface.y);
+        menu.openAt(x - surface.x, y - surface.y, key, selected, link);
     }
 
     objectName: "herdrOutputView"
@@ -248,10 +215,14 @@ Item {
                 bridge: root.bridge
             }
 
-            ActionMenu {
+            ConversationMenu {
                 id: menu
 
                 anchors.fill: parent
+                bridge: root.bridge
+                terminal: root.terminal
+                onFindWanted: root.find()
+                onRenameWanted: header.rename()
                 onShown: open => {
                     root.bridge.menuShown(open);
                     if (!open)
