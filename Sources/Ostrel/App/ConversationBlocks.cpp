@@ -49,19 +49,29 @@ std::string withNumbersKept(const std::string& markdown) {
   return kept;
 }
 
-// A fenced block without its fences, and the word behind the first.
+// What stands behind the mark of a fence; nothing for a line that is none.
+std::optional<std::string_view> behindFence(std::string_view line) {
+  std::string_view rest = text::trimBlanks(line);
+  if (!rest.starts_with("```")) return std::nullopt;
+  while (rest.starts_with('`')) rest.remove_prefix(1);
+  return text::trim(rest);
+}
+
+// A fenced block without its fences, and the words behind the first.
 void unfence(ConversationBlock& block) {
   std::vector<std::string_view> lines = text::split(block.text, '\n');
-  std::string_view label = text::trimBlanks(lines.front());
-  if (!label.starts_with("```")) return;
-  while (label.starts_with('`')) label.remove_prefix(1);
-  std::string language(text::trim(label));
+  const auto language = behindFence(lines.front());
+  if (!language) return;
+  std::string label(*language);
   lines.erase(lines.begin());
-  if (!lines.empty() && text::trimBlanks(lines.back()).starts_with("```")) lines.pop_back();
+  if (const auto rest = lines.empty() ? std::nullopt : behindFence(lines.back())) {
+    lines.back() = *rest;  // nobody puts words there, but no word is lost
+    if (rest->empty()) lines.pop_back();
+  }
   std::string code;
   for (const auto& line : lines) code.append(&line == lines.data() ? "" : "\n").append(line);
   block.text = std::move(code);
-  block.label = std::move(language);
+  block.label = std::move(label);
 }
 
 std::vector<ConversationBlock> blocksOf(const AgentTranscriptMessage& message) {
