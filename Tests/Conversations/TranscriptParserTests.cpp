@@ -92,6 +92,8 @@ TEST(TranscriptLines, WhatMakesAMessage) {
        one("user", "\"\\/\b\f\r\té€.")},
       {R"({"type":"user","message":{"content":"<task-notification>\nx</task-notification> "}})",
        one("activity", "<task-notification>\nx</task-notification>")},
+      {R"({"type":"user","message":{"content":"<environment_context>x</environment_context>"}})",
+       one("activity", "<environment_context>x</environment_context>")},
   };
   for (const auto& row : table) EXPECT_EQ(messagesOf(row.line), row.expected) << row.line;
 }

@@ -304,7 +304,8 @@ bool AgentTranscript::isRuntimeNotification(std::string_view text, std::string_v
     return trimmed.starts_with(begin) && trimmed.ends_with(end);
   };
   return wrapped("<task-notification>", "</task-notification>") ||
-         wrapped("<system-reminder>", "</system-reminder>");
+         wrapped("<system-reminder>", "</system-reminder>") ||
+         wrapped("<environment_context>", "</environment_context>");
 }
 
 }  // namespace ostrel
