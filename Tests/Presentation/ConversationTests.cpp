@@ -111,6 +111,13 @@ TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {
   EXPECT_EQ(bodies().size(), 0) << "another agent begins with what is known of it";
 }
 
+TEST_F(ConversationTest, ItsLightIsThatOfTheRecordThatIsOpen) {
+  agents_.lights["thread"] = AgentLight::needsYou;
+  open_ = agentOf("thread");
+  bridge_.show(agent_);
+  EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::needsYou));
+}
+
 TEST_F(ConversationTest, FindingGoesRoundAndFollowsWhatIsSaid) {
   bridge_.show(agent_);
   say({said("1", "user", "needle"), said("2", "assistant", "hay"), said("3", "user", "a Needle")});

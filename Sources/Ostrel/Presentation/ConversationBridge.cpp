@@ -128,8 +128,9 @@ void ConversationBridge::refreshAgent() {
       std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
   const auto selected = source_.selected();
   ended_ = found == agents.end() && !selected;
-  light_ = found == agents.end() ? AgentLight::idle : found->light;
   if (found != agents.end()) agent_ = found->agent;
+  // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
+  light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
   title_ = words::of(agent_->displayTitle(parts_.preferences));
   status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
   details_ = joined({words::provider(*agent_), words::of(agent_->projectLabel()), words::host(*agent_)});
