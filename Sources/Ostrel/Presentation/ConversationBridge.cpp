@@ -89,10 +89,20 @@ void ConversationBridge::show(const HerdrAgent& agent) {
     showsTerminal_ = hasTerminal() && !SelectedAgent::hasHistory(agent);
     find({});
     say({});
-    blocks_.clear();
+    forget();
   }
   refresh();
   if (another) Q_EMIT shownAgent();
+}
+
+// Of an agent that goes in the moment it is opened nothing is known; the last one's must not stand for it.
+void ConversationBridge::forget() {
+  blocks_.clear();
+  rows_.set({});
+  session_.clear();
+  notice_.clear();
+  loading_ = false;
+  showOutput({}, {}, false);
 }
 
 QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }
@@ -144,15 +154,9 @@ void ConversationBridge::refreshBlocks() {
   const SelectedConversation& shown = source_.shown;
   loading_ = *shown.loadingHistory;
   notice_ = words::of(shown.transcriptNotice->value_or(""));
-  const QString output = words::of(*shown.output);
-  const QString error = words::of(shown.outputError->value_or(""));
-  if (output != output_ || error != outputError_) {
-    output_ = output;
-    outputError_ = error;
-  }
-  Q_EMIT outputChanged();
+  showOutput(words::of(*shown.output), words::of(shown.outputError->value_or("")), *shown.hasLoadedOutput);
   std::vector<ConversationBlock> blocks = conversationBlocks(*shown.transcript, showsActivity_);
-  if (blocks == blocks_ && (!blocks.empty() || rows_.count() == 0)) return;
+  if (blocks == blocks_) return;
   blocks_ = std::move(blocks);
   if (!findText_.isEmpty()) {
     found_ = findInConversation(blocks_, findText_.toStdString());
@@ -160,6 +164,14 @@ void ConversationBridge::refreshBlocks() {
     Q_EMIT findChanged();
   }
   refreshRows();
+}
+
+void ConversationBridge::showOutput(const QString& output, const QString& error, bool loaded) {
+  if (output == output_ && error == outputError_ && loaded == outputLoaded_) return;
+  output_ = output;
+  outputError_ = error;
+  outputLoaded_ = loaded;
+  Q_EMIT outputChanged();
 }
 
 void ConversationBridge::refreshRows() {
