@@ -216,7 +216,22 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
 
   selection.select(threads->at(1), true);
   selection.reconcile();
-  EXPECT_EQ(told, fmt::format("select {0} seen refresh {0} ", kSecond));
+  EXPECT_EQ(std::exchange(told, {}), fmt::format("select {0} seen refresh {0} ", kSecond));
+
+  // What went by itself is taken up again when it is back; what the person left is not.
+  const std::vector<HerdrAgent> loaded = *threads;
+  const auto load = [&](const std::vector<HerdrAgent>& list) {
+    threads.set(list);
+    publish();
+    selection.reconcile();
+  };
+  load({});
+  load(loaded);
+  EXPECT_EQ(std::exchange(told, {}), fmt::format("clear select {} seen ", kSecond));
+  load({});
+  selection.clear();
+  load(loaded);
+  EXPECT_EQ(told, "clear ");
   EXPECT_NE(historyKey(processes[0], preferences), historyKey(codex("external", "7", kFirst), preferences));
 }
 

@@ -109,6 +109,17 @@ TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {
   agents_.agents = {*open_};
   bridge_.show(*open_);
   EXPECT_EQ(bodies().size(), 0) << "another agent begins with what is known of it";
+  say({said("1", "user", "three")});
+  open_.reset();
+  bridge_.show(agent_);
+  EXPECT_EQ(bodies().size(), 0) << "also when it has gone already";
+}
+
+TEST_F(ConversationTest, ItsLightIsThatOfTheRecordThatIsOpen) {
+  agents_.lights["thread"] = AgentLight::needsYou;
+  open_ = agentOf("thread");
+  bridge_.show(agent_);
+  EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::needsYou));
 }
 
 TEST_F(ConversationTest, FindingGoesRoundAndFollowsWhatIsSaid) {

@@ -74,6 +74,15 @@ void unfence(ConversationBlock& block) {
   block.label = std::move(label);
 }
 
+// Of the agent's program. Codex begins each conversation with a word on its surroundings, in the person's
+// name.
+bool isNotice(const AgentTranscriptMessage& message) {
+  if (message.role == "activity") return true;
+  const std::string_view text = text::trim(message.text);
+  return message.role == "user" && text.starts_with("<environment_context>") &&
+         text.ends_with("</environment_context>");
+}
+
 std::vector<ConversationBlock> blocksOf(const AgentTranscriptMessage& message) {
   std::vector<ConversationBlock> blocks;
   const auto add = [&](Kind kind, std::string text) -> ConversationBlock& {
@@ -82,7 +91,7 @@ std::vector<ConversationBlock> blocksOf(const AgentTranscriptMessage& message) {
     block.text = std::move(text);
     return block;
   };
-  if (message.role == "activity") {
+  if (isNotice(message)) {
     add(Kind::activity, message.text).label = agentLabels::activityLine(message.text);
   } else if (message.role == "tool" || message.role == "tool-running") {
     add(Kind::tool, message.text).running = message.role == "tool-running";
@@ -126,7 +135,7 @@ std::vector<ConversationBlock> conversationBlocks(const std::vector<AgentTranscr
   std::vector<ConversationBlock> all;
   std::set<std::string> keys;
   for (const AgentTranscriptMessage& message : messages) {
-    if (message.role == "activity" && !activity) continue;
+    if (!activity && isNotice(message)) continue;
     int place = 0;
     for (ConversationBlock& block : blocksOf(message)) {
       block.key = message.id + "#" + std::to_string(place++);
@@ -153,7 +162,7 @@ std::vector<std::size_t> findInConversation(const std::vector<ConversationBlock>
 std::string conversationText(const std::vector<AgentTranscriptMessage>& messages, std::string_view agent) {
   std::string all;
   for (const AgentTranscriptMessage& message : messages) {
-    if (message.role == "activity") continue;
+    if (isNotice(message)) continue;
     if (!all.empty()) all += "\n\n";
     if (message.role == "user") all += "You:\n";
     if (message.role == "assistant") all.append(agent).append(":\n");

@@ -32,22 +32,37 @@ HerdrAgent AgentSelection::opening(const HerdrAgent& agent) const {
 
 void AgentSelection::select(const HerdrAgent& agent, bool markSeen) {
   const HerdrAgent chosen = agent;  // may be a record that the callbacks replace
+  lost_.reset();
   terminal_ = chosen.terminalID;
   selectedID_.set(chosen.id());
   if (callbacks_.selected) callbacks_.selected(chosen, markSeen);
 }
 
 void AgentSelection::clear() {
+  lost_.reset();
   if (!*selectedID_) return;
   terminal_.reset();
   selectedID_.set(std::nullopt);
   if (callbacks_.cleared) callbacks_.cleared();
 }
 
+void AgentSelection::lose() {
+  std::optional<std::string> id = *selectedID_;
+  clear();
+  lost_ = std::move(id);
+}
+
+bool AgentSelection::takeUp() {
+  if (*selectedID_) return true;
+  const HerdrAgent* const back = lost_ ? find(sources_.inventory().all, *lost_) : nullptr;
+  if (back) select(opening(*back), true);
+  return false;
+}
+
 void AgentSelection::reconcile() {
-  if (!*selectedID_) return;
+  if (!takeUp()) return;
   const HerdrAgent* const record = selected();
-  if (!record) return clear();
+  if (!record) return lose();
   const HerdrAgent target = opening(*record);
   if (target.id() != **selectedID_) {
     select(target, true);
@@ -57,12 +72,12 @@ void AgentSelection::reconcile() {
 }
 
 void AgentSelection::herdrChanged() {
-  if (!*selectedID_) return;
+  if (!takeUp()) return;
   const std::vector<HerdrAgent>& panes = *sources_.herdr;
   const auto pane =
       std::ranges::find(panes, **selectedID_, [](const HerdrAgent& agent) { return agent.id(); });
   if (pane == panes.end()) {
-    if (!selected()) clear();
+    if (!selected()) lose();
   } else if (pane->terminalID != terminal_) {
     const HerdrAgent taken = *pane;
     selectedID_.set(std::nullopt);

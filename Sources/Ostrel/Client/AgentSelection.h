@@ -41,18 +41,22 @@ class AgentSelection {
   void select(const HerdrAgent& agent, bool markSeen);
   void clear();
 
-  // After a source other than Herdr changed: clears a selection that has gone, and follows an agent whose
-  // record to show is another one now.
+  // After a source other than Herdr changed: clears a selection that has gone, selects it again when it is
+  // back (its server was started again, say), and follows an agent whose record to show is another one now.
   void reconcile();
-  // After a finished look at Herdr: selects afresh where another terminal has taken the pane.
+  // After a finished look at Herdr: the same, and selects afresh where another terminal has taken the pane.
   void herdrChanged();
 
  private:
   const HerdrAgent* find(const AgentList& list, const std::string& id) const;
+  void lose();
+  // Whether an agent is selected; if not, one that was lost may be selected now.
+  bool takeUp();
 
   Sources sources_;
   Callbacks callbacks_;
   Published<std::optional<std::string>> selectedID_;
+  std::optional<std::string> lost_;  // what was selected until it went
   // The terminal of the selected pane when Herdr last told.
   std::optional<std::string> terminal_;
 };

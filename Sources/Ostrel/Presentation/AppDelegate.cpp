@@ -200,7 +200,7 @@ ConversationSource AppDelegate::conversationSource() {
       .link = [&client](const HerdrAgent& agent, const auto& path) { client.linkConversation(agent, path); },
       .openUrl = [&urls](const std::string& url) { urls.open(url); },
       .home = parts_.environment.home};
-  if (samples_) source.selected = [this] { return std::optional(samples_->agents().front()); };
+  if (samples_) source.selected = [this] { return sampleOpen_; };
   return source;
 }
 
@@ -212,6 +212,7 @@ RequestPorts AppDelegate::requestPorts() {
 
 void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
   if (samples_) {
+    sampleOpen_ = agent;
     samples::converse(sampleConversation_, agent);
     sampleRequests_.ask(agent.state == "blocked" ? "bash" : "");
   } else {

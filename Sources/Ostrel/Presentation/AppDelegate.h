@@ -74,6 +74,7 @@ class AppDelegate final : public Desktop {
   NestedLoop loop_;
   std::optional<SampleAgents> samples_;
   SelectedConversation sampleConversation_;
+  std::optional<HerdrAgent> sampleOpen_;
   SampleRequests sampleRequests_;
   OstrelModel model_;
   TerminalLauncher terminal_;

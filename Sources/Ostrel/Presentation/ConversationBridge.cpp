@@ -90,11 +90,21 @@ void ConversationBridge::show(const HerdrAgent& agent) {
     showsTerminal_ = hasTerminal() && !SelectedAgent::hasHistory(agent);
     find({});
     say({});
-    blocks_.clear();
-    stale_ = true;
+    forget();
   }
   refresh();
   if (another) Q_EMIT shownAgent();
+}
+
+// Of an agent that goes in the moment it is opened nothing is known; the last one's must not stand for it.
+void ConversationBridge::forget() {
+  blocks_.clear();
+  stale_ = true;
+  rows_.set({});
+  session_.clear();
+  notice_.clear();
+  loading_ = false;
+  showOutput({}, {}, false);
 }
 
 QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }
@@ -130,8 +140,9 @@ void ConversationBridge::refreshAgent() {
       std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
   const auto selected = source_.selected();
   ended_ = found == agents.end() && !selected;
-  light_ = found == agents.end() ? AgentLight::idle : found->light;
   if (found != agents.end()) agent_ = found->agent;
+  // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
+  light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
   title_ = words::of(agent_->displayTitle(parts_.preferences));
   status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
   details_ = joined({words::provider(*agent_), words::of(agent_->projectLabel()), words::host(*agent_)});
@@ -145,17 +156,10 @@ void ConversationBridge::refreshBlocks() {
   const SelectedConversation& shown = source_.shown;
   loading_ = *shown.loadingHistory;
   notice_ = words::of(shown.transcriptNotice->value_or(""));
-  QString output = words::of(*shown.output);
-  QString error = words::of(shown.outputError->value_or(""));
-  const bool loaded = *shown.hasLoadedOutput;
-  if (output != output_ || error != outputError_ || loaded != outputLoaded_) {
-    output_ = std::move(output);
-    outputError_ = std::move(error);
-    outputLoaded_ = loaded;
-    Q_EMIT outputChanged();
-  }
+  showOutput(words::of(*shown.output), words::of(shown.outputError->value_or("")), *shown.hasLoadedOutput);
   if (!std::exchange(stale_, false)) return;
   std::vector<ConversationBlock> blocks = conversationBlocks(*shown.transcript, showsActivity_);
+  if (blocks == blocks_) return;
   blocks_ = std::move(blocks);
   if (!findText_.isEmpty()) {
     found_ = findInConversation(blocks_, findText_.toStdString());
@@ -163,6 +167,14 @@ void ConversationBridge::refreshBlocks() {
     Q_EMIT findChanged();
   }
   refreshRows();
+}
+
+void ConversationBridge::showOutput(const QString& output, const QString& error, bool loaded) {
+  if (output == output_ && error == outputError_ && loaded == outputLoaded_) return;
+  output_ = output;
+  outputError_ = error;
+  outputLoaded_ = loaded;
+  Q_EMIT outputChanged();
 }
 
 void ConversationBridge::refreshRows() {

@@ -94,7 +94,7 @@ class ConversationBridge final : public QObject {
   bool loading() const { return loading_; }
   QString notice() const { return notice_; }
   QString output() const { return output_; }
-  bool outputLoaded() const { return outputLoaded_; }
+  bool outputLoaded() const { return outputLoaded_ || !output_.isEmpty(); }
   QString outputError() const { return outputError_; }
   QString message() const { return message_; }  // what became of the last click, for a moment
   QString findText() const { return findText_; }
@@ -131,6 +131,8 @@ class ConversationBridge final : public QObject {
   void refreshAgent();
   void refreshBlocks();
   void refreshRows();
+  void forget();
+  void showOutput(const QString& output, const QString& error, bool loaded);
   void say(QString words);
   Task<void> open(std::string link);
 

@@ -21,6 +21,7 @@ Item {
     Accessible.description: open ? "Fold" : "Unfold"
     Accessible.onPressAction: open = !open
     Keys.onReturnPressed: open = !open
+    Keys.onEnterPressed: open = !open
     Keys.onSpacePressed: open = !open
 
     Rectangle {
@@ -29,17 +30,15 @@ Item {
         radius: 6
         color: hover.hovered || root.activeFocus ? Theme.hovered : "transparent"
 
-        IconButton {
+        Symbol {
             x: -2
             y: -2
-            enabled: false
-            opacity: 1
-            activeFocusOnTab: false
+            width: 26
+            height: 26
             symbol: "next"
-            name: ""
+            ink: Theme.secondary
             scale: 0.7
             rotation: root.open ? 0 : -90
-            Accessible.ignored: true
         }
 
         Text {

@@ -17,6 +17,7 @@ Item {
 
     objectName: "findBar"
     height: 44
+    Component.onCompleted: field.text = bridge.findText
 
     Rectangle {
         anchors.left: parent.left

@@ -43,7 +43,11 @@ Item {
     }
 
     objectName: "herdrOutputView"
-    Component.onCompleted: rest()
+    // A search goes on where a view made anew takes up a conversation.
+    Component.onCompleted: {
+        finding = bridge.findText !== "";
+        rest();
+    }
 
     Connections {
         target: root.bridge

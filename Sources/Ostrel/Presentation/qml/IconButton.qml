@@ -1,16 +1,16 @@
 import QtQuick
 import Ostrel
 
-// A small round button with a drawn symbol: "more", "find", "previous", "next", "copy", "end".
+// A small round button with a symbol.
 Item {
     id: root
 
     required property string symbol
     required property string name
-    property color ink: hover.hovered || activeFocus ? Theme.text : Theme.secondary
 
     signal chosen
 
+    objectName: "iconButton"
     implicitWidth: 26
     implicitHeight: 26
     opacity: enabled ? 1 : 0.4
@@ -19,6 +19,7 @@ Item {
     Accessible.name: name
     Accessible.onPressAction: chosen()
     Keys.onReturnPressed: chosen()
+    Keys.onEnterPressed: chosen()
     Keys.onSpacePressed: chosen()
 
     Rectangle {
@@ -27,116 +28,10 @@ Item {
         color: tap.pressed ? Theme.pressed : hover.hovered || root.activeFocus ? Theme.hovered : "transparent"
     }
 
-    // Three dots.
-    Row {
-        visible: root.symbol === "more"
-        anchors.centerIn: parent
-        spacing: 3
-
-        Repeater {
-            model: 3
-
-            Rectangle {
-                width: 3
-                height: 3
-                radius: 1.5
-                color: root.ink
-            }
-        }
-    }
-
-    // A glass and its handle.
-    Item {
-        visible: root.symbol === "find"
-        anchors.centerIn: parent
-        width: 13
-        height: 13
-
-        Rectangle {
-            width: 9
-            height: 9
-            radius: 4.5
-            color: "transparent"
-            antialiasing: true
-            border.width: 1.5
-            border.color: root.ink
-        }
-        Rectangle {
-            x: 7.2
-            y: 8.9
-            width: 5.5
-            height: 1.6
-            radius: 0.8
-            rotation: 45
-            antialiasing: true
-            color: root.ink
-        }
-    }
-
-    // An angle that points up or down; with a line below it, to the end.
-    Item {
-        visible: ["previous", "next", "end"].includes(root.symbol)
-        anchors.centerIn: parent
-        width: 12
-        height: 8
-        rotation: root.symbol === "previous" ? 180 : 0
-
-        Rectangle {
-            x: 0.4
-            y: 3
-            width: 7
-            height: 1.6
-            radius: 0.8
-            rotation: 45
-            antialiasing: true
-            color: root.ink
-        }
-        Rectangle {
-            x: 4.6
-            y: 3
-            width: 7
-            height: 1.6
-            radius: 0.8
-            rotation: -45
-            antialiasing: true
-            color: root.ink
-        }
-        Rectangle {
-            visible: root.symbol === "end"
-            x: 1
-            y: 9
-            width: 10
-            height: 1.6
-            radius: 0.8
-            color: root.ink
-        }
-    }
-
-    // Two sheets.
-    Item {
-        visible: root.symbol === "copy"
-        anchors.centerIn: parent
-        width: 12
-        height: 13
-
-        Rectangle {
-            x: 3.5
-            width: 8
-            height: 9
-            radius: 2
-            color: "transparent"
-            border.width: 1.2
-            border.color: root.ink
-        }
-        Rectangle {
-            y: 3.5
-            width: 8
-            height: 9
-            radius: 2
-            color: Theme.surfaceBottom
-            border.width: 1.2
-            border.color: root.ink
-        }
+    Symbol {
+        anchors.fill: parent
+        symbol: root.symbol
+        ink: hover.hovered || root.activeFocus ? Theme.text : Theme.secondary
     }
 
     HoverHandler {

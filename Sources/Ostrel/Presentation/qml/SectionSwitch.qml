@@ -45,6 +45,7 @@ Item {
                     Accessible.checked: chosen
                     Accessible.onPressAction: root.bridge.showsTerminal = index === 1
                     Keys.onReturnPressed: root.bridge.showsTerminal = index === 1
+                    Keys.onEnterPressed: root.bridge.showsTerminal = index === 1
                     Keys.onSpacePressed: root.bridge.showsTerminal = index === 1
 
                     Text {
