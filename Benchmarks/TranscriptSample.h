@@ -28,6 +28,8 @@ class TranscriptSample {
     std::filesystem::remove_all(folder_, error);
   }
 
+  const std::filesystem::path& folder() const { return folder_; }
+
   std::string file(const std::string& name, std::string_view bytes) const {
     const auto path = folder_ / name;
     std::ofstream(path, std::ios::binary) << bytes;

@@ -122,6 +122,20 @@ TEST_F(ConversationTest, ItsLightIsThatOfTheRecordThatIsOpen) {
   EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::needsYou));
 }
 
+TEST_F(ConversationTest, TheFirstWordsComeAtOnceAndOthersInTheirTurn) {
+  bridge_.show(agent_);
+  shown_.loadingHistory.set(true);
+  loop_.runFor(1ms);
+  shown_.transcript.set({said("1", "user", "one")});
+  loop_.runFor(1ms);
+  EXPECT_EQ(bodies().size(), 1);
+  shown_.transcript.set({said("1", "user", "one"), said("2", "assistant", "two")});
+  loop_.runFor(1ms);
+  EXPECT_EQ(bodies().size(), 1);
+  loop_.runFor(100ms);
+  EXPECT_EQ(bodies().size(), 2);
+}
+
 TEST_F(ConversationTest, FindingGoesRoundAndFollowsWhatIsSaid) {
   bridge_.show(agent_);
   say({said("1", "user", "needle"), said("2", "assistant", "hay"), said("3", "user", "a Needle")});

@@ -80,6 +80,10 @@ ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, Bri
   subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
   subscriptions_.push_back(source_.shown.transcript.observe([this] { stale_ = true; }));
   subscriptions_.push_back(parts_.model.observe([this] { throttle_.request(); }));
+  // Somebody waits for the first words of what they opened; the next ones may wait for the throttle.
+  subscriptions_.push_back(source_.shown.transcript.observe([this] {
+    if (blocks_.empty()) firstWords_ = loop_.after({}, [this] { refresh(); });
+  }));
   connect(&requests_, &RequestsBridge::terminalWanted, this, [this] { setShowsTerminal(true); });
 }
 

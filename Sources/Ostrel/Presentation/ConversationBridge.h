@@ -158,6 +158,7 @@ class ConversationBridge final : public QObject {
   Size resizeSize_;
   MainLoop& loop_;
   Timer messageTimer_;
+  Timer firstWords_;
   Throttle throttle_;
   std::vector<Subscription> subscriptions_;
   TaskScope tasks_;
