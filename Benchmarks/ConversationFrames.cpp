@@ -25,7 +25,6 @@
 #include "Runtime/UniqueFd.h"
 #include "UtilityPanels.h"
 #include "WindowFrames.h"
-#include "Words.h"
 
 namespace {
 
