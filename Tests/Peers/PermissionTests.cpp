@@ -70,10 +70,15 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
       R"([use AskUserQuestion {"questions":[{"question":"Which one?","header":"One","multiSelect":false,)"
       R"("options":[{"label":"Left","description":"l"},{"label":"Right","description":"r"}]},)"
       R"({"question":"Which colours?","header":"Many","multiSelect":true,)"
-      R"("options":[{"label":"Red","description":"r"},{"label":"Blue","description":"b"}]}]}])"))
+      R"("options":[{"label":"Red","description":"r"},{"label":"Blue","description":"b"}]},)"
+      R"({"question":"How?","header":"Own","multiSelect":false,)"
+      R"("options":[{"label":"Fast","description":"f"},{"label":"Slow","description":"s"}]}]}])"))
       << terminal.screen();
-  answer({Answer::Answers{{{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}}}});
-  EXPECT_TRUE(told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red,Blue\")")) << terminal.screen();
+  answer({Answer::Answers{
+      {{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}, {"How?", {"In my own words"}}}}});
+  EXPECT_TRUE(
+      told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red,Blue\", \"How?\"=\"In my own words\")"))
+      << terminal.screen();
 
   // The rule is kept, and the next command under it asks nobody.
   ASSERT_TRUE(asks("Please [run git init one]")) << terminal.screen();
