@@ -97,6 +97,12 @@ TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {
   say({said("1", "user", "one"), said("2", "assistant", "two\n\nthree")});
   EXPECT_EQ(bodies().join(u'|').toStdString(), "one|two|three");
   EXPECT_FALSE(bridge_.ended());
+  bridge_.closed();
+  say({said("1", "user", "unseen")});
+  EXPECT_EQ(bodies().size(), 3) << "nobody looks";
+  bridge_.show(agent_);
+  EXPECT_EQ(bodies().join(u'|').toStdString(), "unseen");
+  say({said("1", "user", "one"), said("2", "assistant", "two\n\nthree")});
   agents_.agents.clear();
   open_.reset();
   say({});

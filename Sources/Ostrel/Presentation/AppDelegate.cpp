@@ -73,7 +73,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
       edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
-             .stopOutput = [this] { parts_.client.selection().clear(); }}),
+             .stopOutput = [this] { closeConversation(); }}),
       notifications_(parts_.complain),
       player_({parts_.loop, parts_.pool, parts_.tools, parts_.complain}),
       sounds_(parts_.loop, player_, std::random_device()()),
@@ -219,6 +219,11 @@ void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
     parts_.client.select(agent, markSeen);
   }
   conversation_.show(agent);
+}
+
+void AppDelegate::closeConversation() {
+  conversation_.closed();
+  parts_.client.selection().clear();
 }
 
 Point AppDelegate::pointer() const {

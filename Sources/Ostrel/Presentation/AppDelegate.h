@@ -66,6 +66,7 @@ class AppDelegate final : public Desktop {
   ConversationSource conversationSource();
   RequestPorts requestPorts();
   void open(const HerdrAgent& agent, bool markSeen);
+  void closeConversation();
   Point pointer() const;
 
   // Order matters: what uses another stands after it.

@@ -10,10 +10,15 @@ namespace ostrel {
 
 ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource source)
     : parts_(std::move(parts)), source_(std::move(source)) {
-  subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
+  // Where Herdr is, is looked for on the disk: only for somebody who sees it.
+  const auto look = [this] {
+    if (*parts_.model.isPanelVisible && *parts_.model.selectedTab == PanelTab::connections) refresh();
+  };
+  subscriptions_.push_back(parts_.model.observe(look));
+  subscriptions_.push_back(parts_.model.isPanelVisible.observe(look));
+  subscriptions_.push_back(parts_.model.selectedTab.observe(look));
   subscriptions_.push_back(parts_.model.statusMessage.observe([this] { Q_EMIT changed(); }));
-  subscriptions_.push_back(source_.observe([this] { refresh(); }));
-  refresh();
+  subscriptions_.push_back(source_.observe(look));
 }
 
 void ConnectionsBridge::refresh() {

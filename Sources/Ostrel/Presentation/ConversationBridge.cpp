@@ -90,6 +90,7 @@ ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, Bri
 void ConversationBridge::show(const HerdrAgent& agent) {
   const bool another = !agent_ || agent_->id() != agent.id();
   agent_ = agent;
+  followed_ = true;
   if (another) {
     showsTerminal_ = hasTerminal() && !SelectedAgent::hasHistory(agent);
     find({});
@@ -111,8 +112,6 @@ void ConversationBridge::forget() {
   showOutput({}, {}, false);
 }
 
-QString ConversationBridge::agentKey() const { return agent_ ? words::of(agent_->id()) : QString(); }
-
 QString ConversationBridge::speaker() const { return agent_ ? words::provider(*agent_) : QString(); }
 
 bool ConversationBridge::hasTerminal() const {
@@ -129,20 +128,19 @@ bool ConversationBridge::linked() const {
 }
 
 void ConversationBridge::refresh() {
-  if (!agent_) return;
-  refreshAgent();
+  if (!followed_) return;
   const auto selected = source_.selected();
+  refreshAgent(selected);
   if (selected) refreshBlocks();
   requests_.show(ended_ ? std::nullopt : selected ? selected : agent_);
   Q_EMIT changed();
 }
 
-void ConversationBridge::refreshAgent() {
+void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected) {
   const std::string id = agent_->id();
   const std::vector<AgentWithLight> agents = parts_.model.railAgents();
   const auto found =
       std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
-  const auto selected = source_.selected();
   ended_ = found == agents.end() && !selected;
   if (found != agents.end()) agent_ = found->agent;
   // What is open may be another record than the row's: a Codex process is shown by its loaded thread.

@@ -39,7 +39,6 @@ class ConversationBridge final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(QString agentKey READ agentKey NOTIFY changed)
   Q_PROPERTY(QString title READ title NOTIFY changed)
   Q_PROPERTY(QString status READ status NOTIFY changed)
   Q_PROPERTY(QString details READ details NOTIFY changed)
@@ -73,8 +72,9 @@ class ConversationBridge final : public QObject {
 
   // The window now shows this agent.
   void show(const HerdrAgent& agent);
+  // Nobody sees it any more: nothing is followed until the next `show`.
+  void closed() { followed_ = false; }
 
-  QString agentKey() const;
   QString title() const { return title_; }
   QString status() const { return status_; }
   QString details() const { return details_; }  // what it is and where it runs, in a line
@@ -128,7 +128,7 @@ class ConversationBridge final : public QObject {
 
  private:
   void refresh();
-  void refreshAgent();
+  void refreshAgent(const std::optional<HerdrAgent>& selected);
   void refreshBlocks();
   void refreshRows();
   void forget();
@@ -141,6 +141,7 @@ class ConversationBridge final : public QObject {
   ConversationSource source_;
   RequestsBridge requests_;
   std::optional<HerdrAgent> agent_;
+  bool followed_ = false;
   bool ended_ = false;
   QString title_, status_, details_, session_, notice_, output_, outputError_, message_;
   AgentLight light_ = AgentLight::idle;
