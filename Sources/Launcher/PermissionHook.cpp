@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "Claude/PermissionSocket.h"
+#include "Runtime/PeerUser.h"
 
 namespace {
 
@@ -130,6 +131,11 @@ int runHook(bool fixture) {
   if (!path.usable()) return 0;
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0 || !connectTo(fd, path)) return 0;
+  if (!ostrel::isOurUser(fd)) {
+    constexpr char kWords[] = "Ostrel: the permission socket belongs to another user. Nothing was sent.\n";
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, kWords, sizeof kWords - 1);
+    return 0;
+  }
   if (sendLine(fd) && receiveLine(fd)) print();
   return 0;
 }

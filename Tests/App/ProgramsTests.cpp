@@ -8,6 +8,7 @@
 #include "Runtime/Files.h"
 #include "Support/ChildProcess.h"
 #include "Support/Eventually.h"
+#include "Support/StrangersSocket.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
@@ -44,6 +45,22 @@ TEST(Launcher, BecomesTheDesktopProgramBesideItExceptInTheHookRole) {
   const auto hook = runCommand({launcher.string(), "x", "--permission-hook", "y"}, {});
   EXPECT_EQ(hook.status, 0);
   EXPECT_EQ(hook.output + hook.errors, "");
+}
+
+TEST(LauncherTest, TellsAnotherUsersSocketNothing) {
+  if (!StrangersSocket::possible()) GTEST_SKIP() << "only root can become another user";
+  const TemporaryFolder folder;
+  const std::string path = folder.path() / "s";
+  StrangersSocket stranger(path);
+  const TemporaryFolder questions;
+  const auto question = questions.write("question", R"({"session_id":"s","tool_name":"Bash"})");
+  const auto hook = runCommand(
+      {"/bin/sh", "-c", "exec \"$0\" --permission-hook < \"$1\"", kLauncher.string(), question.string()},
+      {{"OSTREL_PERMISSION_SOCKET", path}});
+  EXPECT_EQ(hook.status, 0) << "the terminal's own prompt decides";
+  EXPECT_EQ(hook.output, "");
+  EXPECT_EQ(hook.errors, "Ostrel: the permission socket belongs to another user. Nothing was sent.\n");
+  EXPECT_EQ(stranger.heard(), "");
 }
 
 // What a run that is not for a check says where nothing can be shown, and goes on.

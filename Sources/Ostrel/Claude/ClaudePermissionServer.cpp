@@ -10,6 +10,7 @@
 
 #include "Claude/PermissionSocket.h"
 #include "Runtime/Failure.h"
+#include "Runtime/PeerUser.h"
 #include "Runtime/Random.h"
 
 namespace ostrel {
@@ -40,12 +41,6 @@ Occupant occupant(const std::string& path, const sockaddr_un& address) {
       errno != ECONNREFUSED)
     return Occupant::server;
   return Occupant::nobody;
-}
-
-bool isOurUser(int fd) {
-  ucred peer{};
-  socklen_t length = sizeof peer;
-  return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 && peer.uid == ::geteuid();
 }
 
 }  // namespace
