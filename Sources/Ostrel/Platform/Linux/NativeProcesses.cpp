@@ -27,6 +27,7 @@ namespace {
 // A cache that holds this many is cleared whole before it takes another.
 constexpr std::size_t kCacheCap = 4001;
 constexpr std::uint64_t kTurns = 12;
+constexpr Duration kYoung = std::chrono::seconds(10);
 constexpr std::size_t kListBytes = 32 * 1024;
 constexpr std::size_t kFileCap = 4 << 20;
 constexpr std::int64_t kClockStep = 500'000'000;  // nanoseconds; slewing moves the clocks together
@@ -53,8 +54,13 @@ std::size_t NativeProcesses::IdentityHash::operator()(const Identity& identity) 
                                     static_cast<std::uint64_t>(identity.pid));
 }
 
-NativeProcesses::NativeProcesses(const std::filesystem::path& procRoot)
+TimePoint NativeProcesses::steadyNow() {
+  return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now());
+}
+
+NativeProcesses::NativeProcesses(const std::filesystem::path& procRoot, Now now)
     : root_(::open(procRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      now_(std::move(now)),
       ticksPerSecond_(std::max(1L, ::sysconf(_SC_CLK_TCK))),
       buffer_(kListBytes) {}
 
@@ -89,6 +95,7 @@ std::optional<std::string> NativeProcesses::table() {
 
 std::vector<ProcessRow> NativeProcesses::refresh(NameTest followed, Extent extent) {
   ++refreshes_;
+  refreshedAt_ = now_();
   refused_ = !list();
   ended_.clear();
   if (!refused_) updateBootTime();
@@ -106,7 +113,7 @@ std::vector<ProcessRow> NativeProcesses::refresh(NameTest followed, Extent exten
     if (known) entry = *old++;
     entry.row.pid = listed.pid;
     const bool replaced = std::exchange(entry.inode, listed.inode) != listed.inode;
-    if (!known || replaced || extent == Extent::all || refreshes_ - entry.firstSeen <= 2 ||
+    if (!known || replaced || extent == Extent::all || refreshedAt_ - entry.firstSeen < kYoung ||
         entry.row.terminal != 0 || static_cast<std::uint64_t>(listed.pid) % kTurns == refreshes_ % kTurns ||
         (followed && followed(entry.row.name())))
       read(entry);
@@ -185,7 +192,7 @@ void NativeProcesses::read(Entry& entry) {
   if (known && !ended) {
     entry.row.startSeconds = seconds;
   } else {
-    entry.firstSeen = refreshes_;
+    entry.firstSeen = refreshedAt_;
     entry.row.startSeconds =
         bootTime_.value_or(0) + static_cast<std::int64_t>(row->startTicks) / ticksPerSecond_;
   }

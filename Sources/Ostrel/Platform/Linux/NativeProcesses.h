@@ -1,26 +1,31 @@
 // The process tables, read from /proc. The real `Processes`.
 //
 // The first `rows` reads every process; later ones list the processes (their pids and inodes) and read only
-// what can have changed: rows that are new, that first appeared in one of the two calls before (a fork
-// executes its program right after), that have a terminal, that are followed or an ancestor of a followed
-// one, or whose parent is gone, and of the others a twelfth by turns.
+// what can have changed: rows that first appeared less than ten seconds ago (a fork executes its program soon
+// after, however many calls come in between), that have a terminal, that are followed or an ancestor of a
+// followed one, or whose parent is gone, and of the others a twelfth by turns.
 //
 // Nothing is allocated per row: the table and the list live in vectors that keep their room between calls.
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <unordered_map>
 
 #include "Platform/Processes.h"
+#include "Runtime/MainLoop.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
 
 class NativeProcesses : public Processes {
  public:
+  // Tells the time, steadily. Called by whichever thread asks for rows.
+  using Now = std::function<TimePoint()>;
+
   // `procRoot` is a folder laid out like /proc. Where it can't be opened every answer is empty.
-  explicit NativeProcesses(const std::filesystem::path& procRoot = "/proc");
+  explicit NativeProcesses(const std::filesystem::path& procRoot = "/proc", Now now = steadyNow);
   ~NativeProcesses() override;
 
   std::vector<ProcessRow> rows(NameTest followed) override;
@@ -37,11 +42,11 @@ class NativeProcesses : public Processes {
   std::uint32_t ownUid() override;
 
  private:
-  // One process as it was last read. `firstSeen` and `readAt` are numbers of refreshes.
+  // One process as it was last read. `readAt` is the number of a refresh.
   struct Entry {
     ProcessRow row;
     std::uint64_t inode = 0;
-    std::uint64_t firstSeen = 0;
+    TimePoint firstSeen{};
     std::uint64_t readAt = 0;
     bool vanished = false;
   };
@@ -72,11 +77,15 @@ class NativeProcesses : public Processes {
   void readOrphans();
   void readAncestors(const Entry& entry);
 
+  static TimePoint steadyNow();
+
   const UniqueFd root_;
+  const Now now_;
   const std::int64_t ticksPerSecond_;
 
   std::mutex tableLock_;
   std::uint64_t refreshes_ = 0;
+  TimePoint refreshedAt_{};
   std::vector<char> buffer_;
   std::vector<Listed> listed_;
   std::vector<Entry> entries_;       // ascending by pid
