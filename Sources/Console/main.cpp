@@ -1,6 +1,5 @@
 // ostrelctl: the core with a console face.
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <poll.h>
 #include <span>
@@ -14,6 +13,7 @@
 #include "ListProgram.h"
 #include "Options.h"
 #include "Platform/Linux/TerminationSignals.h"
+#include "Runtime/Spawn.h"
 #include "ServeProgram.h"
 
 namespace {
@@ -77,7 +77,7 @@ int runServe(const Environment& environment) {
 
 int main(int argc, char** argv) {
   using Command = console::Options::Command;
-  ::signal(SIGPIPE, SIG_IGN);
+  resetSignals();
   const Environment environment = Environment::ofProcess(argc, argv);
   const auto options = console::parseOptions(std::span(environment.arguments).subspan(argc > 0 ? 1 : 0));
   if (!options) {

@@ -1,7 +1,6 @@
 // The desktop program: resident until it is asked to end. With a display it has its windows at the edge of
 // the screen; without one it goes on all the same.
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "Platform/Linux/DesktopOpeners.h"
 #include "Platform/Linux/NativeSignals.h"
 #include "Platform/Linux/TerminationSignals.h"
+#include "Runtime/Spawn.h"
 #include "Runtime/Task.h"
 
 namespace {
@@ -43,7 +43,7 @@ Task<void> checkDiscovery(LinuxCore& core) {
 std::filesystem::path ownPath(LinuxCore& core) { return core.processes().executablePath(::getpid()); }
 
 // The windows; none, after a line that says why, where they can't be had.
-std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls, TerminalOpener& terminals) {
+std::unique_ptr<Desktop> openDesktop(LinuxCore& core, TerminalOpener& terminals) {
   const bool fixture = core.preferences().isFixture();
   try {
     if (!DesktopLibrary::hasDisplay(core.environment())) throw Failure("there is no display");
@@ -55,7 +55,7 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core, UrlOpener& urls, TerminalO
                                 .tools = core.tools(),
                                 .processes = core.processes(),
                                 .environment = core.environment(),
-                                .urls = urls,
+                                .urls = core.urls(),
                                 .terminals = terminals,
                                 .fixture = fixture,
                                 .installed = BundleInfo::ofProgram(ownPath(core)).identifier().has_value(),
@@ -84,12 +84,11 @@ void run(const Environment& environment) {
   OtherCopies copies(core.processes(), otherProcesses, core.loop(), ::getpid());
   TaskScope tasks(core.loop());
   if (snapshot(core)) return;
-  DesktopUrls urls({core.environment(), core.tools().searchPath()});
   DesktopTerminals terminals({core.environment(), core.tools().searchPath()},
                              DesktopHostApplications::dataFolders(core.environment()));
   std::unique_ptr<Desktop> desktop;
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.makeWindows = [&] { desktop = openDesktop(core, urls, terminals); },
+                          {.makeWindows = [&] { desktop = openDesktop(core, terminals); },
                            .showWindows =
                                [&] {
                                  if (desktop) desktop->showWindows();
@@ -119,7 +118,7 @@ void run(const Environment& environment) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
+  resetSignals();
   try {
     run(Environment::ofProcess(argc, argv));
     return 0;

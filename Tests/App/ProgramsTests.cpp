@@ -75,6 +75,24 @@ bool listens(pid_t pid) {
   return false;
 }
 
+// A parent that ignores the ends of its children would have every tool count as a success.
+TEST(ProgramsTest, TakeBackWhatACarelessParentLeft) {
+  const TemporaryFolder home;
+  for (const char* const command :
+       {"'" OSTREL_BIN_DIR "/Ostrel' --check-managed-fixture", "'" OSTREL_BIN_DIR "/ostrelctl' watch"}) {
+    ChildProcess program({"/bin/sh", "-c", std::string("trap '' CHLD; exec ") + command},
+                         {{"HOME", home.path().string()}, {"PATH", "/usr/bin:/bin"}});
+    const auto childEnds = [&] {
+      const auto status = files::read("/proc/" + std::to_string(program.pid()) + "/status").value_or("");
+      const auto at = status.find("SigIgn:\t");
+      const auto ignored = at == std::string::npos ? 0 : std::stoull(status.substr(at + 8, 16), nullptr, 16);
+      return status.contains("strel") && (ignored >> (SIGPIPE - 1) & 1) == 1 &&
+             (ignored >> (SIGCHLD - 1) & 1) == 0;
+    };
+    EXPECT_TRUE(eventually(childEnds)) << command;
+  }
+}
+
 // Every run here has an argument with "--", so that it leaves the copies alone that a developer may have
 // running.
 TEST(DesktopProgramTest, ResidesUntilASignalAndLeavesNoFixtureBehind) {

@@ -33,6 +33,14 @@ TEST(Subprocess, GivesOutputAndStatus) {
   EXPECT_THROW(Subprocess::run("/nowhere/tool", {}, {}, 1s, 10), Failure);
 }
 
+TEST(Subprocess, AStatusThatNobodyKnowsIsNoSuccess) {
+  const auto before = ::signal(SIGCHLD, SIG_IGN);  // as a parent may have left it
+  const auto result = shell("echo out; exit 3");
+  ::signal(SIGCHLD, before);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_FALSE(result.succeeded());
+}
+
 TEST(Subprocess, StopsAtItsEndAndAtItsLimits) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(shell("sleep 30 & echo done").output, "done\n")

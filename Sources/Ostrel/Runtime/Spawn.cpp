@@ -62,4 +62,13 @@ pid_t spawn(const std::string& executable, const std::vector<std::string>& argum
   return pid;
 }
 
+void resetSignals() {
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGCHLD, SIG_DFL);
+  sigset_t children;
+  ::sigemptyset(&children);
+  ::sigaddset(&children, SIGCHLD);
+  ::pthread_sigmask(SIG_UNBLOCK, &children, nullptr);
+}
+
 }  // namespace ostrel

@@ -38,4 +38,8 @@ enum class SpawnGroup {
 pid_t spawn(const std::string& executable, const std::vector<std::string>& arguments,
             const std::map<std::string, std::string>& environment, int output, SpawnGroup group);
 
+// Puts right what a program may have inherited from a careless parent, and ignores SIGPIPE. To be called first
+// in `main`: where the ends of children are ignored, nobody can learn how a tool ended.
+void resetSignals();
+
 }  // namespace ostrel

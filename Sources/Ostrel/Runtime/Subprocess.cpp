@@ -23,6 +23,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Duration kGrace = 500ms;
+constexpr int kUnknownStatus = 255;
 
 TimePoint now() { return std::chrono::steady_clock::now(); }
 
@@ -46,12 +47,16 @@ class Child {
   }
 
   int exitDescriptor() const { return pidfd_.get(); }
-  // Waits for it.
+  // Waits for it. Where the kernel has thrown its status away (somebody has the process ignore its children's
+  // ends) nobody knows how it went, and that is no success.
   int status() {
     int raw = 0;
     while (!status_) {
-      if (::waitpid(pid_, &raw, 0) == pid_ || errno != EINTR)
+      if (::waitpid(pid_, &raw, 0) == pid_) {
         status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+      } else if (errno != EINTR) {
+        status_ = kUnknownStatus;
+      }
     }
     return *status_;
   }
