@@ -407,8 +407,7 @@ class Conversations {
                    .stopOutput = [this] { client_.selection().clear(); }}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
   NotchBridge notch_{parts_};
-  ConversationBridge conversation_{loop_, pool_, parts_, source(),
-                                   RequestPorts::of(client_, processes_, [](const std::string&) {})};
+  ConversationBridge conversation_{loop_, pool_, parts_, source(), client_.requests()};
 };
 
 }  // namespace

@@ -39,6 +39,7 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
     : environment_(std::move(environment)),
       tools_(environment_),
       hosts_(DesktopHostApplications::dataFolders(environment_), tools_.searchPath()),
+      urls_({environment_, tools_.searchPath()}),
       transcripts_(environment_),
       titles_(transcripts_),
       externalAgents_({processes_, hosts_, transcripts_, titles_, environment_, {}, std::move(announce)}),
@@ -77,6 +78,7 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
   if (face == Face::full && !sources.fixture) {
     sources.permissionSocket = ClaudePermissions::socketPath(environment_);
     sources.codexSocket = CodexLocalServer::socketPath(environment_);
+    sources.urls = &urls_;
     sources.installHook = [this] { claudePermissions_.installAtLaunch(); };
   }
   return sources;

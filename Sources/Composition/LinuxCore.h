@@ -14,6 +14,7 @@
 #include "Discovery/ExternalAgents.h"
 #include "Platform/Environment.h"
 #include "Platform/Linux/DesktopHostApplications.h"
+#include "Platform/Linux/DesktopOpeners.h"
 #include "Platform/Linux/InotifyWatcher.h"
 #include "Platform/Linux/NativeProcesses.h"
 #include "Platform/Linux/PidfdExits.h"
@@ -48,6 +49,7 @@ class LinuxCore {
   ExternalAgents& externalAgents() { return externalAgents_; }
   OstrelPreferences& preferences() { return preferences_; }
   HerdrClient& client() { return client_; }
+  UrlOpener& urls() { return urls_; }
   ClaudePermissions& claudePermissions() { return claudePermissions_; }
 
  private:
@@ -60,6 +62,7 @@ class LinuxCore {
   EpollLoop loop_;
   NativeProcesses processes_;
   DesktopHostApplications hosts_;
+  DesktopUrls urls_;
   AgentTranscript transcripts_;
   ConversationTitles titles_;
   ExternalAgents externalAgents_;

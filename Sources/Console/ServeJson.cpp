@@ -1,13 +1,11 @@
 #include "ServeJson.h"
 
-#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
 
-#include "Codex/CodexForm.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel::console {
@@ -23,7 +21,7 @@ Json asObject(const CodexCard::Option& option);
 Json asObject(const CodexCard::Change& change);
 Json asObject(const CodexCard::Question& question);
 Json asObject(const CodexCard::Field& field);
-Json asObject(const CodexRequest::Choice& choice);
+Json asObject(const RequestChoice& choice);
 
 template <class T>
 Json listOf(const std::vector<T>& values) {
@@ -58,14 +56,8 @@ Json asObject(const CodexCard::Field& field) {
           {"required", field.required}};
 }
 
-Json asObject(const CodexRequest::Choice& choice) { return {{"id", choice.id}, {"title", choice.title}}; }
-
-}  // namespace
-
-std::string requiredText(const Json& request, std::string_view key) {
-  const auto value = json::string(request, key);
-  if (!value) throw Failure(fmt::format("\"{}\" is missing.", key));
-  return *value;
+Json asObject(const RequestChoice& choice) {
+  return {{"id", choice.id}, {"title", choice.title}, {"takesAnswers", choice.takesEntries}};
 }
 
 Json asObject(const ClaudePermissionRequest& request) {
@@ -79,30 +71,13 @@ Json asObject(const ClaudePermissionRequest& request) {
                          {"multiSelect", question.multiSelect},
                          {"options", std::move(options)}});
   }
-  return {{"id", request.id},       {"session", request.sessionID},     {"tool", request.tool},
-          {"title", request.title}, {"detail", request.detail},         {"alwaysRules", request.alwaysRules},
-          {"agent", nullptr},       {"questions", std::move(questions)}};
-}
-
-ClaudePermissionAnswer answerIn(const Json& request) {
-  using Answer = ClaudePermissionAnswer;
-  if (const Json* const answers = json::member(request, "answers")) {
-    Answer::Answers given;
-    if (!answers->is_object()) throw Failure("\"answers\" must be an object of lists of texts.");
-    for (const auto& [question, chosen] : answers->items()) {
-      std::vector<std::string>& texts = given.chosen[question];
-      for (const Json& each : chosen.is_array() ? chosen : Json::array({chosen})) {
-        if (!each.is_string()) throw Failure("\"answers\" must be an object of lists of texts.");
-        texts.push_back(each.get<std::string>());
-      }
-    }
-    return {given};
-  }
-  const std::string decision = requiredText(request, "decision");
-  if (decision == "allow") return {Answer::Allow{}};
-  if (decision == "always") return {Answer::AllowAlways{}};
-  if (decision == "deny") return {Answer::Deny{json::string(request, "message")}};
-  throw Failure(fmt::format("\"{}\" is no decision: \"allow\", \"always\" or \"deny\".", decision));
+  return {{"session", request.sessionID},
+          {"tool", request.tool},
+          {"title", request.title},
+          {"detail", request.detail},
+          {"changes", listOf(request.changes)},
+          {"alwaysRules", request.alwaysRules},
+          {"questions", std::move(questions)}};
 }
 
 Json asObject(const CodexCard& card) {
@@ -120,31 +95,71 @@ Json asObject(const CodexCard& card) {
           {"skippable", card.skippable},
           {"fields", listOf(card.fields)},
           {"link", card.link},
-          {"unsupported", card.unsupported},
-          {"choices", listOf(card.choices)}};
+          {"unsupported", card.unsupported}};
 }
 
-// What goes back to Codex: the result of a choice, or what was typed.
-std::string codexResultIn(const Json& request, const CodexRequest& asked) {
-  if (const auto choice = json::string(request, "choice")) {
-    const auto choices = asked.choices();
-    const auto chosen = std::ranges::find(choices, *choice, &CodexRequest::Choice::id);
-    if (chosen == choices.end()) throw Failure("This choice is not on offer.");
-    return chosen->result;
+Json asObject(const CodexAsked& asked) {
+  Json object = asObject(asked.card);
+  object["thread"] = asked.request.threadID;
+  object["sent"] = asked.sent;
+  object["error"] = asked.error.empty() ? Json() : Json(asked.error);
+  return object;
+}
+
+// The texts that one entry stands for: a text, a list of texts, or another value as its JSON.
+std::vector<std::string> textsOf(const Json& value) {
+  if (value.is_string()) return {value.get<std::string>()};
+  if (!value.is_array()) return {json::dump(value)};
+  std::vector<std::string> texts;
+  for (const Json& each : value) {
+    if (!each.is_string()) throw Failure("\"answers\" must be an object of texts or lists of texts.");
+    texts.push_back(each.get<std::string>());
   }
-  if (json::boolean(request, "skip").value_or(false)) return CodexForm::skippedQuestions();
-  if (json::boolean(request, "done").value_or(false)) return CodexForm::stepDone();
+  return texts;
+}
+
+// The choice that an operation names, in the words of either agent.
+std::string choiceIn(const Json& request) {
+  std::vector<std::string> named;
+  if (auto choice = json::string(request, "choice")) named.push_back(*std::move(choice));
+  if (const auto decision = json::string(request, "decision")) {
+    if (decision != "allow" && decision != "always" && decision != "deny")
+      throw Failure(fmt::format("\"{}\" is no decision: \"allow\", \"always\" or \"deny\".", *decision));
+    named.push_back(*decision);
+  }
+  for (const char* const flag : {"skip", "done"}) {
+    if (json::boolean(request, flag).value_or(false)) named.emplace_back(flag);
+  }
+  if (named.size() > 1) throw Failure("An answer is one of \"choice\", \"decision\", \"skip\" and \"done\".");
+  if (named.size() == 1) return named.front();
+  if (!json::member(request, "answers"))
+    throw Failure("\"choice\", \"decision\", \"answers\", \"skip\" or \"done\" is missing.");
+  return {};
+}
+
+}  // namespace
+
+std::string requiredText(const Json& request, std::string_view key) {
+  const auto value = json::string(request, key);
+  if (!value) throw Failure(fmt::format("\"{}\" is missing.", key));
+  return *value;
+}
+
+Json asObject(const OpenRequest& request) {
+  Json object = std::visit([](const auto& asked) { return asObject(asked); }, request.asked);
+  object["id"] = request.id;
+  object["agent"] = orNull(request.agent);
+  object["choices"] = listOf(request.choices());
+  return object;
+}
+
+RequestAnswer answerIn(const Json& request) {
+  RequestAnswer answer{.choice = choiceIn(request), .message = json::string(request, "message")};
   const Json* const answers = json::member(request, "answers");
-  if (!answers || !answers->is_object())
-    throw Failure("\"choice\", \"answers\", \"skip\" or \"done\" is missing.");
-  CodexForm::Answers typed;
-  for (const auto& [key, value] : answers->items())
-    typed[key] = value.is_string() ? value.get<std::string>() : json::dump(value);
-  const Json payload = json::parse(asked.payload).value_or(Json::object());
-  if (const Json* const questions = json::member(payload, "questions"))
-    return CodexForm::questionsResult(*questions, typed);
-  const Json* const schema = json::member(payload, "requestedSchema");
-  return CodexForm::formResult(schema ? *schema : Json::object(), typed);
+  if (!answers) return answer;
+  if (!answers->is_object()) throw Failure("\"answers\" must be an object of texts or lists of texts.");
+  for (const auto& [key, value] : answers->items()) answer.entries[key] = textsOf(value);
+  return answer;
 }
 
 }  // namespace ostrel::console

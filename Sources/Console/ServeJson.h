@@ -5,21 +5,17 @@
 #include <string>
 #include <string_view>
 
-#include "Claude/ClaudePermissionRequest.h"
-#include "Codex/CodexCard.h"
-#include "Codex/CodexRequest.h"
+#include "Client/OpenRequests.h"
 #include "Runtime/Json.h"
 
 namespace ostrel::console {
 
-// Without the agent that asks.
-Json asObject(const ClaudePermissionRequest& request);
-Json asObject(const CodexCard& card);
+// As an element of "permissions" or "codex".
+Json asObject(const OpenRequest& request);
 
 // These throw `Failure` with what is wrong with the operation.
 std::string requiredText(const Json& request, std::string_view key);
-ClaudePermissionAnswer answerIn(const Json& request);
-// What goes back to Codex: the result of a choice, or what was typed.
-std::string codexResultIn(const Json& request, const CodexRequest& asked);
+// What an "answer" operation decides. Whether its request takes that is not looked at.
+RequestAnswer answerIn(const Json& request);
 
 }  // namespace ostrel::console

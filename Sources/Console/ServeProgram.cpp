@@ -1,6 +1,7 @@
 #include "ServeProgram.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -29,6 +30,7 @@ const std::map<std::string, ServeProgram::Operation, std::less<>> ServeProgram::
     {"rename", &ServeProgram::rename},
     {"link", &ServeProgram::link},
     {"answer", &ServeProgram::answer},
+    {"openLink", &ServeProgram::openLink},
     {"connect", &ServeProgram::connect},
     {"disconnect", &ServeProgram::disconnect},
     {"integrations", &ServeProgram::integrations},
@@ -98,19 +100,11 @@ void ServeProgram::deselect(const Json&) { parts_.client.selection().clear(); }
 
 void ServeProgram::answer(const Json& request) {
   const std::string id = requiredText(request, "request");
-  const auto& codex = *parts_.client.codexRequests().requests();
-  const auto asking = std::ranges::find(codex, id, &CodexRequest::id);
-  if (asking != codex.end()) {
-    const CodexRequest asked = *asking;
-    parts_.client.codexRequests().answer(asked, codexResultIn(request, asked));
-    return;
-  }
-  const ClaudePermissionAnswer answer = answerIn(request);
-  const auto& open = *parts_.client.permissions().requests();
-  const auto found = std::ranges::find(open, id, &ClaudePermissionRequest::id);
-  if (found == open.end()) throw Failure("This request has ended.");
-  const ClaudePermissionRequest asked = *found;
-  parts_.client.permissions().answer(asked, answer);
+  parts_.client.requests().answer(id, answerIn(request));
+}
+
+void ServeProgram::openLink(const Json& request) {
+  parts_.client.requests().openLink(requiredText(request, "request"));
 }
 
 void ServeProgram::connect(const Json& request) {
@@ -185,7 +179,7 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
   Json integrations = Json::array();
   for (const HerdrIntegration& integration : *client.integrations().integrations())
     integrations.push_back({{"id", integration.id}, {"state", integration.state}});
-  return {
+  std::vector<std::pair<std::string, Json>> events{
       {"agents", agentsEvent()},
       {"selection",
        {{"event", "selection"},
@@ -206,8 +200,6 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
         {"text", *shown.output},
         {"loaded", *shown.hasLoadedOutput},
         {"error", orNull(*shown.outputError)}}},
-      {"permissions", permissionsEvent()},
-      {"codex", codexEvent()},
       {"integrations",
        {{"event", "integrations"},
         {"integrations", std::move(integrations)},
@@ -215,6 +207,8 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
         {"busy", *client.integrations().busy()},
         {"message", orNull(*client.integrations().message())}}},
   };
+  std::ranges::move(requestEvents(), std::back_inserter(events));
+  return events;
 }
 
 Json ServeProgram::agentsEvent() {
@@ -236,39 +230,19 @@ Json ServeProgram::agentsEvent() {
   return event;
 }
 
-Json ServeProgram::codexEvent() {
+std::vector<std::pair<std::string, Json>> ServeProgram::requestEvents() {
+  Json claude = Json::array();
+  Json codex = Json::array();
+  for (const OpenRequest& request : parts_.client.requests().list())
+    (request.claude() ? claude : codex).push_back(asObject(request));
   CodexRequestController& controller = parts_.client.codexRequests();
-  Json requests = Json::array();
-  for (const CodexRequest& request : *controller.requests()) {
-    const auto key = CodexCard::itemKey(request);
-    const auto item = key ? controller.details().find(*key) : controller.details().end();
-    Json each = asObject(CodexCard::of(
-        request, item == controller.details().end() ? std::nullopt : std::optional(item->second)));
-    const auto problem = controller.replyErrors()->find(request.id());
-    each["id"] = request.id();
-    each["thread"] = request.threadID;
-    each["sent"] = controller.sent()->contains(request.id());
-    each["error"] = problem == controller.replyErrors()->end() ? Json() : Json(problem->second);
-    requests.push_back(std::move(each));
-  }
-  return {{"event", "codex"},
-          {"requests", std::move(requests)},
-          {"threads", *controller.connectedThreads()},
-          {"error", orNull(*controller.error())},
-          {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}};
-}
-
-Json ServeProgram::permissionsEvent() {
-  Json requests = Json::array();
-  for (const ClaudePermissionRequest& request : *parts_.client.permissions().requests())
-    requests.push_back(asObject(request));
-  // Which agent asks, where it is known.
-  for (const auto& listed : parts_.client.inventory().all.entries()) {
-    for (Json& request : requests) {
-      if (listed->conversation && request["session"] == *listed->conversation) request["agent"] = listed->id;
-    }
-  }
-  return {{"event", "permissions"}, {"requests", std::move(requests)}};
+  return {{"permissions", {{"event", "permissions"}, {"requests", std::move(claude)}}},
+          {"codex",
+           {{"event", "codex"},
+            {"requests", std::move(codex)},
+            {"threads", *controller.connectedThreads()},
+            {"error", orNull(*controller.error())},
+            {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}}}};
 }
 
 }  // namespace ostrel::console

@@ -49,6 +49,7 @@ class ServeProgram {
   void rename(const Json& request);
   void link(const Json& request);
   void answer(const Json& request);
+  void openLink(const Json& request);
   void connect(const Json& request);
   void disconnect(const Json& request);
   void integrations(const Json& request);
@@ -59,8 +60,7 @@ class ServeProgram {
   // Everything that is told, by event; each event is sent when it differs from what was sent last.
   std::vector<std::pair<std::string, Json>> events();
   Json agentsEvent();
-  Json permissionsEvent();
-  Json codexEvent();
+  std::vector<std::pair<std::string, Json>> requestEvents();
 
   static const std::map<std::string, Operation, std::less<>> kOperations;
 

@@ -83,9 +83,9 @@ TEST_F(ClaudePermissionServerTest, AnswersGoOutAsClaudeCodeReadsThem) {
             line(R"("deny","interrupt":true,"message":"The user declined this in Ostrel.")"));
   EXPECT_EQ(reply(kBash, {Answer::Deny{"no\n"}}), line(R"("deny","interrupt":false,"message":"no\n")"));
   Json input = Json::parse(kQuestions)["tool_input"];
-  input["answers"] = {{"One?", "A"}, {"Many?", {"Red"}}};
+  input["answers"] = {{"One?", "A"}, {"Many?", "Red, Blue"}};
   EXPECT_EQ(
-      reply(kQuestions, {Answer::Answers{{{"One?", {"A", "B"}}, {"Many?", {"Red"}}, {"Skipped?", {}}}}}),
+      reply(kQuestions, {Answer::Answers{{{"One?", {"A", "B"}}, {"Many?", {"Red", "Blue"}}, {"Skipped?", {}}}}}),
       line(R"("allow","updatedInput":)" + input.dump()));
 }
 

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "Codex/CodexAnswers.h"
 #include "Codex/CodexCardModel.h"
 #include "Codex/CodexDiff.h"
+#include "Codex/CodexForm.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel {
@@ -138,26 +140,92 @@ TEST(CodexCard, ShowsWhatWouldBeAllowed) {
     EXPECT_EQ(elicited(bad).step, CodexCard::Step::unsupported) << bad;
 }
 
-TEST(CodexCardModel, SendsWhatWasEnteredOnceItWillDo) {
-  const std::string asked = R"({"questions":[{"id":"q","question":"?","isOther":true,
-      "options":[{"label":"A"},{"label":"B"}]},{"id":"r","question":"?"}]})";
-  CodexCardModel card(request("item/tool/requestUserInput", asked));
+// What goes back for an answer, or the words that refuse it.
+std::string answered(const CodexRequest& asked, const RequestAnswer& answer, bool linkOpened = false) {
+  try {
+    return codexAnswers::result(asked, CodexCard::of(asked, {}, linkOpened), linkOpened, answer);
+  } catch (const Failure& failure) {
+    return failure.message();
+  }
+}
+
+TEST(CodexAnswers, OnlyWhatTheCardOffersIsTaken) {
+  const auto titles = [](const CodexRequest& asked, bool linkOpened = false) {
+    std::string all;
+    for (const RequestChoice& choice : CodexCard::of(asked, {}, linkOpened).choices)
+      all += choice.title + (choice.grants ? "!" : "") + "|";
+    return all;
+  };
+  const auto command = request(kCommand, R"({"availableDecisions":["accept","cancel"]})");
+  EXPECT_EQ(titles(request(kAccess, R"({"permissions":{"network":{}}})")), "Allow for this turn!|Deny|");
+  for (const char* const choice : {"done", "skip", "submit", "allow", "bm90aGluZw=="})
+    EXPECT_EQ(answered(command, {.choice = choice}), "This choice is not on offer.") << choice;
+  const std::string accept = CodexCard::of(command, {}).choices.front().id;
+  EXPECT_EQ(answered(command, {.choice = accept, .entries = {{"x", {"y"}}}}),
+            "This choice takes no answers.");
+  EXPECT_EQ(answered(command, {.choice = accept}), R"({"decision":"accept"})");
+
+  const auto tool =
+      request(kElicitation, R"({"mode":"form","requestedSchema":{"type":"object","properties":{}},
+      "_meta":{"codex_approval_kind":"mcp_tool_call","tool_name":"echo"}})");
+  EXPECT_EQ(titles(tool), "Allow once!|Decline|Cancel|");
+  EXPECT_EQ(answered(tool, {.choice = "submit"}), R"({"_meta":null,"action":"accept","content":{}})");
+  const auto other = request(kElicitation, R"({"mode":"other"})");
+  EXPECT_EQ(titles(other), "Decline|Cancel|");
+  EXPECT_EQ(answered(other, {.choice = "submit"}), "This choice is not on offer.");
+
+  const auto link = request(kElicitation, R"({"mode":"url","url":"https://x.org/"})");
+  EXPECT_EQ(titles(link), "Decline|Cancel|");
+  EXPECT_EQ(answered(link, {.choice = "done"}), "Open the link first.");
+  EXPECT_EQ(titles(link, true), "I’ve completed this step|Decline|Cancel|");
+  EXPECT_EQ(answered(link, {.choice = "done"}, true), R"({"_meta":null,"action":"accept","content":null})");
+
+  const auto form = request(kElicitation, R"({"mode":"form","requestedSchema":{"type":"object","properties":{
+      "on":{"type":"boolean"},"many":{"type":"array"}}}})");
+  EXPECT_EQ(answered(form, {.choice = "submit", .entries = {{"on", {"true"}}, {"many", {"a", "b"}}}}),
+            R"({"_meta":null,"action":"accept","content":{"many":["a","b"],"on":true}})");
+  EXPECT_EQ(answered(form, {.choice = "submit", .entries = {{"many", {"[\"c\"]"}}}}),
+            R"({"_meta":null,"action":"accept","content":{"many":["c"]}})");
+  EXPECT_EQ(answered(form, {.choice = "submit", .entries = {{"off", {"true"}}}}),
+            "\"off\" is not one of the fields.");
+
+  const std::string ask =
+      R"({"questions":[{"id":"q","question":"Which?","options":[{"label":"A"}]}],"isBlocking":)";
+  const auto questions = request("item/tool/requestUserInput", ask + "true}");
+  const auto skippable = request("item/tool/requestUserInput", ask + "false}");
+  EXPECT_EQ(answered(questions, {.choice = "skip"}), "This choice is not on offer.");
+  EXPECT_EQ(answered(skippable, {.choice = "skip"}), R"({"answers":{}})");
+  EXPECT_EQ(answered(questions, {.choice = "submit"}), "Answer each question before submitting.");
+  EXPECT_EQ(answered(questions, {.choice = "submit", .entries = {{"q", {"B"}}}}),
+            "Choose one of the options for \"Which?\".");
+  EXPECT_EQ(answered(questions, {.choice = "submit", .entries = {{"q", {"A", "A"}}}}),
+            "Give one answer to \"Which?\".");
+  EXPECT_EQ(answered(questions, {.choice = "submit", .entries = {{"r", {"A"}}}}),
+            "\"r\" is not one of the questions.");
+}
+
+TEST(CodexCardModel, KeepsWhatWasEntered) {
+  const auto asked =
+      request("item/tool/requestUserInput", R"({"questions":[{"id":"q","question":"?","isOther":true,
+      "options":[{"label":"A"},{"label":"B"}]},{"id":"r","question":"?"}]})");
+  CodexCardModel card(asked, CodexCard::of(asked, {}));
   card.type("r", "why");
-  EXPECT_EQ(card.submit(), std::nullopt);
-  EXPECT_EQ(card.validation(), "Answer each question before submitting.");
+  EXPECT_EQ(answered(asked, card.submit()), "Answer each question before submitting.");
   card.type("q", "mine");
   card.choose(0, 1);
   EXPECT_EQ(card.typed("q"), "") << "the option takes its place";
-  EXPECT_EQ(card.submit(), R"({"answers":{"q":{"answers":["B"]},"r":{"answers":["why"]}}})");
-  EXPECT_EQ(card.validation(), std::nullopt);
+  EXPECT_EQ(answered(asked, card.submit()), R"({"answers":{"q":{"answers":["B"]},"r":{"answers":["why"]}}})");
   card.type("q", " mine");
   EXPECT_FALSE(card.isChosen(0, 1));
-  EXPECT_EQ(card.submit(), R"({"answers":{"q":{"answers":[" mine"]},"r":{"answers":["why"]}}})");
+  EXPECT_EQ(answered(asked, card.submit()),
+            R"({"answers":{"q":{"answers":[" mine"]},"r":{"answers":["why"]}}})");
 
-  CodexCardModel late(request(kFiles, R"({"itemId":"i"})"));
-  EXPECT_FALSE(late.setItem(std::nullopt));
-  EXPECT_TRUE(late.setItem(R"({"changes":[{"path":"/f","kind":{"type":"update"},"diff":"@@ -1\n-a\n+b\n c"},
-      {"path":"/g","kind":{"type":"delete"},"diff":"+x\n"}]})"));
+  const auto files = request(kFiles, R"({"itemId":"i"})");
+  CodexCardModel late(files, CodexCard::of(files, {}));
+  EXPECT_FALSE(late.show(CodexCard::of(files, {})));
+  EXPECT_TRUE(late.show(
+      CodexCard::of(files, R"({"changes":[{"path":"/f","kind":{"type":"update"},"diff":"@@ -1\n-a\n+b\n c"},
+      {"path":"/g","kind":{"type":"delete"},"diff":"+x\n"}]})")));
   std::string shown;
   for (const auto& change : late.card().changes) {
     for (const DiffLine& line : diffLines(change))

@@ -66,24 +66,98 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
   EXPECT_EQ(end.errors, "");
 }
 
+// A home in which hooks find a serving program, and nothing of this machine's is touched.
+struct HookHome {
+  TemporaryFolder home;
+  ChildProcess::Variables variables = {{"HOME", home.path().string()},
+                                       {"PATH", "/usr/bin:/bin"},
+                                       {"CLAUDE_CONFIG_DIR", (home.path() / "claude").string()}};
+
+  int asked = 0;
+
+  // A hook of Claude Code that asks this.
+  std::unique_ptr<ChildProcess> ask(const Json& question) {
+    const auto file = home.write("question-" + std::to_string(++asked), json::dump(question));
+    return std::make_unique<ChildProcess>(
+        std::vector<std::string>{"/bin/sh", "-c", "'" OSTREL_BIN_DIR "/Ostrel' --permission-hook < \"$0\"",
+                                 file.string()},
+        variables);
+  }
+};
+
+// What a script may answer is what a card offers, and what is refused is refused with words and leaves the
+// request open.
+TEST(Serve, TakesNoAnswerThatTheCardDoesNotOffer) {
+  HookHome hooks;
+  Serving serve(OSTREL_BIN_DIR "/ostrelctl", hooks.variables, hooks.home.path());
+  const auto open = [&](std::size_t count) {
+    return serve.until("permissions", [&](const Json& event) { return event["requests"].size() == count; });
+  };
+  ASSERT_TRUE(open(0).is_object());
+  const auto command =
+      hooks.ask({{"session_id", "s"}, {"tool_name", "Bash"}, {"tool_input", {{"command", "ls"}}}});
+  const Json bash = open(1)["requests"][0];
+  ASSERT_TRUE(bash.is_object());
+  EXPECT_EQ(
+      bash["choices"].dump(),
+      R"([{"id":"allow","takesAnswers":false,"title":"Yes"},{"id":"deny","takesAnswers":false,"title":"No"}])");
+  const Json options = {{{"label", "A"}}, {{"label", "B"}}};
+  const auto asking =
+      hooks.ask({{"session_id", "s"},
+                 {"tool_name", "AskUserQuestion"},
+                 {"tool_input",
+                  {{"questions",
+                    {{{"question", "One?"}, {"options", options}},
+                     {{"question", "Many?"}, {"multiSelect", true}, {"options", options}}}}}}});
+  const Json question = open(2)["requests"][1];
+  ASSERT_TRUE(question.is_object());
+
+  const auto refused = [&](const Json& request, Json answer) {
+    answer["op"] = "answer";
+    answer["request"] = request["id"];
+    const Json reply = serve.perform(answer);
+    return reply["ok"].get<bool>() ? std::string("taken") : reply["message"].get<std::string>();
+  };
+  const std::pair<Json, const char*> ofACommand[] = {
+      {{{"done", true}}, "This choice is not on offer."},
+      {{{"skip", true}}, "This choice is not on offer."},
+      {{{"decision", "always"}}, "This choice is not on offer."},
+      {{{"answers", {{"ls", "yes"}}}}, "This request takes no answers."},
+      {{{"decision", "allow"}, {"choice", "deny"}},
+       "An answer is one of \"choice\", \"decision\", \"skip\" and \"done\"."},
+      {Json::object(), "\"choice\", \"decision\", \"answers\", \"skip\" or \"done\" is missing."}};
+  for (const auto& [answer, words] : ofACommand) EXPECT_EQ(refused(bash, answer), words) << answer;
+  const std::pair<Json, const char*> ofAQuestion[] = {
+      {{{"decision", "allow"}}, "This choice is not on offer."},
+      {{{"answers", Json::object()}}, "Answer each question before submitting."},
+      {{{"answers", {{"One?", "A"}}}}, "Answer each question before submitting."},
+      {{{"answers", {{"One?", "A"}, {"Many?", "B"}, {"Other?", "A"}}}},
+       "\"Other?\" is not one of the questions."}};
+  for (const auto& [answer, words] : ofAQuestion) EXPECT_EQ(refused(question, answer), words) << answer;
+
+  EXPECT_EQ(refused(bash, {{"decision", "allow"}}), "taken");
+  EXPECT_EQ(refused(bash, {{"decision", "allow"}}), "This request has ended.");
+  EXPECT_EQ(refused(question, {{"answers", {{"One?", "A"}, {"Many?", {"A", "B"}}}}}), "taken");
+  EXPECT_EQ(json::parse(command->finish().output).value_or(Json())["hookSpecificOutput"]["decision"],
+            Json({{"behavior", "allow"}}));
+  EXPECT_EQ(json::parse(asking->finish().output)
+                .value_or(Json())["hookSpecificOutput"]["decision"]["updatedInput"]["answers"],
+            Json({{"One?", "A"}, {"Many?", "A, B"}}));
+}
+
 // Killed while prompts wait, again and again: no hook hangs or says a word, and the next start is not kept
 // from its socket.
 TEST(Serve, LeavesNothingBehindThatHinders) {
-  const TemporaryFolder home;
-  const ChildProcess::Variables variables = {{"HOME", home.path().string()},
-                                             {"PATH", "/usr/bin:/bin"},
-                                             {"CLAUDE_CONFIG_DIR", (home.path() / "claude").string()}};
+  HookHome world;
+  const TemporaryFolder& home = world.home;
   home.write("claude/settings.json", "{\n  \"model\": \"x\"\n}\n");
   for (int round = 0; round < rounds(); ++round) {
-    Serving serve(OSTREL_BIN_DIR "/ostrelctl", variables, home.path());
+    Serving serve(OSTREL_BIN_DIR "/ostrelctl", world.variables, home.path());
     ASSERT_TRUE(serve.until("permissions", [](const Json&) { return true; }).is_object());
     std::vector<std::unique_ptr<ChildProcess>> hooks;
     for (int i = 0; i < 3; ++i) {
-      const std::string line = R"({"session_id":"s","tool_name":"Bash","tool_input":{"command":"c"}})";
-      hooks.push_back(std::make_unique<ChildProcess>(
-          std::vector<std::string>{"/bin/sh", "-c",
-                                   "echo '" + line + "' | '" OSTREL_BIN_DIR "/Ostrel' --permission-hook"},
-          variables));
+      hooks.push_back(
+          world.ask({{"session_id", "s"}, {"tool_name", "Bash"}, {"tool_input", {{"command", "c"}}}}));
     }
     ASSERT_TRUE(serve.until("permissions", [](const Json& event) { return event["requests"].size() == 3; })
                     .is_object())

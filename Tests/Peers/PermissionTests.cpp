@@ -77,7 +77,7 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   answer({Answer::Answers{
       {{"Which one?", {"Right"}}, {"Which colours?", {"Red", "Blue"}}, {"How?", {"In my own words"}}}}});
   EXPECT_TRUE(
-      told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red,Blue\", \"How?\"=\"In my own words\")"))
+      told(R"(\"Which one?\"=\"Right\", \"Which colours?\"=\"Red, Blue\", \"How?\"=\"In my own words\")"))
       << terminal.screen();
 
   // The rule is kept, and the next command under it asks nobody.

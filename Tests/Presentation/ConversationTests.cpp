@@ -89,7 +89,7 @@ class ConversationTest : public testing::Test {
                               .link = {},
                               .openUrl = [this](const std::string& url) { opened_ = url; },
                               .home = home_.path()},
-                             asks_.ports()};
+                             asks_};
 };
 
 TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {

@@ -8,14 +8,16 @@
 #include <gtest/gtest.h>
 
 #include "Appearance.h"
+#include "Codex/CodexAnswers.h"
 #include "RequestsBridge.h"
+#include "Support/VirtualLoop.h"
 #include "TerminalWindow.h"
 #include "UtilityPanel.h"
 
 namespace ostrel {
 namespace {
 
-using Answer = ClaudePermissionAnswer;
+using namespace std::chrono_literals;
 
 HerdrAgent agent(std::int64_t pid) {
   HerdrAgent made;
@@ -25,39 +27,49 @@ HerdrAgent agent(std::int64_t pid) {
 }
 
 // What agents ask, by their panes.
-struct Asked {
+struct Asked final : RequestSource {
   std::map<std::string, std::vector<ClaudePermissionRequest>> claude;
   std::map<std::string, std::vector<CodexRequest>> codex;
   std::set<std::string> sent;
   std::map<std::string, std::string> errors;
-  std::vector<Answer> answers;
+  std::vector<RequestAnswer> answers;
   std::vector<std::string> results;
-  int revealed = 0;
 
-  RequestPorts ports() {
-    return {.claude = [this](const HerdrAgent& agent) { return claude[agent.paneID]; },
-            .codex = [this](const HerdrAgent& agent) { return codex[agent.paneID]; },
-            .controls = [](const HerdrAgent&) { return std::nullopt; },
-            .item = [](const CodexRequest&) { return std::nullopt; },
-            .isSent = [this](const CodexRequest& request) { return sent.contains(request.id()); },
-            .replyError = [this](const CodexRequest& request) { return errors[request.id()]; },
-            .answerClaude =
-                [this](const ClaudePermissionRequest& request, const Answer& answer) {
-                  answers.push_back(answer);
-                  for (auto& [pane, all] : claude) std::erase(all, request);
-                },
-            .answerCodex =
-                [this](const CodexRequest& request, std::string result) {
-                  results.push_back(std::move(result));
-                  sent.insert(request.id());
-                },
-            .openLink = [](const std::string&) {},
-            .terminal = [this](const HerdrAgent&) { return [this] { ++revealed; }; }};
+  std::vector<OpenRequest> of(const HerdrAgent& agent) override {
+    std::vector<OpenRequest> all;
+    for (const auto& request : claude[agent.paneID]) all.push_back({request.id, "", {}, request});
+    for (const auto& request : codex[agent.paneID]) {
+      all.push_back({request.id() + request.payload,
+                     "",
+                     {},
+                     CodexAsked{request, CodexCard::of(request, {}), sent.contains(request.id()),
+                                errors[request.id()]}});
+    }
+    return all;
   }
+  std::optional<Controls> controls(const HerdrAgent&) override { return std::nullopt; }
+  void answer(const std::string& id, const RequestAnswer& answer) override {
+    for (auto& [pane, all] : claude) {
+      if (std::erase_if(all, [&](const auto& request) { return request.id == id; }) > 0)
+        answers.push_back(answer);
+    }
+    for (auto& [pane, all] : codex) {
+      for (const auto& request : all) {
+        if (request.id() + request.payload != id) continue;
+        results.push_back(codexAnswers::result(request, CodexCard::of(request, {}), false, answer));
+        sent.insert(request.id());
+      }
+    }
+  }
+  void openLink(const std::string&) override {}
 };
 
-ClaudePermissionRequest permission(const std::string& id) {
-  return ClaudePermissionRequest::parse(R"({"session_id":"s","tool_name":"Bash"})", id, {}).value();
+RequestAnswer plain(const char* choice) { return {.choice = choice}; }
+
+ClaudePermissionRequest permission(const std::string& id, const std::string& input = "{}") {
+  return ClaudePermissionRequest::parse(R"({"session_id":"s","tool_name":"Bash","tool_input":)" + input + "}",
+                                        id, {})
+      .value();
 }
 ClaudePermissionRequest question() {
   return ClaudePermissionRequest::parse(
@@ -71,6 +83,10 @@ CodexRequest questions(const std::string& wireID) {
   return {"E", wireID, "t", "item/tool/requestUserInput", R"({"questions":[{"id":"a","question":"?"}]})"};
 }
 
+CodexRequest command(const std::string& wireID) {
+  return {"E", wireID, "t", "item/commandExecution/requestApproval", R"({"command":"ls"})"};
+}
+
 template <class Card>
 Card* shown(const RowModel* rows, qsizetype place, std::size_t row = 0) {
   return rows->rows().size() <= row ? nullptr : rows->rows()[row].values[place].value<Card*>();
@@ -78,8 +94,9 @@ Card* shown(const RowModel* rows, qsizetype place, std::size_t row = 0) {
 
 TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
   Asked asked;
+  VirtualLoop loop;
   asked.claude["1"] = {permission("first")};
-  RequestsBridge bridge(asked.ports());
+  RequestsBridge bridge(loop, asked, {});
   EXPECT_TRUE(bridge.empty());
   bridge.show(agent(1));
   const auto card = [&] { return shown<PermissionCardBridge>(bridge.claude(), 0); };
@@ -93,23 +110,88 @@ TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
   bridge.show(agent(1));
   ASSERT_EQ(card(), first);
   EXPECT_EQ(first->instead(), QStringLiteral("use rg"));
+  loop.runFor(RequestCard::kSettling);
   first->tell();
   ASSERT_TRUE(card() && card() != first);
   EXPECT_EQ(card()->instead(), QString()) << "another request, another card";
-  card()->yes();  // the second half of a double click on the first
-  EXPECT_EQ(asked.answers, std::vector<Answer>{{Answer::Deny{"use rg"}}});
+  EXPECT_EQ(asked.answers, (std::vector<RequestAnswer>{{.choice = "deny", .message = "use rg"}}));
   asked.claude.clear();
   bridge.refresh();
   EXPECT_TRUE(bridge.empty());
 }
 
+// Whatever ended the card before: an answer here, one in the terminal, or another agent's coming up.
+TEST(RequestsBridgeTest, ACardThatHasJustComeOrMovedTakesNoAnswer) {
+  Asked asked;
+  VirtualLoop loop;
+  RequestsBridge bridge(loop, asked, {});
+  const auto claude = [&] { return shown<PermissionCardBridge>(bridge.claude(), 0); };
+  const auto codex = [&] { return shown<CodexCardBridge>(bridge.codex(), 0); };
+  const auto accept = [&] { codex()->choose(codex()->choices()->rows().front().key); };
+  asked.claude["1"] = {permission("first"), permission("second")};
+  asked.codex["2"] = {command("1"), command("2")};
+  for (const auto pause : {120ms, 250ms, 499ms}) {
+    bridge.show(agent(1));
+    loop.runFor(500ms);
+    claude()->choose(QStringLiteral("allow"));
+    asked.claude["1"].push_back(permission("next" + std::to_string(pause.count())));
+    bridge.refresh();
+    loop.runFor(pause);
+    claude()->choose(QStringLiteral("allow"));  // the second half of a double click
+    EXPECT_EQ(std::exchange(asked.answers, {}), std::vector{plain("allow")}) << pause.count();
+
+    bridge.show(agent(2));
+    codex()->setWholeSeen(true);
+    loop.runFor(500ms);
+    accept();
+    asked.codex["2"].erase(asked.codex["2"].begin());  // its server has confirmed
+    asked.codex["2"].push_back(command(std::to_string(pause.count())));
+    bridge.refresh();
+    codex()->setWholeSeen(true);
+    codex()->settle();  // the view has moved it up
+    loop.runFor(pause);
+    accept();
+    EXPECT_EQ(std::exchange(asked.results, {}).size(), 1u) << pause.count();
+  }
+  loop.runFor(500ms);
+  accept();
+  EXPECT_EQ(asked.results.size(), 1u) << "by now it was read";
+}
+
+TEST(RequestsBridgeTest, NothingIsGrantedThatWasNotShown) {
+  Asked asked;
+  VirtualLoop loop;
+  RequestsBridge bridge(loop, asked, {});
+  asked.claude["1"] = {permission("long", R"({"command":"a long one"})")};
+  asked.codex["2"] = {command("1")};
+  bridge.show(agent(1));
+  loop.runFor(500ms);
+  auto* const card = shown<PermissionCardBridge>(bridge.claude(), 0);
+  card->choose(QStringLiteral("allow"));
+  EXPECT_TRUE(asked.answers.empty());
+  EXPECT_EQ(card->problem(), QStringLiteral("Read it to its end before you allow it."));
+  card->setWholeSeen(true);
+  card->choose(QStringLiteral("allow"));
+  EXPECT_EQ(asked.answers, std::vector{plain("allow")});
+  bridge.show(agent(2));
+  loop.runFor(500ms);
+  auto* const codex = shown<CodexCardBridge>(bridge.codex(), 0);
+  codex->choose(codex->choices()->rows().front().key);
+  EXPECT_TRUE(asked.results.empty());
+  codex->choose(codex->choices()->rows().back().key);
+  EXPECT_EQ(asked.results, std::vector<std::string>{R"({"decision":"cancel"})"})
+      << "to refuse needs no reading";
+}
+
 TEST(RequestsBridgeTest, CodexIsAnsweredOnce) {
   Asked asked;
+  VirtualLoop loop;
   asked.codex["1"] = {questions("1"), questions("2")};
-  RequestsBridge bridge(asked.ports());
+  RequestsBridge bridge(loop, asked, {});
   bridge.show(agent(1));
   const auto card = [&](std::size_t row) { return shown<CodexCardBridge>(bridge.codex(), 0, row); };
   CodexCardBridge* const second = card(1);
+  loop.runFor(RequestCard::kSettling);
   second->submit();
   EXPECT_EQ(second->problem(), QStringLiteral("Answer each question before submitting."));
   second->questionList()[0]->setOwn(QStringLiteral("yes"));
@@ -138,8 +220,9 @@ TEST(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
   char* arguments[] = {name, nullptr};
   const QApplication application(count, arguments);
   Asked asked;
+  VirtualLoop loop;
   asked.claude["1"] = {question()};
-  RequestsBridge bridge(asked.ports());
+  RequestsBridge bridge(loop, asked, {});
   bridge.show(agent(1));
   QQmlEngine engine;
   const Appearance appearance(engine);
@@ -151,6 +234,7 @@ TEST(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
   view.rootObject()->setFocus(true);
   QCoreApplication::processEvents();
   ASSERT_TRUE(view.isActive());
+  loop.runFor(RequestCard::kSettling);
   const auto press = [&](int key, const QString& text = {}) {
     QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
     QCoreApplication::sendEvent(&view, &event);
@@ -171,8 +255,8 @@ TEST(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
   press(Qt::Key_Down);
   press(Qt::Key_Down);
   press(Qt::Key_Return);
-  EXPECT_EQ(asked.answers,
-            std::vector<Answer>({{Answer::Answers{{{"One?", {"B"}}, {"Many?", {"X", "z"}}}}}}));
+  EXPECT_EQ(asked.answers, (std::vector<RequestAnswer>{
+                               {.choice = "answer", .entries = {{"One?", {"B"}}, {"Many?", {"X", "z"}}}}}));
   EXPECT_FALSE(view.rootObject()->isVisible());
   EXPECT_EQ(view.rootObject()->implicitHeight(), 0);
 }

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -83,6 +84,27 @@ Words wordsFor(const std::string& tool, const Json& input) {
   return {serverTool(tool).value_or("Use " + tool), std::move(detail)};
 }
 
+// What a tool would write, as it stands in its input. Where a file is written whole, what stands in it now is
+// not known here.
+std::vector<FileChange> changesOf(const std::string& tool, const Json& input) {
+  if (tool == "Write") return {{valueOf(input, "file_path"), "write", addedLines(valueOf(input, "content"))}};
+  if (tool == "NotebookEdit") {
+    const std::string mode = json::string(input, "edit_mode").value_or("replace");
+    return {{valueOf(input, "notebook_path"), mode + " cell", addedLines(valueOf(input, "new_source"))}};
+  }
+  std::vector<const Json*> edits;
+  if (tool == "Edit") edits = {&input};
+  if (tool == "MultiEdit") edits = objects(input, "edits");
+  std::string diff;
+  for (const Json* const edit : edits) {
+    if (!diff.empty()) diff += "@@\n";
+    if (json::boolean(*edit, "replace_all").value_or(false)) diff += "@@ every occurrence @@\n";
+    diff += fragmentDiff(valueOf(*edit, "old_string"), valueOf(*edit, "new_string"));
+  }
+  if (edits.empty()) return {};
+  return {{valueOf(input, "file_path"), "edit", std::move(diff)}};
+}
+
 Json decision(const ClaudePermissionAnswer::Deny& deny, const ClaudePermissionRequest&) {
   return {{"behavior", "deny"},
           {"message", deny.message.value_or("The user declined this in Ostrel.")},
@@ -94,7 +116,8 @@ Json decision(const ClaudePermissionAnswer::Answers& answers, const ClaudePermis
   for (const auto& question : request.questions) {
     const auto found = answers.chosen.find(question.question);
     if (found == answers.chosen.end() || found->second.empty()) continue;
-    given[question.question] = question.multiSelect ? Json(found->second) : Json(found->second.front());
+    given[question.question] =
+        question.multiSelect ? fmt::format("{}", fmt::join(found->second, ", ")) : found->second.front();
   }
   Json input = json::parse(request.input).value_or(Json::object());
   if (!input.is_object()) input = Json::object();
@@ -140,6 +163,7 @@ std::optional<ClaudePermissionRequest> ClaudePermissionRequest::parse(std::strin
   request.detail = std::move(detail);
   request.sessionID = *std::move(session);
   request.tool = *std::move(tool);
+  request.changes = changesOf(request.tool, input);
   request.input = compact(input);
 
   Json kept = Json::array();
@@ -155,6 +179,44 @@ std::optional<ClaudePermissionRequest> ClaudePermissionRequest::parse(std::strin
   }
   if (!kept.empty()) request.suggestions = compact(kept);
   return request;
+}
+
+std::vector<RequestChoice> ClaudePermissionRequest::choices() const {
+  if (!questions.empty()) return {{.id = "answer", .title = "Send", .grants = false, .takesEntries = true}};
+  std::vector<RequestChoice> choices{{.id = "allow", .title = "Yes", .grants = true}};
+  if (!alwaysRules.empty())
+    choices.push_back({.id = "always", .title = "Yes, don't ask again", .grants = true});
+  choices.push_back({.id = "deny", .title = "No"});
+  return choices;
+}
+
+ClaudePermissionAnswer ClaudePermissionRequest::decided(const RequestAnswer& answer) const {
+  const auto offered = choices();
+  const auto choice = std::ranges::find(offered, answer.choice, &RequestChoice::id);
+  if (choice == offered.end()) throw Failure("This choice is not on offer.");
+  if (!choice->takesEntries && !answer.entries.empty()) throw Failure("This request asks no questions.");
+  if (answer.message && choice->id != "deny") throw Failure("Only a refusal takes a message.");
+  if (choice->id == "allow") return {ClaudePermissionAnswer::Allow{}};
+  if (choice->id == "always") return {ClaudePermissionAnswer::AllowAlways{}};
+  if (choice->id == "deny") {
+    // A refusal without words ends Claude's turn, which is not what somebody meant who began to type.
+    if (answer.message && text::trim(*answer.message).empty()) throw Failure("The message is empty.");
+    return {ClaudePermissionAnswer::Deny{answer.message}};
+  }
+  for (const auto& [key, given] : answer.entries) {
+    if (std::ranges::find(questions, key, &Question::question) == questions.end())
+      throw Failure(fmt::format("\"{}\" is not one of the questions.", key));
+  }
+  for (const Question& question : questions) {
+    const auto given = answer.entries.find(question.question);
+    const bool missing =
+        given == answer.entries.end() || given->second.empty() ||
+        std::ranges::any_of(given->second, [](const std::string& one) { return text::trim(one).empty(); });
+    if (missing) throw Failure("Answer each question before submitting.");
+    if (!question.multiSelect && given->second.size() > 1)
+      throw Failure(fmt::format("Give one answer to \"{}\".", question.question));
+  }
+  return {ClaudePermissionAnswer::Answers{answer.entries}};
 }
 
 std::string_view ClaudePermissionAnswer::name() const {

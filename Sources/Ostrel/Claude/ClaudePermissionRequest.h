@@ -9,10 +9,14 @@
 #include <variant>
 #include <vector>
 
+#include "Agents/FileChange.h"
+#include "Agents/RequestAnswer.h"
 #include "Runtime/Json.h"
 #include "Runtime/MainLoop.h"
 
 namespace ostrel {
+
+struct ClaudePermissionAnswer;
 
 struct ClaudePermissionRequest {
   struct Option {
@@ -35,6 +39,7 @@ struct ClaudePermissionRequest {
   std::string detail;                    // what to show under the title; may be empty
   std::vector<std::string> alwaysRules;  // what "always" would allow from now on; empty where not on offer
   std::vector<Question> questions;       // for "AskUserQuestion" only
+  std::vector<FileChange> changes;       // of files, where the tool makes any: what would be written
   std::string input;                     // the tool's input: compact JSON of an object
   std::optional<std::string> suggestions;  // the permissions behind `alwaysRules`: compact JSON of an array
   TimePoint arrived{};
@@ -44,6 +49,14 @@ struct ClaudePermissionRequest {
   // session or a tool, or asks a question with nothing to show: then the prompt is left to the terminal.
   static std::optional<ClaudePermissionRequest> parse(std::string_view line, std::string id,
                                                       TimePoint arrived);
+
+  // Every answer that it takes: "allow", "always" where rules are on offer, and "deny"; questions take
+  // "answer".
+  std::vector<RequestChoice> choices() const;
+  // What `answer` means for this request. Throws `Failure` with words for the person where it is none of
+  // `choices`, leaves a question out, or brings what was not asked for. Entries go by the texts of the
+  // questions.
+  ClaudePermissionAnswer decided(const RequestAnswer& answer) const;
 };
 
 // What the user decided.
@@ -53,7 +66,9 @@ struct ClaudePermissionAnswer {
     bool operator==(const Deny&) const = default;
   };
   struct Answers {
-    std::map<std::string, std::vector<std::string>> chosen;  // by the text of the question
+    // By the text of the question. Several choices go out as one text, as Claude Code's own prompt sends
+    // them.
+    std::map<std::string, std::vector<std::string>> chosen;
     bool operator==(const Answers&) const = default;
   };
   struct Allow {  // once

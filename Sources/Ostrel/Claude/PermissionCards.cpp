@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -19,10 +20,10 @@ std::string PermissionCardModel::alwaysLine() const {
   return fmt::format("Allow from now on: {}", fmt::join(request_.alwaysRules, ", "));
 }
 
-std::optional<ClaudePermissionAnswer> PermissionCardModel::instead(std::string_view text) const {
+std::optional<RequestAnswer> PermissionCardModel::instead(std::string_view text) const {
   const std::string_view trimmed = text::trim(text);
   if (trimmed.empty()) return std::nullopt;
-  return Answer{Answer::Deny{std::string(trimmed)}};
+  return RequestAnswer{.choice = "deny", .message = std::string(trimmed)};
 }
 
 std::string QuestionCardModel::heading() const {
@@ -70,19 +71,16 @@ std::vector<std::string> QuestionCardModel::picks(std::size_t index) const {
   return picks;
 }
 
-bool QuestionCardModel::complete() const {
-  for (std::size_t i = 0; i < request_.questions.size(); ++i) {
-    if (picks(i).empty()) return false;
-  }
-  return true;
-}
-
-std::optional<ClaudePermissionAnswer> QuestionCardModel::send() const {
-  if (!complete()) return std::nullopt;
-  Answer::Answers answers;
+std::optional<RequestAnswer> QuestionCardModel::send() const {
+  RequestAnswer answer{.choice = "answer"};
   for (std::size_t i = 0; i < request_.questions.size(); ++i)
-    answers.chosen.emplace(question(i).question, picks(i));
-  return Answer{std::move(answers)};
+    answer.entries.insert_or_assign(question(i).question, picks(i));
+  try {
+    static_cast<void>(request_.decided(answer));
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+  return answer;
 }
 
 void QuestionCardModel::up() {
@@ -103,7 +101,7 @@ void QuestionCardModel::focus(std::size_t index, std::size_t option) {
   highlighted_ = std::min(option, question(index).options.size());
 }
 
-std::optional<ClaudePermissionAnswer> QuestionCardModel::enter() {
+std::optional<RequestAnswer> QuestionCardModel::enter() {
   const Question& asked = question(focused_);
   if (highlighted_ < asked.options.size()) {
     choose(focused_, highlighted_);

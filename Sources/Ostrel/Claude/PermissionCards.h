@@ -1,6 +1,6 @@
 // What the two cards know that put an open request of Claude Code before the user; the views only show it and
 // pass on what is pressed. A card is made anew for each request. An operation that gives an answer gives it
-// once it is to be sent (`ClaudePermissionServer::answer`). Main thread only.
+// once it is to be sent (`OpenRequests::answer`). Main thread only.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +17,6 @@ namespace ostrel {
 // For a request without questions: yes, yes for good, no, or what to do instead.
 class PermissionCardModel {
  public:
-  using Answer = ClaudePermissionAnswer;
-
   explicit PermissionCardModel(ClaudePermissionRequest request) : request_(std::move(request)) {}
 
   const ClaudePermissionRequest& request() const { return request_; }
@@ -26,12 +24,8 @@ class PermissionCardModel {
   // Whether "Yes, don't ask again" is there at all, and the line under it.
   bool offersAlways() const { return !request_.alwaysRules.empty(); }
   std::string alwaysLine() const;
-
-  Answer yes() const { return {Answer::Allow{}}; }
-  Answer always() const { return {Answer::AllowAlways{}}; }
-  Answer no() const { return {Answer::Deny{}}; }
   // Return in the field for what to do instead; nothing while it holds only blanks.
-  std::optional<Answer> instead(std::string_view text) const;
+  std::optional<RequestAnswer> instead(std::string_view text) const;
 
  private:
   const ClaudePermissionRequest request_;
@@ -40,7 +34,6 @@ class PermissionCardModel {
 // For a request with questions. Questions and options go by their places in the request.
 class QuestionCardModel {
  public:
-  using Answer = ClaudePermissionAnswer;
   using Question = ClaudePermissionRequest::Question;
 
   explicit QuestionCardModel(ClaudePermissionRequest request) : request_(std::move(request)) {}
@@ -57,10 +50,10 @@ class QuestionCardModel {
 
   // What would be sent for a question: chosen labels in the order of the options, then the own answer.
   std::vector<std::string> picks(std::size_t question) const;
-  // Whether every question has an answer, so that the card can be sent.
-  bool complete() const;
-  // The button "Send"; nothing while something is missing.
-  std::optional<Answer> send() const;
+  // Whether the request takes what was entered, so that the card can be sent.
+  bool complete() const { return send().has_value(); }
+  // The button "Send"; nothing while the request would not take it.
+  std::optional<RequestAnswer> send() const;
 
   // Keys. Up and down move among the options of the focused question, and one step further, behind the last.
   // Tab goes to the next question, from the last to the first.
@@ -71,7 +64,7 @@ class QuestionCardModel {
   void focus(std::size_t question, std::size_t option);
   // Return chooses the highlighted option. A single choice, or the step behind the options, also ends the
   // question: the next one gets the focus, and on the last the card is sent when it is complete.
-  std::optional<Answer> enter();
+  std::optional<RequestAnswer> enter();
 
   std::size_t focusedQuestion() const { return focused_; }
   // An option of the focused question; their count for the step behind them.

@@ -35,6 +35,14 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       permissions_(ports.loop, std::move(sources.permissionSocket)),
       installHook_(std::move(sources.installHook)),
       inventory_(ports.preferences),
+      requests_(ports.loop, ports.pool,
+                {.claude = permissions_,
+                 .codex = codexRequests_,
+                 .inventory = [this]() -> const Inventory& { return inventory(); },
+                 .preferences = ports.preferences,
+                 .asksCodex = asksCodex_,
+                 .urls = sources.urls},
+                [this] { changes_.notify(); }),
       selected_(ports.loop, ports.pool, ports.preferences, link_,
                 {.loadHistory = std::move(sources.loadHistory),
                  .readPane = std::move(sources.readPane),
@@ -160,23 +168,6 @@ std::optional<HerdrAgent> HerdrClient::current(const std::string& id) {
     if (listed->id == id) return listed->agent;
   }
   return std::nullopt;
-}
-
-std::vector<ClaudePermissionRequest> HerdrClient::permissionRequests(const HerdrAgent& agent) const {
-  const auto conversation = linkedConversation(agent, preferences_);
-  return conversation ? permissions_.permissionRequests(*conversation)
-                      : std::vector<ClaudePermissionRequest>();
-}
-
-std::vector<CodexRequest> HerdrClient::codexRequests(const HerdrAgent& agent) {
-  const auto conversation =
-      agent.isCodexLive() ? std::optional(agent.paneID) : linkedConversation(agent, preferences_);
-  std::vector<CodexRequest> found;
-  for (const CodexRequest& request : *codexRequests_.requests()) {
-    if (conversation && text::lowercase(request.threadID) == text::lowercase(*conversation))
-      found.push_back(request);
-  }
-  return found;
 }
 
 void HerdrClient::reconcilePermissions() {

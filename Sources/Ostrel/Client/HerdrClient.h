@@ -20,6 +20,7 @@
 #include "Client/IntegrationSetup.h"
 #include "Client/LocalDiscovery.h"
 #include "Client/ManagedServer.h"
+#include "Client/OpenRequests.h"
 #include "Client/SelectedAgent.h"
 #include "Codex/CodexRequestController.h"
 #include "Runtime/Published.h"
@@ -52,6 +53,8 @@ class HerdrClient {
     std::string permissionSocket{};
     // Called once the permission server has started, to put the hook in.
     std::function<void()> installHook{};
+    // Opens the links that requests ask the person to follow; null where no browser can be reached.
+    UrlOpener* urls = nullptr;
     bool fixture = false;  // a run that leaves the person's agents alone
   };
   HerdrClient(Ports ports, Sources sources);
@@ -87,10 +90,6 @@ class HerdrClient {
   // Opens an agent: what there is of it is shown by `selected`.
   void select(const HerdrAgent& agent, bool markSeen);
 
-  // What Claude Code asks in the agent's conversation, oldest first.
-  std::vector<ClaudePermissionRequest> permissionRequests(const HerdrAgent& agent) const;
-  // What Codex asks in the agent's conversation, in order of arrival.
-  std::vector<CodexRequest> codexRequests(const HerdrAgent& agent);
   // Ends requests that were answered in the terminal. Called at every scan, and with `observeStates`.
   void reconcilePermissions();
 
@@ -106,6 +105,8 @@ class HerdrClient {
   IntegrationSetup& integrations() { return integrations_; }
   ManagedServer& managedServer() { return managed_; }
   AgentSelection& selection() { return selection_; }
+  // What agents ask, and the only way to answer.
+  OpenRequests& requests() { return requests_; }
   SelectedAgent& selected() { return selected_; }
   ClaudePermissionServer& permissions() { return permissions_; }
   CodexRequestController& codexRequests() { return codexRequests_; }
@@ -149,6 +150,7 @@ class HerdrClient {
   ClaudePermissionServer permissions_;
   const std::function<void()> installHook_;
   AgentInventory inventory_;
+  OpenRequests requests_;
   SelectedAgent selected_;
   AgentSelection selection_;
   std::vector<Subscription> subscriptions_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Codex/CodexAnswers.h"
 #include "Codex/CodexForm.h"
 #include "Runtime/Text.h"
 
@@ -156,12 +157,12 @@ void showElicitation(CodexCard& card, const Json& params) {
 
 }  // namespace
 
-CodexCard CodexCard::of(const CodexRequest& request, const std::optional<std::string>& itemText) {
+CodexCard CodexCard::of(const CodexRequest& request, const std::optional<std::string>& itemText,
+                        bool linkOpened) {
   const Json params = json::parse(request.payload).value_or(Json());
   const Json item = itemText ? json::parse(*itemText).value_or(Json()) : Json();
   CodexCard card;
   card.title = request.title();
-  card.choices = request.choices();
   for (const char* const key : {"reason", "message"}) {
     if (auto words = json::string(params, key)) card.words.push_back(std::move(*words));
   }
@@ -183,6 +184,7 @@ CodexCard CodexCard::of(const CodexRequest& request, const std::optional<std::st
     card.unsupported = "This request type is not supported by the installed connector: " + method +
                        ". It has not been approved.";
   }
+  card.choices = codexAnswers::choices(request, card, linkOpened);
   return card;
 }
 

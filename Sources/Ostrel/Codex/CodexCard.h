@@ -7,18 +7,15 @@
 #include <string_view>
 #include <vector>
 
+#include "Agents/FileChange.h"
+#include "Agents/RequestAnswer.h"
 #include "Codex/CodexRequest.h"
 #include "Runtime/Json.h"
 
 namespace ostrel {
 
 struct CodexCard {
-  struct Change {
-    std::string path;
-    std::string kind;  // "add", "update", "delete" or another word of Codex's; may be empty
-    std::string diff;
-    bool operator==(const Change&) const = default;
-  };
+  using Change = FileChange;
   struct Tool {
     std::string name;
     std::string arguments;  // pretty JSON
@@ -62,12 +59,14 @@ struct CodexCard {
   std::vector<Question> questions;
   bool skippable = false;  // the questions
   std::vector<Field> fields;
-  std::string link;         // http or https
-  std::string unsupported;  // said in place of controls
-  std::vector<CodexRequest::Choice> choices;
+  std::string link;                    // http or https
+  std::string unsupported;             // said in place of controls
+  std::vector<RequestChoice> choices;  // every answer that can be given
 
-  // `item` is what the request refers to, as JSON, where it has come.
-  static CodexCard of(const CodexRequest& request, const std::optional<std::string>& item);
+  // `item` is what the request refers to, as JSON, where it has come; `linkOpened` whether the person has
+  // opened its link.
+  static CodexCard of(const CodexRequest& request, const std::optional<std::string>& item,
+                      bool linkOpened = false);
   bool operator==(const CodexCard&) const = default;
 
   // Under which key the controller keeps that item; nothing where the request names none.

@@ -2,16 +2,11 @@
 
 #include <utility>
 
-#include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
 
-CodexCardModel::CodexCardModel(CodexRequest request)
-    : request_(std::move(request)), card_(CodexCard::of(request_, std::nullopt)) {}
-
-bool CodexCardModel::setItem(const std::optional<std::string>& item) {
-  CodexCard card = CodexCard::of(request_, item);
+bool CodexCardModel::show(CodexCard card) {
   if (card == card_) return false;
   card_ = std::move(card);
   return true;
@@ -39,28 +34,11 @@ std::string CodexCardModel::typed(const std::string& key) const {
   return found == typed_.end() ? std::string() : found->second;
 }
 
-std::string CodexCardModel::submitTitle() const {
-  if (card_.step == CodexCard::Step::questions) return "Submit answers";
-  // To send it is to let the tool run, and should say so.
-  return card_.tool && card_.fields.empty() ? "Allow once" : "Submit form";
-}
-
-std::optional<std::string> CodexCardModel::submit() {
-  validation_.reset();
-  const Json params = json::parse(request_.payload).value_or(Json());
-  CodexForm::Answers answers = typed_;
-  for (const auto& [id, label] : chosen_) answers[id] = label;
-  try {
-    if (card_.step == CodexCard::Step::questions) {
-      const Json* const questions = json::member(params, "questions");
-      return CodexForm::questionsResult(questions ? *questions : Json::array(), answers);
-    }
-    const Json* const schema = json::member(params, "requestedSchema");
-    return CodexForm::formResult(schema ? *schema : Json::object(), answers);
-  } catch (const Failure& failure) {
-    validation_ = failure.message();
-    return std::nullopt;
-  }
+RequestAnswer CodexCardModel::submit() const {
+  RequestAnswer answer{.choice = "submit"};
+  for (const auto& [key, text] : typed_) answer.entries[key] = {text};
+  for (const auto& [id, label] : chosen_) answer.entries[id] = {label};
+  return answer;
 }
 
 }  // namespace ostrel

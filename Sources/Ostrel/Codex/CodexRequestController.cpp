@@ -50,14 +50,15 @@ void CodexRequestController::watch(std::set<std::string> threads) {
   if (door_) door_->watch(std::move(threads));
 }
 
-void CodexRequestController::answer(const CodexRequest& request, std::string result) {
+bool CodexRequestController::answer(const CodexRequest& request, std::string result) {
   const std::string key = request.id();
-  if (!door_ || !connectedThreads_->contains(request.threadID) || sent_->contains(key)) return;
-  if (std::ranges::find(*requests_, request) == requests_->end()) return;
+  if (!door_ || !connectedThreads_->contains(request.threadID) || sent_->contains(key)) return false;
+  if (std::ranges::find(*requests_, request) == requests_->end()) return false;
   setSent(key, true);
   setReplyError(key, std::nullopt);
   door_->reply(request, std::move(result));
   if (onAnswer) onAnswer();  // the last step: whoever hears of it may stop us
+  return true;
 }
 
 std::string CodexRequestController::status(const std::string& thread) const {

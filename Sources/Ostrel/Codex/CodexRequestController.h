@@ -42,8 +42,8 @@ class CodexRequestController {
   void watch(std::set<std::string> threads);
 
   // Sends `result`, JSON, for an open request of a joined thread; otherwise, and when an answer is on its way
-  // already, does nothing. What becomes of it is told by `requests` and `replyErrors`.
-  void answer(const CodexRequest& request, std::string result);
+  // already, does nothing and is false. What becomes of it is told by `requests` and `replyErrors`.
+  bool answer(const CodexRequest& request, std::string result);
 
   // In order of arrival. A request stays until the server says that it is over.
   Published<std::vector<CodexRequest>>& requests() { return requests_; }

@@ -16,6 +16,7 @@
 #include "App/Launch.h"
 #include "Runtime/Failure.h"
 #include "SampleConversation.h"
+#include "TerminalWindow.h"
 #include "Words.h"
 #include "X11Windows.h"
 
@@ -93,7 +94,8 @@ AppDelegate::AppDelegate(DesktopParts parts)
       selector_(bridgeParts()),
       connectionsPage_(bridgeParts(), ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
       panel_(model_, selector_, connectionsPage_),
-      conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestPorts()) {}
+      conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestSource(),
+                    [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 
 BridgeParts AppDelegate::bridgeParts() {
   return {model_, edge_, screens_, parts_.preferences, [this] { status_.openMenu(); }};
@@ -204,10 +206,18 @@ ConversationSource AppDelegate::conversationSource() {
   return source;
 }
 
-RequestPorts AppDelegate::requestPorts() {
-  if (samples_) return sampleRequests_.ports();
-  return RequestPorts::of(parts_.client, parts_.processes,
-                          [this](const std::string& link) { conversation_.openLink(words::of(link)); });
+RequestSource& AppDelegate::requestSource() {
+  if (samples_) return sampleRequests_;
+  return parts_.client.requests();
+}
+
+Task<std::function<void()>> AppDelegate::findTerminal(HerdrAgent agent) {
+  if (samples_ || !agent.externalProcess) co_return nullptr;
+  const auto lineage = co_await parts_.pool.run(
+      [&processes = parts_.processes, pid = agent.externalProcess->pid](std::stop_token) {
+        return TerminalWindow::lineage(processes.table().value_or(""), pid);
+      });
+  co_return TerminalWindow::of(lineage);
 }
 
 void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {

@@ -64,7 +64,8 @@ class AppDelegate final : public Desktop {
   void followActivation();
   BridgeParts bridgeParts();
   ConversationSource conversationSource();
-  RequestPorts requestPorts();
+  RequestSource& requestSource();
+  Task<std::function<void()>> findTerminal(HerdrAgent agent);
   void open(const HerdrAgent& agent, bool markSeen);
   void closeConversation();
   Point pointer() const;

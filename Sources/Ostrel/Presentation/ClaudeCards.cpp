@@ -6,33 +6,43 @@
 
 namespace ostrel {
 
-PermissionCardBridge::PermissionCardBridge(const ClaudePermissionRequest& request, GiveClaude give,
+PermissionCardBridge::PermissionCardBridge(const ClaudePermissionRequest& request, Context context,
                                            QObject* parent)
-    : QObject(parent), model_(request), give_(std::move(give)) {}
+    : RequestCard(std::move(context), request.id, parent), model_(request) {
+  diff_.set(request.changes);
+  // A change is shown in its place, with its path.
+  setWholeSeen(detail().isEmpty());
+}
 
-QString PermissionCardBridge::heading() const { return words::of(model_.heading()); }
+QString PermissionCardBridge::heading() const { return words::shown(model_.heading()); }
 
-QString PermissionCardBridge::detail() const { return words::of(model_.request().detail); }
+QString PermissionCardBridge::detail() const {
+  return model_.request().changes.empty() ? words::exact(model_.request().detail) : QString();
+}
 
 QString PermissionCardBridge::alwaysLine() const {
-  return model_.offersAlways() ? words::of(model_.alwaysLine()) : QString();
+  return model_.offersAlways() ? words::exact(model_.alwaysLine()) : QString();
 }
 
 void PermissionCardBridge::setInstead(const QString& text) {
   if (std::exchange(instead_, text) != text) Q_EMIT insteadChanged();
 }
 
-void PermissionCardBridge::tell() {
-  if (const auto answer = model_.instead(instead_.toStdString())) give_(model_.request(), *answer);
+void PermissionCardBridge::choose(const QString& choice) {
+  give({.choice = choice.toStdString()}, model_.request().choices());
 }
 
-QuestionCardBridge::QuestionCardBridge(const ClaudePermissionRequest& request, GiveClaude give,
+void PermissionCardBridge::tell() {
+  if (const auto answer = model_.instead(instead_.toStdString())) give(*answer, model_.request().choices());
+}
+
+QuestionCardBridge::QuestionCardBridge(const ClaudePermissionRequest& request, Context context,
                                        QObject* parent)
-    : QObject(parent), model_(request), give_(std::move(give)) {
+    : RequestCard(std::move(context), request.id, parent), model_(request) {
   for (std::size_t i = 0; i < request.questions.size(); ++i) {
     const auto& asked = request.questions[i];
     questions_.append(
-        new QuestionBridge({words::of(asked.header), words::of(asked.question), asked.multiSelect},
+        new QuestionBridge({words::shown(asked.header), words::shown(asked.question), asked.multiSelect},
                            {[this, i](int option) { choose(i, option); },
                             [this, i](const QString& text) { type(i, text); }, [this, i] { focusOwn(i); }},
                            this));
@@ -40,14 +50,14 @@ QuestionCardBridge::QuestionCardBridge(const ClaudePermissionRequest& request, G
   refresh();
 }
 
-QString QuestionCardBridge::heading() const { return words::of(model_.heading()); }
+QString QuestionCardBridge::heading() const { return words::shown(model_.heading()); }
 
 bool QuestionCardBridge::typing() const {
   return questions_[static_cast<qsizetype>(model_.focusedQuestion())]->ownFocused();
 }
 
 void QuestionCardBridge::press(Key key) {
-  std::optional<ClaudePermissionAnswer> answer;
+  std::optional<RequestAnswer> answer;
   switch (key) {
     case Up:
       model_.up();
@@ -64,7 +74,7 @@ void QuestionCardBridge::press(Key key) {
   }
   refresh();
   Q_EMIT moved();
-  give(answer);
+  send(answer);
 }
 
 void QuestionCardBridge::choose(std::size_t question, int option) {
@@ -85,8 +95,8 @@ void QuestionCardBridge::focusOwn(std::size_t question) {
   refresh();
 }
 
-void QuestionCardBridge::give(const std::optional<ClaudePermissionAnswer>& answer) {
-  if (answer) give_(model_.request(), *answer);
+void QuestionCardBridge::send(const std::optional<RequestAnswer>& answer) {
+  if (answer) give(*answer, model_.request().choices());
 }
 
 void QuestionCardBridge::refresh() {
@@ -96,8 +106,8 @@ void QuestionCardBridge::refresh() {
     std::vector<QuestionBridge::Option> options;
     for (const auto& option : asked.options) {
       const std::size_t place = options.size();
-      options.push_back({words::of(option.label), words::of(option.description), model_.isChosen(i, place),
-                         focused && model_.highlighted() == place});
+      options.push_back({words::shown(option.label), words::shown(option.description),
+                         model_.isChosen(i, place), focused && model_.highlighted() == place});
     }
     questions_[static_cast<qsizetype>(i)]->show(options, words::of(model_.other(i)),
                                                 focused && model_.highlighted() == options.size());

@@ -1,54 +1,54 @@
 // The two cards for what Claude Code asks: each shows one request, and is made anew for the next one. What an
-// answer is, is decided by the models; here it is only handed on. Main thread only.
+// answer is, is decided by the request; here it is only handed on. Main thread only.
 #pragma once
 
 #include <QObject>
 #include <QQmlListProperty>
 #include <QtQmlIntegration>
-#include <functional>
 
 #include "Claude/PermissionCards.h"
+#include "DiffRows.h"
 #include "QuestionBridge.h"
+#include "RequestCard.h"
 
 namespace ostrel {
 
-// Takes the answer that the person has given.
-using GiveClaude = std::function<void(const ClaudePermissionRequest&, const ClaudePermissionAnswer&)>;
-
-class PermissionCardBridge final : public QObject {
+class PermissionCardBridge final : public RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
   Q_PROPERTY(QString heading READ heading CONSTANT)
   Q_PROPERTY(QString detail READ detail CONSTANT)
+  Q_PROPERTY(ostrel::RowModel* diff READ diff CONSTANT)
   Q_PROPERTY(QString alwaysLine READ alwaysLine CONSTANT)
   Q_PROPERTY(QString instead READ instead WRITE setInstead NOTIFY insteadChanged)
 
  public:
-  PermissionCardBridge(const ClaudePermissionRequest& request, GiveClaude give, QObject* parent);
+  PermissionCardBridge(const ClaudePermissionRequest& request, Context context, QObject* parent);
 
   QString heading() const;
   QString detail() const;
+  RowModel* diff() { return diff_.rows(); }
   QString alwaysLine() const;  // empty where "always" is not on offer
   QString instead() const { return instead_; }
   void setInstead(const QString& text);
 
-  Q_INVOKABLE void yes() { give_(model_.request(), model_.yes()); }
-  Q_INVOKABLE void always() { give_(model_.request(), model_.always()); }
-  Q_INVOKABLE void no() { give_(model_.request(), model_.no()); }
+  // "allow", "always" or "deny".
+  Q_INVOKABLE void choose(const QString& choice);
   // Return in the field for what to do instead.
   Q_INVOKABLE void tell();
+  Q_INVOKABLE void unfold(const QString& key) { diff_.unfold(key); }
 
  Q_SIGNALS:
   void insteadChanged();
 
  private:
   const PermissionCardModel model_;
-  const GiveClaude give_;
+  DiffRows diff_;
   QString instead_;
 };
 
-class QuestionCardBridge final : public QObject {
+class QuestionCardBridge final : public RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
@@ -61,7 +61,7 @@ class QuestionCardBridge final : public QObject {
   enum Key { Up, Down, Tab, Return };
   Q_ENUM(Key)
 
-  QuestionCardBridge(const ClaudePermissionRequest& request, GiveClaude give, QObject* parent);
+  QuestionCardBridge(const ClaudePermissionRequest& request, Context context, QObject* parent);
 
   QString heading() const;
   QQmlListProperty<QuestionBridge> questions() { return {this, &questions_}; }
@@ -70,7 +70,7 @@ class QuestionCardBridge final : public QObject {
   // The keyboard is in the field for an own answer.
   bool typing() const;
 
-  Q_INVOKABLE void send() { give(model_.send()); }
+  Q_INVOKABLE void send() { send(model_.send()); }
   Q_INVOKABLE void press(ostrel::QuestionCardBridge::Key key);
 
  Q_SIGNALS:
@@ -81,11 +81,10 @@ class QuestionCardBridge final : public QObject {
   void choose(std::size_t question, int option);
   void type(std::size_t question, const QString& text);
   void focusOwn(std::size_t question);
-  void give(const std::optional<ClaudePermissionAnswer>& answer);
+  void send(const std::optional<RequestAnswer>& answer);
   void refresh();
 
   QuestionCardModel model_;
-  const GiveClaude give_;
   QList<QuestionBridge*> questions_;
 };
 

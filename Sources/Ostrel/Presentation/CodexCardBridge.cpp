@@ -3,32 +3,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "Codex/CodexDiff.h"
+#include "Runtime/Failure.h"
 #include "Words.h"
 
 namespace ostrel {
 
 namespace {
 
-QString orEmpty(const std::optional<std::string>& text) { return words::of(text.value_or("")); }
-
-QString nameOf(DiffLine::Kind kind) {
-  switch (kind) {
-    case DiffLine::Kind::added:
-      return QStringLiteral("added");
-    case DiffLine::Kind::removed:
-      return QStringLiteral("removed");
-    case DiffLine::Kind::place:
-      return QStringLiteral("place");
-    case DiffLine::Kind::same:
-      break;
-  }
-  return QStringLiteral("same");
-}
-
-QString shown(const std::string& line) {
-  return words::of(line).replace(QLatin1Char('\t'), QStringLiteral("    "));
-}
+QString orEmpty(const std::optional<std::string>& text) { return words::exact(text.value_or("")); }
 
 }  // namespace
 
@@ -68,13 +50,16 @@ void FormFieldBridge::setChoice(int choice) {
   Q_EMIT changed();
 }
 
-CodexCardBridge::CodexCardBridge(const CodexRequest& request, Operations operations, QObject* parent)
-    : QObject(parent), model_(request), operations_(std::move(operations)) {
+CodexCardBridge::CodexCardBridge(const OpenRequest& request, Context context, std::function<void()> open,
+                                 QObject* parent)
+    : RequestCard(std::move(context), request.id, parent),
+      model_(request.codex()->request, request.codex()->card),
+      open_(std::move(open)) {
   const CodexCard& card = model_.card();
   for (std::size_t i = 0; i < card.questions.size(); ++i) {
     const auto& asked = card.questions[i];
     questions_.append(new QuestionBridge(
-        {words::of(asked.header), words::of(asked.question), false, asked.freeText, asked.secret},
+        {words::shown(asked.header), words::shown(asked.question), false, asked.freeText, asked.secret},
         {[this, i](int option) {
            model_.choose(i, static_cast<std::size_t>(option));
            showQuestions();
@@ -87,27 +72,25 @@ CodexCardBridge::CodexCardBridge(const CodexRequest& request, Operations operati
         this));
   }
   for (const auto& field : card.fields) fields_.append(new FormFieldBridge(field, model_, this));
-  std::vector<Row> rows;
-  for (const auto& choice : card.choices) rows.push_back({words::of(choice.id), {words::of(choice.title)}});
-  choices_.set(rows);
   showQuestions();
-  showDiff();
+  showParts();
 }
 
-void CodexCardBridge::show(const std::optional<std::string>& item, bool sent, const std::string& replyError) {
-  const bool differs = model_.setItem(item);
-  if (differs) showDiff();
-  if (!differs && sent == sent_ && replyError == replyError_) return;
-  sent_ = sent;
-  replyError_ = replyError;
+void CodexCardBridge::show(const CodexAsked& asked) {
+  const bool differs = model_.show(asked.card);
+  if (differs) showParts();
+  if (!differs && asked.sent == sent_ && asked.error == error_) return;
+  sent_ = asked.sent;
+  error_ = asked.error;
   Q_EMIT changed();
+  Q_EMIT problemChanged();
 }
 
-QString CodexCardBridge::title() const { return words::of(model_.card().title); }
+QString CodexCardBridge::title() const { return words::shown(model_.card().title); }
 
 QStringList CodexCardBridge::words() const {
   QStringList all;
-  for (const std::string& each : model_.card().words) all.append(words::of(each));
+  for (const std::string& each : model_.card().words) all.append(words::shown(each));
   return all;
 }
 
@@ -116,7 +99,7 @@ QString CodexCardBridge::folder() const { return orEmpty(model_.card().folder); 
 
 QString CodexCardBridge::writeAccess() const {
   const auto& folder = model_.card().writeAccess;
-  return folder ? QStringLiteral("Requested write access: ") + words::of(*folder) : QString();
+  return folder ? QStringLiteral("Requested write access: ") + words::exact(*folder) : QString();
 }
 
 QString CodexCardBridge::changesText() const {
@@ -126,50 +109,59 @@ QString CodexCardBridge::changesText() const {
 QString CodexCardBridge::access() const { return orEmpty(model_.card().access); }
 
 QString CodexCardBridge::tool() const {
-  return model_.card().tool ? words::of(model_.card().tool->name) : QString();
+  return model_.card().tool ? words::shown(model_.card().tool->name) : QString();
 }
 
 QString CodexCardBridge::toolArguments() const {
-  return model_.card().tool ? words::of(model_.card().tool->arguments) : QString();
+  return model_.card().tool ? words::exact(model_.card().tool->arguments) : QString();
 }
 
-QString CodexCardBridge::unsupported() const { return words::of(model_.card().unsupported); }
+QString CodexCardBridge::unsupported() const { return words::shown(model_.card().unsupported); }
+
+const RequestChoice* CodexCardBridge::choiceOf(std::string_view id) const {
+  const auto& choices = model_.card().choices;
+  const auto found = std::ranges::find(choices, id, &RequestChoice::id);
+  return found == choices.end() ? nullptr : &*found;
+}
 
 QString CodexCardBridge::submitTitle() const {
-  const CodexCard::Step step = model_.card().step;
-  const bool enters = step == CodexCard::Step::questions || step == CodexCard::Step::form;
-  return enters ? words::of(model_.submitTitle()) : QString();
+  const RequestChoice* const submit = choiceOf("submit");
+  return submit ? words::shown(submit->title) : QString();
 }
 
+bool CodexCardBridge::submitGrants() const {
+  const RequestChoice* const submit = choiceOf("submit");
+  return submit && submit->grants;
+}
+
+bool CodexCardBridge::linkOpened() const { return choiceOf("done") != nullptr; }
+
 QString CodexCardBridge::problem() const {
-  return words::of(model_.validation() ? *model_.validation() : replyError_);
+  const QString own = RequestCard::problem();
+  return own.isEmpty() ? words::shown(error_) : own;
 }
 
 void CodexCardBridge::choose(const QString& key) {
-  const auto& choices = model_.card().choices;
-  const auto found =
-      std::ranges::find_if(choices, [&](const auto& choice) { return words::of(choice.id) == key; });
-  if (found != choices.end()) give(found->result);
+  for (const RequestChoice& choice : model_.card().choices) {
+    if (words::of(choice.id) == key) return pick(choice.id);
+  }
 }
 
-void CodexCardBridge::submit() {
-  auto result = model_.submit();
-  Q_EMIT changed();
-  if (result) give(std::move(*result));
-}
+void CodexCardBridge::submit() { send(model_.submit()); }
 
-void CodexCardBridge::skip() { give(CodexForm::skippedQuestions()); }
+void CodexCardBridge::pick(std::string choice) { send({.choice = std::move(choice)}); }
+
+void CodexCardBridge::send(const RequestAnswer& answer) {
+  if (!sent_) give(answer, model_.card().choices);
+}
 
 void CodexCardBridge::openLink() {
-  operations_.open(model_.card().link);
-  model_.linkOpened();
-  Q_EMIT changed();
-}
-
-void CodexCardBridge::linkDone() { give(CodexForm::stepDone()); }
-
-void CodexCardBridge::give(std::string result) {
-  if (!sent_) operations_.give(model_.request(), std::move(result));
+  try {
+    open_();
+    say({});
+  } catch (const Failure& failure) {
+    say(words::shown(failure.message()));
+  }
 }
 
 void CodexCardBridge::showQuestions() {
@@ -178,24 +170,21 @@ void CodexCardBridge::showQuestions() {
     std::vector<QuestionBridge::Option> options;
     for (const auto& option : asked.options) {
       options.push_back(
-          {words::of(option.label), words::of(option.description), model_.isChosen(i, options.size())});
+          {words::shown(option.label), words::shown(option.description), model_.isChosen(i, options.size())});
     }
     questions_[static_cast<qsizetype>(i)]->show(options, words::of(model_.typed(asked.id)), false);
   }
 }
 
-void CodexCardBridge::showDiff() {
+void CodexCardBridge::showParts() {
+  diff_.set(model_.card().changes);
   std::vector<Row> rows;
-  const auto add = [&](const QString& kind, const QString& text) {
-    rows.push_back({QString::number(rows.size()), {kind, text}});
-  };
-  for (const CodexCard::Change& change : model_.card().changes) {
-    const QString path = words::of(change.path);
-    add(QStringLiteral("file"),
-        change.kind.empty() ? path : words::of(change.kind) + QLatin1Char(' ') + path);
-    for (const DiffLine& line : diffLines(change)) add(nameOf(line.kind), shown(line.text));
+  for (const RequestChoice& choice : model_.card().choices) {
+    // These have buttons of their own.
+    if (choice.id == "submit" || choice.id == "skip" || choice.id == "done") continue;
+    rows.push_back({words::of(choice.id), {words::exact(choice.title), choice.grants}});
   }
-  diff_.set(rows);
+  choices_.set(rows);
 }
 
 }  // namespace ostrel

@@ -10,8 +10,11 @@
 #include <optional>
 #include <string>
 
+#include "Client/OpenRequests.h"
 #include "Codex/CodexCardModel.h"
+#include "DiffRows.h"
 #include "QuestionBridge.h"
+#include "RequestCard.h"
 #include "RowModel.h"
 
 namespace ostrel {
@@ -50,7 +53,7 @@ class FormFieldBridge final : public QObject {
   CodexCardModel& model_;
 };
 
-class CodexCardBridge final : public QObject {
+class CodexCardBridge final : public RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
@@ -68,31 +71,28 @@ class CodexCardBridge final : public QObject {
   Q_PROPERTY(QQmlListProperty<ostrel::FormFieldBridge> fields READ fields CONSTANT)
   Q_PROPERTY(QString unsupported READ unsupported CONSTANT)
   Q_PROPERTY(QString submitTitle READ submitTitle CONSTANT)
+  Q_PROPERTY(bool submitGrants READ submitGrants CONSTANT)
   Q_PROPERTY(bool deciding READ deciding CONSTANT)
   Q_PROPERTY(bool skippable READ skippable CONSTANT)
   Q_PROPERTY(bool hasLink READ hasLink CONSTANT)
   Q_PROPERTY(bool linkOpened READ linkOpened NOTIFY changed)
   Q_PROPERTY(ostrel::RowModel* choices READ choices CONSTANT)
   Q_PROPERTY(bool sent READ sent NOTIFY changed)
-  Q_PROPERTY(QString problem READ problem NOTIFY changed)
 
  public:
-  struct Operations {
-    std::function<void(const CodexRequest&, std::string result)> give;
-    std::function<void(const std::string& link)> open;
-  };
-  CodexCardBridge(const CodexRequest& request, Operations operations, QObject* parent);
+  // `open` opens the request's link, or throws `Failure`.
+  CodexCardBridge(const OpenRequest& request, Context context, std::function<void()> open, QObject* parent);
 
   const CodexRequest& request() const { return model_.request(); }
-  // What is known of it beside the request: the item it refers to, and what becomes of the answer.
-  void show(const std::optional<std::string>& item, bool sent, const std::string& replyError);
+  // The request as it is known now: the item that it refers to, and what becomes of the answer.
+  void show(const CodexAsked& asked);
 
   QString title() const;
   QStringList words() const;
   QString command() const;
   QString folder() const;
   QString writeAccess() const;
-  RowModel* diff() { return &diff_; }
+  RowModel* diff() { return diff_.rows(); }
   QString changesText() const;  // where there are no lines to show
   QString access() const;
   QString tool() const;
@@ -103,37 +103,41 @@ class CodexCardBridge final : public QObject {
   const QList<FormFieldBridge*>& fieldList() const { return fields_; }
   QString unsupported() const;
   QString submitTitle() const;  // empty where nothing is entered
+  bool submitGrants() const;
   // Whether to press a choice is all that is asked.
   bool deciding() const { return model_.card().step == CodexCard::Step::none; }
   bool skippable() const { return model_.card().skippable; }
   bool hasLink() const { return model_.card().step == CodexCard::Step::link; }
-  bool linkOpened() const { return model_.isLinkOpened(); }
+  bool linkOpened() const;
   RowModel* choices() { return &choices_; }
   bool sent() const { return sent_; }
-  QString problem() const;  // what is missing, or why an answer was not sent
+  QString problem() const override;  // what is missing, or why an answer was not sent
 
   Q_INVOKABLE void choose(const QString& key);
   Q_INVOKABLE void submit();
-  Q_INVOKABLE void skip();
+  Q_INVOKABLE void skip() { pick("skip"); }
   Q_INVOKABLE void openLink();
-  Q_INVOKABLE void linkDone();
+  Q_INVOKABLE void linkDone() { pick("done"); }
+  Q_INVOKABLE void unfold(const QString& key) { diff_.unfold(key); }
 
  Q_SIGNALS:
   void changed();
 
  private:
-  void give(std::string result);
+  const RequestChoice* choiceOf(std::string_view id) const;
+  void pick(std::string choice);
+  void send(const RequestAnswer& answer);
   void showQuestions();
-  void showDiff();
+  void showParts();
 
   CodexCardModel model_;
-  const Operations operations_;
+  const std::function<void()> open_;
   QList<QuestionBridge*> questions_;
   QList<FormFieldBridge*> fields_;
-  RowModel diff_{{"kind", "text"}};
-  RowModel choices_{{"title"}};
+  DiffRows diff_;
+  RowModel choices_{{"title", "grants"}};
   bool sent_ = false;
-  std::string replyError_;
+  std::string error_;
 };
 
 }  // namespace ostrel

@@ -69,11 +69,12 @@ std::string addressOf(const std::string& link, const std::filesystem::path& fold
 }  // namespace
 
 ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts,
-                                       ConversationSource source, RequestPorts requests)
+                                       ConversationSource source, RequestSource& requests,
+                                       FindTerminal findTerminal)
     : pool_(pool),
       parts_(std::move(parts)),
       source_(std::move(source)),
-      requests_(std::move(requests)),
+      requests_(loop, requests, std::move(findTerminal)),
       loop_(loop),
       throttle_(loop, OstrelModel::kDelivery, [this] { refresh(); }),
       tasks_(loop) {

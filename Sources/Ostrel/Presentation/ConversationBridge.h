@@ -68,7 +68,7 @@ class ConversationBridge final : public QObject {
   Q_ENUM(Kind)
 
   ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationSource source,
-                     RequestPorts requests);
+                     RequestSource& requests, FindTerminal findTerminal = {});
 
   // The window now shows this agent.
   void show(const HerdrAgent& agent);

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "Client/HerdrClient.h"
-#include "TerminalWindow.h"
 #include "Words.h"
 
 namespace ostrel {
@@ -22,41 +20,8 @@ void dropAllBut(const std::set<std::string>& open, std::map<std::string, Card*>&
 
 }  // namespace
 
-RequestPorts RequestPorts::of(HerdrClient& client, Processes& processes,
-                              std::function<void(const std::string& link)> openLink) {
-  CodexRequestController& codex = client.codexRequests();
-  return {.claude = [&client](const HerdrAgent& agent) { return client.permissionRequests(agent); },
-          .codex = [&client](const HerdrAgent& agent) { return client.codexRequests(agent); },
-          .controls = [&client](const HerdrAgent& agent) -> std::optional<Controls> {
-            const auto asked = client.codexRequests(agent);
-            if (!client.asksCodex() || (asked.empty() && !agent.isCodexLive())) return std::nullopt;
-            const std::string thread = agent.isCodexLive() ? agent.paneID : asked.front().threadID;
-            CodexRequestController& requests = client.codexRequests();
-            return Controls{requests.status(thread), requests.error()->value_or(""),
-                            requests.connectedThreads()->contains(thread)};
-          },
-          .item = [&codex](const CodexRequest& request) -> std::optional<std::string> {
-            const auto key = CodexCard::itemKey(request);
-            const auto found = key ? codex.details().find(*key) : codex.details().end();
-            return found == codex.details().end() ? std::nullopt : std::optional(found->second);
-          },
-          .isSent = [&codex](const CodexRequest& request) { return codex.sent()->contains(request.id()); },
-          .replyError =
-              [&codex](const CodexRequest& request) {
-                const auto found = codex.replyErrors()->find(request.id());
-                return found == codex.replyErrors()->end() ? std::string() : found->second;
-              },
-          .answerClaude =
-              [&client](const ClaudePermissionRequest& request, const ClaudePermissionAnswer& answer) {
-                client.permissions().answer(request, answer);
-              },
-          .answerCodex = [&codex](const CodexRequest& request,
-                                  std::string result) { codex.answer(request, std::move(result)); },
-          .openLink = std::move(openLink),
-          .terminal = [&processes](const HerdrAgent& agent) { return TerminalWindow::of(agent, processes); }};
-}
-
-RequestsBridge::RequestsBridge(RequestPorts ports) : ports_(std::move(ports)) {}
+RequestsBridge::RequestsBridge(MainLoop& loop, RequestSource& source, FindTerminal findTerminal)
+    : loop_(loop), source_(source), findTerminal_(std::move(findTerminal)), tasks_(loop) {}
 
 QString RequestsBridge::controls() const { return controls_ ? words::of(controls_->words) : QString(); }
 
@@ -68,22 +33,25 @@ bool RequestsBridge::hasTerminal() const {
 }
 
 void RequestsBridge::show(const std::optional<HerdrAgent>& agent) {
+  const bool another = !agent || !agent_ || agent->id() != agent_->id();
   agent_ = agent;
   refresh();
+  if (!another) return;
+  // All of them have just appeared.
+  for (const auto& [id, card] : claudeCards_) card->settle();
+  for (const auto& [id, card] : codexCards_) card->settle();
 }
 
 void RequestsBridge::refresh() {
-  if (agent_) {
-    showClaude(ports_.claude(*agent_));
-    showCodex(ports_.codex(*agent_));
-    controls_ = ports_.controls(*agent_);
-    if (claude_.count() + codex_.count() > 0) asking_.insert_or_assign(agent_->id(), *agent_);
-    if (claude_.count() > 0) findTerminal();
-  } else {
-    claude_.set({});
-    codex_.set({});
-    controls_.reset();
-  }
+  std::vector<OpenRequest> open;
+  if (agent_) open = source_.of(*agent_);
+  std::vector<const OpenRequest*> claude, codex;
+  for (const OpenRequest& request : open) (request.claude() ? claude : codex).push_back(&request);
+  showClaude(claude);
+  showCodex(codex);
+  controls_ = agent_ ? source_.controls(*agent_) : std::nullopt;
+  if (!open.empty()) asking_.insert_or_assign(agent_->id(), *agent_);
+  if (!claude.empty()) lookForTerminal();
   dropEnded();
   Q_EMIT changed();
 }
@@ -96,23 +64,23 @@ void RequestsBridge::goToTerminal() {
   }
 }
 
-void RequestsBridge::showClaude(const std::vector<ClaudePermissionRequest>& requests) {
+void RequestsBridge::showClaude(const std::vector<const OpenRequest*>& requests) {
   if (requests.empty()) {
     claude_.set({});
     return;
   }
-  QObject* const card = cardOf(requests.front());
-  claude_.set({{words::of(requests.front().id),
+  QObject* const card = claudeCard(*requests.front());
+  claude_.set({{words::of(requests.front()->id),
                 {QVariant::fromValue(qobject_cast<PermissionCardBridge*>(card)),
                  QVariant::fromValue(qobject_cast<QuestionCardBridge*>(card))}}});
 }
 
-void RequestsBridge::showCodex(const std::vector<CodexRequest>& requests) {
+void RequestsBridge::showCodex(const std::vector<const OpenRequest*>& requests) {
   std::vector<Row> rows;
-  for (const CodexRequest& request : requests) {
-    CodexCardBridge* const card = cardOf(request);
-    card->show(ports_.item(request), ports_.isSent(request), ports_.replyError(request));
-    rows.push_back({words::of(request.id()), {QVariant::fromValue(card)}});
+  for (const OpenRequest* const request : requests) {
+    CodexCardBridge* const card = codexCard(*request);
+    card->show(*request->codex());
+    rows.push_back({words::of(request->id), {QVariant::fromValue(card)}});
   }
   codex_.set(rows);
 }
@@ -120,50 +88,53 @@ void RequestsBridge::showCodex(const std::vector<CodexRequest>& requests) {
 void RequestsBridge::dropEnded() {
   std::set<std::string> open;
   std::erase_if(asking_, [&](const auto& entry) {
-    const auto claude = ports_.claude(entry.second);
-    const auto codex = ports_.codex(entry.second);
-    for (const auto& request : claude) open.insert(request.id);
-    for (const auto& request : codex) open.insert(request.id());
-    return claude.empty() && codex.empty();
+    const auto requests = source_.of(entry.second);
+    for (const OpenRequest& request : requests) open.insert(request.id);
+    return requests.empty();
   });
   dropAllBut(open, claudeCards_);
   dropAllBut(open, codexCards_);
 }
 
-void RequestsBridge::findTerminal() {
+void RequestsBridge::lookForTerminal() {
   if (std::exchange(terminalOf_, agent_->id()) == agent_->id()) return;
-  terminal_ = ports_.terminal && agent_->isExternal() ? ports_.terminal(*agent_) : nullptr;
+  terminal_ = nullptr;
+  tasks_.cancel();
+  if (findTerminal_ && agent_->isExternal()) tasks_.start(findTerminal(*agent_));
 }
 
-QObject* RequestsBridge::cardOf(const ClaudePermissionRequest& request) {
-  QObject*& card = claudeCards_[request.id];
+Task<void> RequestsBridge::findTerminal(HerdrAgent agent) {
+  std::function<void()> terminal = co_await findTerminal_(std::move(agent));
+  terminal_ = std::move(terminal);
+  Q_EMIT changed();
+}
+
+RequestCard::Context RequestsBridge::context() {
+  return {loop_, [this](const std::string& request, const RequestAnswer& answer) {
+            source_.answer(request, answer);
+            refresh();
+          }};
+}
+
+QObject* RequestsBridge::claudeCard(const OpenRequest& request) {
+  RequestCard*& card = claudeCards_[request.id];
   if (card) return card;
-  const auto give = [this](const ClaudePermissionRequest& asked, const ClaudePermissionAnswer& answer) {
-    if (answered_.isValid() && !answered_.hasExpired(kDoubleClick.count())) return;
-    answered_.start();
-    ports_.answerClaude(asked, answer);
-    refresh();
-  };
-  if (request.questions.empty()) {
-    card = new PermissionCardBridge(request, give, this);
+  if (request.claude()->questions.empty()) {
+    card = new PermissionCardBridge(*request.claude(), context(), this);
   } else {
-    card = new QuestionCardBridge(request, give, this);
+    card = new QuestionCardBridge(*request.claude(), context(), this);
   }
   return card;
 }
 
-CodexCardBridge* RequestsBridge::cardOf(const CodexRequest& request) {
-  CodexCardBridge*& card = codexCards_[request.id()];
-  if (card && card->request() == request) return card;
-  // The server may ask something else under the same number.
-  if (card) card->deleteLater();
-  card = new CodexCardBridge(request,
-                             {[this](const CodexRequest& asked, std::string result) {
-                                ports_.answerCodex(asked, std::move(result));
-                                refresh();
-                              },
-                              ports_.openLink},
-                             this);
+CodexCardBridge* RequestsBridge::codexCard(const OpenRequest& request) {
+  CodexCardBridge*& card = codexCards_[request.id];
+  if (card) return card;
+  const auto open = [this, id = request.id] {
+    source_.openLink(id);
+    refresh();
+  };
+  card = new CodexCardBridge(request, context(), open, this);
   return card;
 }
 

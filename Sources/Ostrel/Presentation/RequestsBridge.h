@@ -5,10 +5,8 @@
 // requests come and go and while another agent is shown.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QtQmlIntegration>
-#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -18,42 +16,16 @@
 
 #include "Agents/HerdrAgent.h"
 #include "ClaudeCards.h"
+#include "Client/OpenRequests.h"
 #include "CodexCardBridge.h"
 #include "RowModel.h"
+#include "Runtime/Task.h"
 
 namespace ostrel {
 
-class HerdrClient;
-class Processes;
-
-// Where requests come from and answers go. `of` is the program's; pictures and tests make up their own.
-struct RequestPorts {
-  // How the connection for an agent's Codex requests stands.
-  struct Controls {
-    std::string words;
-    std::string error;  // may be empty
-    bool connected = false;
-  };
-
-  // What is asked in an agent's conversation, oldest first.
-  std::function<std::vector<ClaudePermissionRequest>(const HerdrAgent&)> claude;
-  std::function<std::vector<CodexRequest>(const HerdrAgent&)> codex;
-  // Nothing for an agent whose requests can't come here.
-  std::function<std::optional<Controls>(const HerdrAgent&)> controls;
-  // Of a request of Codex: what it refers to, as JSON; whether an answer is on its way; why one was not sent.
-  std::function<std::optional<std::string>(const CodexRequest&)> item;
-  std::function<bool(const CodexRequest&)> isSent;
-  std::function<std::string(const CodexRequest&)> replyError;
-
-  std::function<void(const ClaudePermissionRequest&, const ClaudePermissionAnswer&)> answerClaude;
-  std::function<void(const CodexRequest&, std::string result)> answerCodex;
-  std::function<void(const std::string& link)> openLink;
-  // What brings the window of an agent's terminal forward; nothing where it can't be found. May be empty.
-  std::function<std::function<void()>(const HerdrAgent&)> terminal;
-
-  static RequestPorts of(HerdrClient& client, Processes& processes,
-                         std::function<void(const std::string& link)> openLink);
-};
+// What finds the window of an agent's terminal, in the background: what brings it forward, empty where there
+// is none.
+using FindTerminal = std::function<Task<std::function<void()>>(HerdrAgent)>;
 
 class RequestsBridge final : public QObject {
   Q_OBJECT
@@ -68,11 +40,8 @@ class RequestsBridge final : public QObject {
   Q_PROPERTY(bool hasTerminal READ hasTerminal NOTIFY changed)
 
  public:
-  explicit RequestsBridge(RequestPorts ports);
-
-  // For so long after an answer to Claude Code the next card takes none: it comes up where the first stood,
-  // and the second half of a double click would allow what nobody has read.
-  static constexpr std::chrono::milliseconds kDoubleClick{500};
+  // `source` outlives the bridge. `findTerminal` may be empty.
+  RequestsBridge(MainLoop& loop, RequestSource& source, FindTerminal findTerminal);
 
   // The oldest request of Claude Code, as one row: the card is one of "permission" and "question".
   RowModel* claude() { return &claude_; }
@@ -98,24 +67,28 @@ class RequestsBridge final : public QObject {
   void terminalWanted();
 
  private:
-  void showClaude(const std::vector<ClaudePermissionRequest>& requests);
-  void showCodex(const std::vector<CodexRequest>& requests);
+  void showClaude(const std::vector<const OpenRequest*>& requests);
+  void showCodex(const std::vector<const OpenRequest*>& requests);
   void dropEnded();
-  void findTerminal();
-  QObject* cardOf(const ClaudePermissionRequest& request);
-  CodexCardBridge* cardOf(const CodexRequest& request);
+  void lookForTerminal();
+  Task<void> findTerminal(HerdrAgent agent);
+  RequestCard::Context context();
+  QObject* claudeCard(const OpenRequest& request);
+  CodexCardBridge* codexCard(const OpenRequest& request);
 
-  const RequestPorts ports_;
+  MainLoop& loop_;
+  RequestSource& source_;
+  const FindTerminal findTerminal_;
   std::optional<HerdrAgent> agent_;
   std::map<std::string, HerdrAgent> asking_;            // agents whose cards were shown and are kept, by id
-  std::map<std::string, QObject*> claudeCards_;         // by the request's id
-  std::map<std::string, CodexCardBridge*> codexCards_;  // by the request's key
+  std::map<std::string, RequestCard*> claudeCards_;     // by the request's id
+  std::map<std::string, CodexCardBridge*> codexCards_;  // by the request's id
   RowModel claude_{{"permission", "question"}};
   RowModel codex_{{"card"}};
-  std::optional<RequestPorts::Controls> controls_;
+  std::optional<RequestSource::Controls> controls_;
   std::string terminalOf_;  // the agent whose terminal was looked for
   std::function<void()> terminal_;
-  QElapsedTimer answered_;
+  TaskScope tasks_;
 };
 
 }  // namespace ostrel

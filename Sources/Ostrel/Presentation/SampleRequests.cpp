@@ -1,7 +1,9 @@
 #include "SampleRequests.h"
 
+#include <QThread>
 #include <utility>
 
+#include "Codex/CodexAnswers.h"
 #include "Codex/CodexMessage.h"
 
 namespace ostrel {
@@ -72,7 +74,7 @@ void SampleRequests::ask(const std::string& name) {
   claude_.reset();
   codex_.reset();
   item_.reset();
-  sent_ = false;
+  sent_ = linkOpened_ = false;
   if (name.empty()) return;
   const Sample& sample = sampleOf(name);
   if (!sample.method) {
@@ -100,34 +102,37 @@ bool SampleRequests::enter(const std::string& name, RequestsBridge& bridge) {
   }
   if (name != "codex-access" && name != "codex-form" && name != "codex-link") return false;
   auto* const card = first(bridge.codex(), 0).value<CodexCardBridge*>();
-  if (name == "codex-access") card->choose(card->choices()->rows().front().key);
+  if (name == "codex-access") sent_ = true;
   if (name == "codex-link") card->openLink();
   if (name == "codex-form") {
     for (FormFieldBridge* const field : card->fieldList()) {
       if (field->picks()) field->setChoice(2);
     }
+    while (!card->settled()) QThread::msleep(10);
     card->submit();
   }
+  bridge.refresh();
   return true;
 }
 
-RequestPorts SampleRequests::ports() {
-  using Claude = std::vector<ClaudePermissionRequest>;
-  using Codex = std::vector<CodexRequest>;
-  return {.claude = [this](const HerdrAgent&) { return claude_ ? Claude{*claude_} : Claude(); },
-          .codex = [this](const HerdrAgent&) { return codex_ ? Codex{*codex_} : Codex(); },
-          .controls = [this](const HerdrAgent&) -> std::optional<RequestPorts::Controls> {
-            if (!codex_) return std::nullopt;
-            return RequestPorts::Controls{"Connected · reply and review requests here", {}, true};
-          },
-          .item = [this](const CodexRequest&) { return item_; },
-          .isSent = [this](const CodexRequest&) { return sent_; },
-          .replyError = [](const CodexRequest&) { return std::string(); },
-          .answerClaude = [this](const ClaudePermissionRequest&,
-                                 const ClaudePermissionAnswer&) { claude_.reset(); },
-          .answerCodex = [this](const CodexRequest&, const std::string&) { sent_ = true; },
-          .openLink = [](const std::string&) {},
-          .terminal = [](const HerdrAgent&) -> std::function<void()> { return [] {}; }};
+std::vector<OpenRequest> SampleRequests::of(const HerdrAgent&) {
+  if (claude_) return {{claude_->id, "", {}, *claude_}};
+  if (codex_)
+    return {{"sample", "", {}, CodexAsked{*codex_, CodexCard::of(*codex_, item_, linkOpened_), sent_, {}}}};
+  return {};
+}
+
+std::optional<RequestSource::Controls> SampleRequests::controls(const HerdrAgent&) {
+  if (!codex_) return std::nullopt;
+  return Controls{"Connected · reply and review requests here", {}, true};
+}
+
+void SampleRequests::answer(const std::string&, const RequestAnswer& answer) {
+  if (codex_)
+    static_cast<void>(
+        codexAnswers::result(*codex_, CodexCard::of(*codex_, item_, linkOpened_), linkOpened_, answer));
+  claude_.reset();
+  sent_ = codex_.has_value();
 }
 
 }  // namespace ostrel

@@ -12,7 +12,7 @@
 
 namespace ostrel {
 
-class SampleRequests {
+class SampleRequests final : public RequestSource {
  public:
   // What the samples are called, "bash" and the like.
   static std::vector<std::string> names();
@@ -24,16 +24,20 @@ class SampleRequests {
 
   // What a person might have entered into the card of that sample; false for one that has nothing of the
   // kind.
-  static bool enter(const std::string& name, RequestsBridge& bridge);
+  bool enter(const std::string& name, RequestsBridge& bridge);
 
   // An answered request of Claude's goes; one of Codex's stays, as sent.
-  RequestPorts ports();
+  std::vector<OpenRequest> of(const HerdrAgent& agent) override;
+  std::optional<Controls> controls(const HerdrAgent& agent) override;
+  void answer(const std::string& request, const RequestAnswer& answer) override;
+  void openLink(const std::string&) override { linkOpened_ = true; }
 
  private:
   std::optional<ClaudePermissionRequest> claude_;
   std::optional<CodexRequest> codex_;
   std::optional<std::string> item_;
   bool sent_ = false;
+  bool linkOpened_ = false;
 };
 
 }  // namespace ostrel

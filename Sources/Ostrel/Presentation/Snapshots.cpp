@@ -70,7 +70,8 @@ class Studio {
         selector_(parts_),
         connections_(parts_, connectionsSource(agents > 0)),
         panel_(model_, selector_, connections_),
-        conversation_(loop, pool_, parts_, source(), asks_.ports()),
+        loop_(loop),
+        conversation_(loop, pool_, parts_, source(), asks_),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
         surface_(dark ? QColor(0x1e, 0x21, 0x28) : QColor(0xf4, 0xf6, 0xf9)) {
     appearance_.setDark(dark);
@@ -143,9 +144,9 @@ class Studio {
   // answer; nothing where the sample knows no such thing.
   QImage card(const std::string& name, bool entered) {
     SampleRequests samples(name);
-    RequestsBridge requests(samples.ports());
+    RequestsBridge requests(loop_, samples, {});
     requests.show(samples_.agents().front());
-    if (entered && !SampleRequests::enter(name, requests)) return {};
+    if (entered && !samples.enter(name, requests)) return {};
     QQuickView stage(&engine_, nullptr);
     stage.setColor(surface_);
     loadView(stage, QStringLiteral("RequestCards"), requests);
@@ -256,6 +257,7 @@ class Studio {
   SelectedConversation shown_;
   std::optional<HerdrAgent> open_;
   SampleRequests asks_;
+  MainLoop& loop_;
   ConversationBridge conversation_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};

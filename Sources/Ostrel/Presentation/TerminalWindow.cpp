@@ -23,11 +23,9 @@ std::vector<std::int64_t> lineage(std::string_view table, std::int64_t pid) {
   return found;
 }
 
-std::function<void()> of(const HerdrAgent& agent, Processes& processes) {
-  if (!agent.externalProcess) return {};
+std::function<void()> of(const std::vector<std::int64_t>& lineage) {
   const auto windows = x11::clientWindows();
-  if (windows.empty()) return {};
-  for (const std::int64_t pid : lineage(processes.table().value_or(""), agent.externalProcess->pid)) {
+  for (const std::int64_t pid : lineage) {
     // Of several windows of one program the one that was used last is the likeliest.
     for (const auto& window : windows | std::views::reverse) {
       if (window.pid == pid) return [id = window.id] { x11::activate(id); };

@@ -2,9 +2,14 @@
 
 #include <QStringList>
 
+#include "Runtime/ShownText.h"
 #include "Runtime/Text.h"
 
 namespace ostrel::words {
+
+QString shown(std::string_view text) { return of(text::marked(text)); }
+
+QString exact(std::string_view text) { return of(text::inOrder(text)); }
 
 QString light(AgentLight light) {
   switch (light) {

@@ -11,6 +11,11 @@ namespace ostrel::words {
 inline QString of(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
+// The same from outside, with what hides or moves other characters shown as its code: for titles, labels and
+// other words by which a person decides.
+QString shown(std::string_view text);
+// The same, drawn in the order in which it stands: for commands, paths and lines of files.
+QString exact(std::string_view text);
 // "Needs you", "Working", "Done", "Idle".
 QString light(AgentLight light);
 // "Claude Code", "Codex"; other agents as they call themselves.

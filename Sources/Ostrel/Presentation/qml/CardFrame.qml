@@ -6,10 +6,14 @@ FocusScope {
     id: root
 
     required property int light  // whose colour its border has
+    required property RequestCard request
     default property alias parts: column.data
     readonly property alias partsWidth: column.width
 
     implicitHeight: column.implicitHeight + 2 * Theme.cardPadding
+    // Whatever stands under the pointer now was somewhere else a moment ago.
+    onYChanged: request.settle()
+    onHeightChanged: request.settle()
 
     Rectangle {
         anchors.fill: parent

@@ -9,6 +9,7 @@ CardFrame {
 
     objectName: "codexRequestCard"
     light: 0
+    request: card
     Accessible.role: Accessible.Grouping
     Accessible.name: card.title
 
@@ -37,6 +38,8 @@ CardFrame {
         width: parent.width
         card: root.card
         visible: implicitHeight > 0
+        onWholeSeenChanged: root.card.wholeSeen = wholeSeen
+        Component.onCompleted: root.card.wholeSeen = wholeSeen
     }
 
     Column {
@@ -101,6 +104,7 @@ CardFrame {
             visible: root.card.submitTitle !== ""
             text: root.card.submitTitle
             prominent: true
+            enabled: root.card.wholeSeen || !root.card.submitGrants
             onChosen: root.card.submit()
         }
 
@@ -118,14 +122,24 @@ CardFrame {
                 required property int index
                 required property string key
                 required property string title
+                required property bool grants
 
                 objectName: "codexChoice" + index
                 width: Math.min(implicitWidth, root.partsWidth)
                 text: title
                 prominent: root.card.deciding && index === 0
+                enabled: root.card.wholeSeen || !grants
                 onChosen: root.card.choose(key)
             }
         }
+    }
+
+    CardText {
+        objectName: "codexUnread"
+        visible: !root.card.wholeSeen && !root.card.sent
+        text: "Read it to its end before you allow it."
+        color: Theme.secondary
+        font.pixelSize: Theme.captionSize
     }
 
     CardText {

@@ -6,10 +6,14 @@ Column {
     id: root
 
     required property CodexCardBridge card
+    // The person was shown each of its texts down to its end.
+    readonly property bool wholeSeen: command.wholeSeen && changes.wholeSeen && access.wholeSeen && toolArguments.wholeSeen
 
     spacing: Theme.gap
 
     DetailBlock {
+        id: command
+
         objectName: "codexCommand"
         width: parent.width
         visible: text !== ""
@@ -40,9 +44,12 @@ Column {
         width: parent.width
         visible: root.card.diff.count > 0
         lines: root.card.diff
+        onUnfolded: key => root.card.unfold(key)
     }
 
     DetailBlock {
+        id: changes
+
         objectName: "codexChanges"
         width: parent.width
         visible: text !== ""
@@ -58,6 +65,8 @@ Column {
     }
 
     DetailBlock {
+        id: access
+
         objectName: "codexAccess"
         width: parent.width
         visible: text !== ""
@@ -73,6 +82,8 @@ Column {
     }
 
     DetailBlock {
+        id: toolArguments
+
         objectName: "codexToolArguments"
         width: parent.width
         visible: text !== ""

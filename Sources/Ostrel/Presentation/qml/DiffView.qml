@@ -7,6 +7,9 @@ Rectangle {
 
     required property RowModel lines
 
+    // The row of a folded change was pressed.
+    signal unfolded(string key)
+
     objectName: "diffView"
     implicitHeight: Math.min(Theme.diffHeight, list.contentHeight + 2)
     radius: Theme.controlRadius
@@ -31,14 +34,20 @@ Rectangle {
         delegate: Rectangle {
             id: line
 
+            required property string key
             required property string kind
             required property string text
+            readonly property bool folds: kind === "fold"
 
             width: list.width
-            implicitHeight: Math.max(Theme.diffLine, words.implicitHeight + (kind === "file" ? 8 : 2))
+            implicitHeight: Math.max(Theme.diffLine, words.implicitHeight + (kind === "file" || folds ? 8 : 2))
             color: Theme.diffSurfaces[kind]
-            Accessible.role: Accessible.ListItem
+            Accessible.role: folds ? Accessible.Button : Accessible.ListItem
             Accessible.name: text
+            Accessible.onPressAction: if (folds) root.unfolded(key)
+            activeFocusOnTab: folds
+            Keys.onReturnPressed: event => folds ? root.unfolded(key) : event.accepted = false
+            Keys.onSpacePressed: event => folds ? root.unfolded(key) : event.accepted = false
 
             Text {
                 id: words
@@ -51,8 +60,22 @@ Rectangle {
                 textFormat: Text.PlainText
                 color: Theme.diffTexts[line.kind]
                 font.family: Theme.fixedFamily
-                font.weight: line.kind === "file" ? Font.DemiBold : Font.Normal
+                font.weight: line.kind === "file" || line.folds ? Font.DemiBold : Font.Normal
                 font.pixelSize: Theme.captionSize
+            }
+
+            FocusRing {
+                visible: line.activeFocus
+            }
+
+            HoverHandler {
+                enabled: line.folds
+                cursorShape: Qt.PointingHandCursor
+            }
+
+            TapHandler {
+                enabled: line.folds
+                onTapped: root.unfolded(line.key)
             }
         }
     }

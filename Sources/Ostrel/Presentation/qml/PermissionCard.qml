@@ -9,6 +9,7 @@ CardFrame {
 
     objectName: "permissionCard"
     light: 0
+    request: card
     Accessible.role: Accessible.Grouping
     Accessible.name: card.heading
 
@@ -26,6 +27,15 @@ CardFrame {
         width: parent.width
         visible: text !== ""
         text: root.card.detail
+        onWholeSeenChanged: root.card.wholeSeen = wholeSeen
+    }
+
+    DiffView {
+        objectName: "permissionDiff"
+        width: parent.width
+        visible: lines.count > 0
+        lines: root.card.diff
+        onUnfolded: key => root.card.unfold(key)
     }
 
     Column {
@@ -40,21 +50,31 @@ CardFrame {
                 objectName: "permissionYes"
                 text: "Yes"
                 prominent: true
-                onChosen: root.card.yes()
+                enabled: root.card.wholeSeen
+                onChosen: root.card.choose("allow")
             }
 
             PushButton {
                 objectName: "permissionAlways"
                 visible: root.card.alwaysLine !== ""
                 text: "Yes, don't ask again"
-                onChosen: root.card.always()
+                enabled: root.card.wholeSeen
+                onChosen: root.card.choose("always")
             }
 
             PushButton {
                 objectName: "permissionNo"
                 text: "No"
-                onChosen: root.card.no()
+                onChosen: root.card.choose("deny")
             }
+        }
+
+        CardText {
+            objectName: "permissionUnread"
+            visible: !root.card.wholeSeen
+            text: "Read it to its end before you allow it."
+            color: Theme.secondary
+            font.pixelSize: Theme.captionSize
         }
 
         CardText {
@@ -72,5 +92,13 @@ CardFrame {
         text: root.card.instead
         onEdited: text => root.card.instead = text
         onSubmitted: root.card.tell()
+    }
+
+    CardText {
+        objectName: "permissionProblem"
+        text: root.card.problem
+        color: Theme.failure
+        font.pixelSize: Theme.captionSize
+        Accessible.role: Accessible.AlertMessage
     }
 }

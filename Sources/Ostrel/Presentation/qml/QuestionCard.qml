@@ -14,6 +14,7 @@ CardFrame {
 
     objectName: "questionCard"
     light: 0
+    request: card
     Accessible.role: Accessible.Grouping
     Accessible.name: card.heading
     Keys.onUpPressed: card.press(QuestionCardBridge.Up)
@@ -91,5 +92,13 @@ CardFrame {
         prominent: true
         enabled: root.card.complete
         onChosen: root.card.send()
+    }
+
+    CardText {
+        objectName: "questionProblem"
+        text: root.card.problem
+        color: Theme.failure
+        font.pixelSize: Theme.captionSize
+        Accessible.role: Accessible.AlertMessage
     }
 }

@@ -41,6 +41,7 @@ QtObject {
             removed: dark ? "#ffa8a2" : "#a8231c",
             place: dark ? "#8dbdff" : "#1c5fd0",
             same: dark ? "#c3cbd8" : "#3a4454",
+            fold: dark ? "#8dbdff" : "#1c5fd0",
             file: dark ? "#eef1f6" : "#171c25"
         })
     readonly property var diffSurfaces: ({
@@ -48,6 +49,7 @@ QtObject {
             removed: dark ? Qt.rgba(1, 0.4, 0.38, 0.14) : Qt.rgba(0.89, 0.25, 0.22, 0.09),
             place: "transparent",
             same: "transparent",
+            fold: dark ? Qt.rgba(1, 1, 1, 0.04) : Qt.rgba(0.08, 0.16, 0.3, 0.04),
             file: dark ? Qt.rgba(1, 1, 1, 0.06) : Qt.rgba(0.08, 0.16, 0.3, 0.06)
         })
 
