@@ -14,8 +14,8 @@ namespace ostrel {
 class DiffRows {
  public:
   // A change of more lines is folded, and shows this many of them.
-  static constexpr std::size_t kUnfolded = 40;
-  static constexpr std::size_t kFolded = 14;
+  static constexpr std::size_t kUnfolded = 30;
+  static constexpr std::size_t kFolded = 10;
 
   // Of each row its "kind" (file, added, removed, place, same, fold) and its "text".
   RowModel* rows() { return &rows_; }
