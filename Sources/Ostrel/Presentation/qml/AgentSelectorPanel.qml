@@ -23,6 +23,7 @@ FocusScope {
 
         Text {
             text: "Agents"
+            textFormat: Text.PlainText
             color: Theme.text
             font.pixelSize: Theme.titleSize
             font.weight: Font.DemiBold
@@ -104,6 +105,7 @@ FocusScope {
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
             text: "Start claude, codex, gemini or aider in any terminal."
+            textFormat: Text.PlainText
             color: Theme.tertiary
             font.pixelSize: Theme.captionSize
         }

@@ -76,6 +76,7 @@ Item {
         anchors.verticalCenter: parent.verticalCenter
         x: root.kind === "more" ? (root.width - width) / 2 : 23
         text: root.mark
+        textFormat: Text.PlainText
         color: hover.hovered ? Theme.text : Theme.secondary
         font.pixelSize: Theme.captionSize
         font.weight: Font.DemiBold

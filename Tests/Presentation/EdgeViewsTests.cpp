@@ -1,0 +1,137 @@
+// The handle, the rail and the agent list as a person meets them, without a display: their real views over
+// the real state of the edge.
+#include <QApplication>
+#include <QMouseEvent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <gtest/gtest.h>
+
+#include "App/OstrelSetting.h"
+#include "Appearance.h"
+#include "PanelBridges.h"
+#include "Runtime/UniqueFd.h"
+#include "Support/FakeAgents.h"
+#include "Support/FakeDesktop.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/VirtualLoop.h"
+#include "UtilityPanel.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Somebody on this machine who waits to be fetched from.
+class Listener {
+ public:
+  Listener() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof address_), 0);
+    EXPECT_EQ(::listen(fd_.get(), 4), 0);
+    socklen_t length = sizeof address_;
+    EXPECT_EQ(::getsockname(fd_.get(), reinterpret_cast<sockaddr*>(&address_), &length), 0);
+  }
+  std::string url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/x"; }
+  bool asked() const { return static_cast<bool>(UniqueFd(::accept(fd_.get(), nullptr, nullptr))); }
+
+ private:
+  UniqueFd fd_;
+  sockaddr_in address_{};
+};
+
+class EdgeViewsTest : public testing::Test {
+ protected:
+  EdgeViewsTest() {
+    preferences_.registerDefaults(OstrelSetting::defaults());
+    for (const char* pane : {"a", "b", "c"}) {
+      agents_.agents.push_back(agentOf(pane));
+      agents_.lights[pane] = AgentLight::idle;
+    }
+    edge_.start();
+  }
+  // A view at its window's size, on the screen.
+  void open(QQuickView& view, const char* component, QObject& bridge, const Rect& frame) {
+    view.setGeometry(0, 0, frame.width, frame.height);
+    loadView(view, QLatin1String(component), bridge);
+    view.show();
+    settle();
+  }
+  static void settle() {
+    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
+  }
+  void move(QQuickView& view, QPointF place) {
+    QMouseEvent event(QEvent::MouseMove, place, view.mapToGlobal(place), Qt::NoButton, Qt::NoButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(&view, &event);
+    settle();
+  }
+  static void childrenNamed(QQuickItem* item, const QString& name, QList<QQuickItem*>& found) {
+    if (item->objectName().startsWith(name) && item->isVisible()) found.append(item);
+    for (QQuickItem* child : item->childItems()) childrenNamed(child, name, found);
+  }
+  // Where the middles of the rows are, from the top.
+  static std::vector<QPointF> rows(QQuickView& view, const char* name) {
+    QList<QQuickItem*> found;
+    childrenNamed(view.rootObject(), QLatin1String(name), found);
+    std::vector<QPointF> places;
+    for (QQuickItem* row : found)
+      places.push_back(row->mapToScene(QPointF(row->width() / 2, row->height() / 2)));
+    std::ranges::sort(places, {}, &QPointF::y);
+    return places;
+  }
+  static QStringList texts(QQuickView& view, const char* name) {
+    QList<QQuickItem*> found;
+    childrenNamed(view.rootObject(), QLatin1String(name), found);
+    QStringList all;
+    for (QQuickItem* item : found) all.append(item->property("text").toString());
+    return all;
+  }
+  BridgeParts parts() {
+    return {model_, edge_, desktop_, preferences_, [] {}};
+  }
+
+  int count_ = 1;
+  char name_[5] = "test";
+  char* arguments_[2] = {name_, nullptr};
+  std::optional<QApplication> application_ = [this] {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    return std::optional<QApplication>(std::in_place, count_, arguments_);
+  }();
+  VirtualLoop loop_;
+  MemoryPreferences preferences_;
+  FakeAgents agents_;
+  OstrelModel model_{loop_, agents_.source()};
+  FakeDesktop desktop_;
+  std::string opened_;
+  EdgeState edge_{
+      {loop_, desktop_, desktop_, desktop_, preferences_},
+      model_,
+      {[this](const HerdrAgent& agent, bool seen) { opened_ += agent.paneID + (seen ? "!" : ""); }, [] {}}};
+  QQmlEngine engine_;
+  Appearance appearance_{engine_};
+};
+
+TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
+  Listener listener;
+  agents_.agents[0].title = "<img src=\"" + listener.url() + "\">";
+  agents_.agents[1].provider = "<img src='" + listener.url() + "'>";
+  agents_.agents[2].context = "/work/<img src='" + listener.url() + "'>";
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  ASSERT_EQ(rows(panel, "agentRow").size(), 3u);
+  const auto end = std::chrono::steady_clock::now() + 400ms;  // a picture is asked for within a few
+  while (std::chrono::steady_clock::now() < end) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_FALSE(listener.asked());
+  }
+}
+
+}  // namespace
+}  // namespace ostrel
