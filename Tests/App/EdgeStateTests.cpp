@@ -132,6 +132,47 @@ TEST_F(EdgeStateTest, MenusSheetsAndDialogsKeepEverythingOpen) {
   EXPECT_EQ(shownAfter(10s), "rP");
 }
 
+TEST_F(EdgeStateTest, AMenuKeepsWhatWasChosenAndNothingComesBelowIt) {
+  in(notch, 300ms);
+  in(rail, 0ms);
+  edge_.menuOpened();
+  edge_.hoverPage(RailPage::agents);
+  EXPECT_EQ(shownAfter(1s), "r");
+  edge_.menuClosed();
+  edge_.openPage({PanelTab::connections, false});
+  for (const Duration later :
+       std::initializer_list<Duration>{10ms, 5s}) {  // as it goes, and as the pointer wanders from row to row
+    loop_.runFor(later);
+    edge_.hoverPage(RailPage::agents);
+    EXPECT_EQ(*model_.selectedTab, PanelTab::connections) << "the pointer was left there by the menu";
+  }
+  edge_.leaveRail();
+  edge_.hoverPage(RailPage::agents);
+  EXPECT_EQ(*model_.selectedTab, PanelTab::agents) << "it came back";
+
+  edge_.hidePanel();
+  EXPECT_EQ(at(kAway, 1s), "n");
+  in(notch, 30ms);
+  edge_.menuOpened();
+  EXPECT_EQ(shownAfter(10s), "n") << "a menu over the handle";
+  edge_.menuClosed();
+  EXPECT_EQ(in(notch, 60ms), "nr");
+}
+
+TEST_F(EdgeStateTest, TheLeaveOfTheRowBeforeEndsNothing) {
+  const HerdrAgent other = agentOf("b");
+  previewPage();
+  edge_.hoverAgent(agent_, true);
+  edge_.hoverAgent(other, true);
+  edge_.hoverAgent(agent_, false);
+  EXPECT_EQ(shownAfter(60ms), "rpa");
+  edge_.hoverAgent(agent_, true);
+  edge_.hoverAgent(other, false);
+  edge_.hoverAgent(agent_, false);
+  shownAfter(1s);
+  EXPECT_EQ(conversation_, "shown ") << "the second row was left in time";
+}
+
 TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   desktop_.reduced = true;
   previewPage();

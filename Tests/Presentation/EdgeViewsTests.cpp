@@ -133,5 +133,61 @@ TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
   }
 }
 
+TEST_F(EdgeViewsTest, APreviewFollowsThePointerFromRowToRowBothWays) {
+  edge_.openPage(RailPage::agents);
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  const auto places = rows(panel, "agentRow");
+  ASSERT_EQ(places.size(), 3u);
+  for (const std::size_t row : {0u, 1u, 2u, 1u, 0u}) {
+    move(panel, places[row]);
+    loop_.runFor(EdgeState::kAgentDelay);
+  }
+  EXPECT_EQ(opened_, "abcba");
+  // Crossed too quickly for the first two.
+  for (const std::size_t row : {1u, 0u, 1u, 2u}) {
+    move(panel, places[row]);
+    loop_.runFor(10ms);
+  }
+  loop_.runFor(EdgeState::kAgentDelay);
+  EXPECT_EQ(opened_, "abcbac");
+  move(panel, places[1]);
+  move(panel, {200, 20});  // out of the list
+  loop_.runFor(1s);
+  EXPECT_EQ(opened_, "abcbac") << "it left in time";
+}
+
+TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
+  for (const bool down : {true, false}) {
+    desktop_.pointer = {1590, 450};
+    edge_.pointerEnteredNotch();
+    desktop_.report();
+    loop_.runFor(300ms);
+    ASSERT_TRUE(edge_.railRevealed());
+    RailBridge rail(parts());
+    QQuickView view(&engine_, nullptr);
+    open(view, "RailView", rail, desktop_.frames[EdgeWindow::rail]);
+    auto places = rows(view, "railRow");
+    ASSERT_EQ(places.size(), 3u);
+    if (!down) std::ranges::reverse(places);
+    for (const QPointF place : places) {
+      move(view, place);
+      loop_.runFor(30ms);
+    }
+    EXPECT_FALSE(*model_.isPanelVisible);
+    loop_.runFor(60ms);
+    EXPECT_TRUE(*model_.isPanelVisible);
+    edge_.hidePanel();
+    move(view, places[0]);
+    move(view, {1, 1});
+    loop_.runFor(200ms);
+    EXPECT_FALSE(*model_.isPanelVisible) << "it left in time";
+    desktop_.pointer = {300, 850};
+    desktop_.report();
+    loop_.runFor(1s);
+  }
+}
+
 }  // namespace
 }  // namespace ostrel

@@ -90,7 +90,10 @@ int RailBridge::entranceDelay(int index) const {
       duration_cast<std::chrono::milliseconds>(rail::entranceDelay(index, expanded(), false)).count());
 }
 
-void RailBridge::hover(bool inside) {
+void RailBridge::hover(const QString& key, bool inside) {
+  // A row is left after the next one is entered.
+  if (!inside && hovered_ != key) return;
+  hovered_ = inside ? key : QString();
   parts_.edge.hoverPage(inside ? std::optional(RailPage::agents) : std::nullopt);
 }
 

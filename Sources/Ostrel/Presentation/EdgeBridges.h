@@ -76,8 +76,9 @@ class RailBridge final : public QObject {
   void refresh();
 
   Q_INVOKABLE int entranceDelay(int index) const;  // milliseconds
-  Q_INVOKABLE void hover(bool inside);
-  Q_INVOKABLE void open(const QString& key);  // an agent's row, or one that stands for the list
+  Q_INVOKABLE void hover(const QString& key, bool inside);
+  Q_INVOKABLE void left() { parts_.edge.leaveRail(); }  // the whole of it
+  Q_INVOKABLE void open(const QString& key);            // an agent's row, or one that stands for the list
   Q_INVOKABLE void menu() { parts_.menu(); }
 
  Q_SIGNALS:
@@ -89,6 +90,7 @@ class RailBridge final : public QObject {
   RowModel items_{{"kind", "place", "extent", "light", "mark", "label"}};
   int contentHeight_ = 0;
   int offset_ = 0;
+  QString hovered_;  // the key of the row below the pointer
   std::vector<Subscription> subscriptions_;
 };
 

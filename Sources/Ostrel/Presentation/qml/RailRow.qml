@@ -15,7 +15,7 @@ Item {
     required property int delay
 
     signal chosen(string key)
-    signal hovered(bool inside)
+    signal hovered(string key, bool inside)
 
     property real entrance: 0
 
@@ -85,7 +85,7 @@ Item {
     HoverHandler {
         id: hover
 
-        onHoveredChanged: root.hovered(hovered)
+        onHoveredChanged: root.hovered(root.key, hovered)
     }
 
     TapHandler {
