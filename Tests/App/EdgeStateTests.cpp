@@ -205,5 +205,20 @@ TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
 }
 
+TEST(EdgeGeometry, TheHandleShowsTheMostUrgentLightsAndCountsTheOthers) {
+  using enum AgentLight;
+  std::vector<AgentLight> all(33, done);
+  all.push_back(needsYou);
+  all[12] = working;
+  const edge::NotchLights some = edge::notchLights(all);
+  EXPECT_EQ(some.shown, (std::vector{needsYou, working, done, done, done, done, done}));
+  EXPECT_EQ(some.more, 27);
+  EXPECT_EQ(edge::notchLights({idle, needsYou}).shown, (std::vector{needsYou, idle}));
+  EXPECT_EQ(edge::notchLights(std::vector(7, idle)).more, 0);
+  const Screen screen = {{0, 0, 1600, 900}, {0, 0, 1600, 900}};
+  EXPECT_EQ(edge::notchFrame(screen, countsOf(8)).height,
+            edge::notchFrame(screen, countsOf(7)).height + edge::kNotchMoreHeight);
+}
+
 }  // namespace
 }  // namespace ostrel

@@ -189,5 +189,26 @@ TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
   }
 }
 
+TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
+  for (int i = 0; i < 31; ++i) {
+    const std::string pane = "d" + std::to_string(i);
+    agents_.agents.push_back(agentOf(pane));
+    agents_.lights[pane] = AgentLight::done;
+  }
+  agents_.lights["d30"] = AgentLight::needsYou;
+  edge_.settingsChanged();
+  NotchBridge notch(parts());
+  QQuickView view(&engine_, nullptr);
+  const Rect frame = desktop_.frames[EdgeWindow::notch];
+  open(view, "EdgeNotchView", notch, frame);
+  ASSERT_EQ(notch.lights()->rows().size(), 7u);
+  EXPECT_EQ(notch.lights()->rows()[0].values[0], static_cast<int>(AgentLight::needsYou));
+  EXPECT_EQ(notch.lights()->rows()[1].values[0], static_cast<int>(AgentLight::done));
+  EXPECT_EQ(texts(view, "notchMore"), QStringList{QStringLiteral("+27")});
+  const auto more = rows(view, "notchMore");
+  EXPECT_LE(more[0].y() + 8, frame.height) << "it stands inside";
+  EXPECT_LE(more[0].x() + 11, frame.width);
+}
+
 }  // namespace
 }  // namespace ostrel

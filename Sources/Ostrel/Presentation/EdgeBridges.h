@@ -30,6 +30,7 @@ class NotchBridge final : public QObject {
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
   Q_PROPERTY(ostrel::RowModel* lights READ lights CONSTANT)
+  Q_PROPERTY(int more READ more NOTIFY changed)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(bool away READ away NOTIFY awayChanged)
 
@@ -37,6 +38,7 @@ class NotchBridge final : public QObject {
   explicit NotchBridge(BridgeParts parts);
 
   RowModel* lights() { return &lights_; }
+  int more() const { return more_; }  // agents without a light there
   QString summary() const { return summary_; }
   bool away() const { return *parts_.model.notchAway; }
   // After a change of the model or of a setting.
@@ -53,6 +55,7 @@ class NotchBridge final : public QObject {
  private:
   BridgeParts parts_;
   RowModel lights_{{"light"}};
+  int more_ = 0;
   QString summary_;
   std::vector<Subscription> subscriptions_;
 };
