@@ -210,5 +210,26 @@ TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
   EXPECT_LE(more[0].x() + 11, frame.width);
 }
 
+TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
+  agents_.agents.clear();
+  edge_.openPage(RailPage::agents);
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 256});
+  const auto summary = [&] { return texts(panel, "selectorSummary").join(QLatin1Char('|')); };
+  EXPECT_EQ(summary(), QStringLiteral("0 agents · all quiet"));
+  EXPECT_TRUE(rows(panel, "listProblems").empty());
+  const int height = desktop_.frames[EdgeWindow::panel].height;
+  model_.problems.set({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
+  edge_.settingsChanged();
+  settle();
+  EXPECT_EQ(summary(), QStringLiteral("No agents found"));
+  ASSERT_EQ(rows(panel, "listProblems").size(), 1u);
+  EXPECT_EQ(texts(panel, "listProblem "),
+            QStringList({QStringLiteral("Local discovery unavailable: <b>ps</b> ended with status 1"),
+                         QStringLiteral("Codex: no")}));
+  EXPECT_GT(desktop_.frames[EdgeWindow::panel].height, height) << "there is room for them";
+}
+
 }  // namespace
 }  // namespace ostrel

@@ -23,7 +23,7 @@ namespace edge {
 struct Counts {
   int agents = 0;           // the rows that the rail would like to show
   int lights = 0;           // the agents that have a light
-  int selectorRows = 0;     // rows of the agent list, its headings converted
+  int selectorRows = 0;     // rows of the agent list, its headings and the problems above it converted
   bool notchLights = true;  // lights on the handle are wanted
   bool updateOffered = false;
   bool operator==(const Counts&) const = default;

@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 
 #include "App/Launch.h"
+#include "App/ListProblems.h"
 #include "Runtime/Failure.h"
 #include "SampleConversation.h"
 #include "Words.h"
@@ -116,6 +117,10 @@ void AppDelegate::makeWindows() {
   }
   alerts_.requestPermission();
   shortcut_.update();
+  // Before the windows are laid out for it.
+  problems_ = model_.observe([this] {
+    if (!samples_) model_.problems.set(listProblems(parts_.client));
+  });
   model_.onAgents = [this](const std::vector<AgentWithLight>& agents) { alerts_.update(agents); };
 }
 

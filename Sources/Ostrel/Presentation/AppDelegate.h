@@ -100,6 +100,7 @@ class AppDelegate final : public Desktop {
   ConversationBridge conversation_;
   Registration clicks_;
   Subscription panelVisible_;
+  Subscription problems_;
 };
 
 }  // namespace ostrel
