@@ -191,6 +191,12 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   EXPECT_EQ(shownAfter(1h), "P") << "the shortcut still works";
   edge_.keyPressed(PanelKey::close);
   EXPECT_EQ(shownAfter(1h), "n");
+  edge_.hideFor(2h);
+  for (const Duration later : std::initializer_list<Duration>{1s, 3h}) {
+    edge_.presentPanel();
+    EXPECT_TRUE(shownAfter(later).ends_with('P')) << "started again by somebody who looks for it";
+    EXPECT_TRUE(edge_.visible());
+  }
 }
 
 edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }

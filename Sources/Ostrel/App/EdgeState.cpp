@@ -111,6 +111,15 @@ void EdgeState::togglePanel() {
   }
 }
 
+void EdgeState::presentPanel() {
+  if (!edgeEnabled_) toggleVisibility();
+  if (*model_.isPanelVisible) {
+    revealPanel(false);
+  } else {
+    openPage(RailPage::agents);
+  }
+}
+
 void EdgeState::hoverAgent(const HerdrAgent& agent, bool inside) {
   // A row is left after the next one is entered: then it is none of the row's business any more.
   if (!inside && hoveredAgent_ != agent.id()) return;

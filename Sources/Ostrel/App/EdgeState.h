@@ -81,6 +81,7 @@ class EdgeState {
   void hoverPill(bool inside);                   // the pill of further pages, open or not
   void openPage(RailPage page);                  // a click on it; on the page that stays open: closes it
   void togglePanel();                            // the agent list, or nothing
+  void presentPanel();                           // whatever is hidden: the person looks for it
   void hoverAgent(const HerdrAgent& agent, bool inside);
   void openAgent(const HerdrAgent& agent);
   void closeAgent();

@@ -54,6 +54,7 @@ class AppDelegate final : public Desktop {
 
   void makeWindows() override;
   void showWindows() override;
+  void showPanel() override { edge_.presentPanel(); }
   void run() override;
   void stop() override;
 
