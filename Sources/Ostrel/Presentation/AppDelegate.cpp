@@ -71,6 +71,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
       connections_({parts_.loop, parts_.pool, parts_.tools, terminal_, parts_.urls}, model_),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
+      screens_(parts_.loop),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
       edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
@@ -140,6 +141,7 @@ void AppDelegate::showWindows() {
 
 void AppDelegate::followDesktop() {
   const auto changed = [this] {
+    screens_.forget();
     edge_.screensChanged();
     rail_.refresh();  // as many rows as fit
   };
@@ -158,6 +160,7 @@ void AppDelegate::followDesktop() {
   });
   QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &engine_, changed);
   QObject::connect(qGuiApp, &QGuiApplication::primaryScreenChanged, &engine_, changed);
+  screens_.onAreas = changed;
 }
 
 void AppDelegate::followClicks() {

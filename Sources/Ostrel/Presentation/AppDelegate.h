@@ -19,6 +19,7 @@
 #include "ConversationBridge.h"
 #include "DesktopModule.h"
 #include "DesktopNotifications.h"
+#include "DesktopScreens.h"
 #include "DesktopSounds.h"
 #include "EdgeBridges.h"
 #include "NestedLoop.h"
