@@ -133,6 +133,8 @@ QString CodexCardBridge::toolArguments() const {
   return model_.card().tool ? words::of(model_.card().tool->arguments) : QString();
 }
 
+QString CodexCardBridge::link() const { return words::of(model_.card().link); }
+
 QString CodexCardBridge::unsupported() const { return words::of(model_.card().unsupported); }
 
 QString CodexCardBridge::submitTitle() const {
