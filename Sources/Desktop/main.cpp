@@ -12,6 +12,7 @@
 #include "App/Launch.h"
 #include "App/OtherCopies.h"
 #include "App/ResidentProgram.h"
+#include "App/RunningCopy.h"
 #include "Composition/LinuxCore.h"
 #include "DesktopLibrary.h"
 #include "Platform/Linux/DesktopOpeners.h"
@@ -87,8 +88,13 @@ void run(const Environment& environment) {
   DesktopTerminals terminals({core.environment(), core.tools().searchPath()},
                              DesktopHostApplications::dataFolders(core.environment()));
   std::unique_ptr<Desktop> desktop;
+  const auto meeting = RunningCopy::socketPath(environment);
+  const Json identity = RunningCopy::identity(
+      ownPath(core), BundleInfo::ofProgram(ownPath(core)).version().value_or("development"), environment);
+  RunningCopy running(core.loop(), meeting, identity, [&] { desktop->showPanel(); });
   ResidentProgram program(core.preferences(), copies, environment.arguments,
-                          {.makeWindows = [&] { desktop = openDesktop(core, terminals); },
+                          {.showRunning = [&] { return RunningCopy::ask(meeting, identity); },
+                           .makeWindows = [&] { desktop = openDesktop(core, terminals); },
                            .showWindows =
                                [&] {
                                  if (desktop) desktop->showWindows();
@@ -106,6 +112,7 @@ void run(const Environment& environment) {
     core.loop().stop();
   });
   if (program.launch()) {
+    if (desktop && !launch::isTestRun(environment.arguments)) running.start();
     if (desktop) {
       desktop->run();
     } else {

@@ -132,6 +132,47 @@ TEST_F(EdgeStateTest, MenusSheetsAndDialogsKeepEverythingOpen) {
   EXPECT_EQ(shownAfter(10s), "rP");
 }
 
+TEST_F(EdgeStateTest, AMenuKeepsWhatWasChosenAndNothingComesBelowIt) {
+  in(notch, 300ms);
+  in(rail, 0ms);
+  edge_.menuOpened();
+  edge_.hoverPage(RailPage::agents);
+  EXPECT_EQ(shownAfter(1s), "r");
+  edge_.menuClosed();
+  edge_.openPage({PanelTab::connections, false});
+  for (const Duration later :
+       std::initializer_list<Duration>{10ms, 5s}) {  // as it goes, and as the pointer wanders from row to row
+    loop_.runFor(later);
+    edge_.hoverPage(RailPage::agents);
+    EXPECT_EQ(*model_.selectedTab, PanelTab::connections) << "the pointer was left there by the menu";
+  }
+  edge_.leaveRail();
+  edge_.hoverPage(RailPage::agents);
+  EXPECT_EQ(*model_.selectedTab, PanelTab::agents) << "it came back";
+
+  edge_.hidePanel();
+  EXPECT_EQ(at(kAway, 1s), "n");
+  in(notch, 30ms);
+  edge_.menuOpened();
+  EXPECT_EQ(shownAfter(10s), "n") << "a menu over the handle";
+  edge_.menuClosed();
+  EXPECT_EQ(in(notch, 60ms), "nr");
+}
+
+TEST_F(EdgeStateTest, TheLeaveOfTheRowBeforeEndsNothing) {
+  const HerdrAgent other = agentOf("b");
+  previewPage();
+  edge_.hoverAgent(agent_, true);
+  edge_.hoverAgent(other, true);
+  edge_.hoverAgent(agent_, false);
+  EXPECT_EQ(shownAfter(60ms), "rpa");
+  edge_.hoverAgent(agent_, true);
+  edge_.hoverAgent(other, false);
+  edge_.hoverAgent(agent_, false);
+  shownAfter(1s);
+  EXPECT_EQ(conversation_, "shown ") << "the second row was left in time";
+}
+
 TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   desktop_.reduced = true;
   previewPage();
@@ -150,6 +191,12 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   EXPECT_EQ(shownAfter(1h), "P") << "the shortcut still works";
   edge_.keyPressed(PanelKey::close);
   EXPECT_EQ(shownAfter(1h), "n");
+  edge_.hideFor(2h);
+  for (const Duration later : std::initializer_list<Duration>{1s, 3h}) {
+    edge_.presentPanel();
+    EXPECT_TRUE(shownAfter(later).ends_with('P')) << "started again by somebody who looks for it";
+    EXPECT_TRUE(edge_.visible());
+  }
 }
 
 edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }
@@ -162,6 +209,21 @@ TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   const Rect panel = edge::panelFrame(small, edge::railFrame(small, {}), PanelTab::machines, {});
   EXPECT_EQ(panel, (Rect{8, 8, 384, 284}));
   EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
+}
+
+TEST(EdgeGeometry, TheHandleShowsTheMostUrgentLightsAndCountsTheOthers) {
+  using enum AgentLight;
+  std::vector<AgentLight> all(33, done);
+  all.push_back(needsYou);
+  all[12] = working;
+  const edge::NotchLights some = edge::notchLights(all);
+  EXPECT_EQ(some.shown, (std::vector{needsYou, working, done, done, done, done, done}));
+  EXPECT_EQ(some.more, 27);
+  EXPECT_EQ(edge::notchLights({idle, needsYou}).shown, (std::vector{needsYou, idle}));
+  EXPECT_EQ(edge::notchLights(std::vector(7, idle)).more, 0);
+  const Screen screen = {{0, 0, 1600, 900}, {0, 0, 1600, 900}};
+  EXPECT_EQ(edge::notchFrame(screen, countsOf(8)).height,
+            edge::notchFrame(screen, countsOf(7)).height + edge::kNotchMoreHeight);
 }
 
 }  // namespace

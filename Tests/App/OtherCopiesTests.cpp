@@ -123,13 +123,15 @@ class ResidentProgramTest : public OtherCopiesTest {
       done.push_back(what);
     };
     ResidentProgram program(preferences, copies, arguments,
-                            {.startDiscovery = [&] { starts("discovery"); },
+                            {.showRunning = [this] { return runsAlready; },
+                             .startDiscovery = [&] { starts("discovery"); },
                              .checkDiscovery = [&] { starts("check"); },
                              .stopDiscovery = [&] { done.push_back("stop"); }});
     done.push_back(program.launch() ? "launched" : "gave way");
     program.terminate();
     return std::move(done);
   }
+  bool runsAlready = false;  // a copy like this one, which shows itself when asked
 };
 
 TEST_F(ResidentProgramTest, EachKindOfRunDoesItsSteps) {
@@ -138,6 +140,10 @@ TEST_F(ResidentProgramTest, EachKindOfRunDoesItsSteps) {
   EXPECT_EQ(launch({"Ostrel", "--check-managed-fixture"}), (Sent{"launched"}));
   EXPECT_EQ(launch({"Ostrel", "--check-discovery-live"}), (Sent{"check", "launched"}));
   EXPECT_EQ(launch({"--check-odd-path"}), (Sent{"TERM 101", "launched"})) << "a fixture run, but no test run";
+  runsAlready = true;
+  EXPECT_EQ(launch({"Ostrel"}), (Sent{"gave way"})) << "started again: the one that runs is shown";
+  EXPECT_EQ(launch({"Ostrel", "file"}), (Sent{"TERM 101", "discovery", "launched", "stop"}));
+  runsAlready = false;
   processes.debugged = {101};
   EXPECT_EQ(launch({"Ostrel"}), (Sent{"gave way"}));
   EXPECT_EQ(launch({"Ostrel", "--x"}), (Sent{"discovery", "launched", "stop"}));

@@ -79,17 +79,21 @@ class ProviderConnectionsTest : public testing::Test {
 
 TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
   connections_.connect(AgentProvider::codex);
-  EXPECT_EQ(*model_.statusMessage, "Install Codex, then refresh connections.");
+  EXPECT_TRUE(
+      loop_.waitUntil([&] { return *model_.statusMessage == "Install Codex, then refresh connections."; }));
   connections_.refreshConnections();
+  EXPECT_TRUE(loop_.waitUntil([&] { return connections_.idle(); }));
   EXPECT_EQ(codex(), missing);
+  std::vector<ConnectionState> states;
+  const Subscription changes = connections_.connections.observe([&] { states.push_back(codex()); });
   // Each run leaves a byte.
   const std::string script = "#!/bin/sh\nprintf x >> '" + log_.string() +
                              "'\n[ \"$*\" = 'login status' ] && echo 'API key configured' >&2";
   fs::permissions(folder_.write("bin/codex", script), fs::perms::owner_all);
   connections_.refreshConnections();
   connections_.refreshConnections();
-  EXPECT_EQ(codex(), checking);
   EXPECT_TRUE(reaches(otherAccount, 1)) << "checks of one provider never overlap";
+  EXPECT_EQ(states, (std::vector{checking, otherAccount}));
 
   // A sign-in is watched while somebody looks, for two minutes in all.
   connections_.connect(AgentProvider::codex);
@@ -104,6 +108,27 @@ TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
     ASSERT_TRUE(reaches(otherAccount, 1 + i));
   }
   EXPECT_FALSE(loop_.nextTimer());
+}
+
+TEST_F(ProviderConnectionsTest, HerdrIsLookedForAtMostOnceInSomeSeconds) {
+  const auto place = [&](const std::string& chosen = {}) {
+    for (int i = 0; i < 20; ++i)
+      connections_.lookForHerdr(chosen);  // as often as the page is drawn in a second
+    EXPECT_TRUE(loop_.waitUntil([&] { return connections_.idle(); }));
+    return connections_.herdr->executable.value_or("none").filename();
+  };
+  connections_.lookForHerdr("");
+  EXPECT_FALSE(connections_.herdr->known) << "not on the spot: the disk may take its time";
+  EXPECT_EQ(place(), "none");
+  EXPECT_TRUE(connections_.herdr->known);
+  const fs::path tool = folder_.write("bin/herdr", "#!/bin/sh\n");
+  fs::permissions(tool, fs::perms::owner_all);
+  loop_.advance(4s);
+  EXPECT_EQ(place(), "none");
+  loop_.advance(1s);
+  EXPECT_EQ(place(), "herdr");
+  EXPECT_EQ(place("/not/there"), "none") << "another choice is looked at at once";
+  EXPECT_EQ(place(tool), "herdr");
 }
 
 TEST_F(ProviderConnectionsTest, TheScriptOfATerminalRunsItsCommandAndWaits) {

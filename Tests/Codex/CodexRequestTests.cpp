@@ -232,6 +232,15 @@ TEST(CodexCardModel, KeepsWhatWasEntered) {
       shown += std::to_string(static_cast<int>(line.kind)) + line.text + "\n";
   }
   EXPECT_EQ(shown, "3@@ -1\n2-a\n1+b\n0 c\n2-+x\n");
+
+  // As Codex tells of a file that gets another name: its new place is told before what becomes of it.
+  const auto moved = diffLines({"/f", "update", "@@ -1\n-a\n+Moved to: c\n\n\nMoved to: /b\n"});
+  ASSERT_EQ(moved.size(), 4u);
+  EXPECT_EQ(moved[0], (DiffLine{DiffLine::Kind::place, "Moved to: /b"}));
+  EXPECT_EQ(moved[3].text, "+Moved to: c");
+  EXPECT_EQ(diffLines({"/f", "update", "Moved to: /b"}).size(), 1u) << "a new name alone";
+  EXPECT_EQ(diffLines({"/f", "add", "a\nMoved to: /b"})[1].text, "+Moved to: /b")
+      << "what stands in the file";
 }
 
 }  // namespace

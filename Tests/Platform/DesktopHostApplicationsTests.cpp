@@ -33,6 +33,22 @@ TEST(DesktopEntry, NamesTheProgramOfGraphicalHosts) {
   }
 }
 
+TEST(DesktopHostApplications, AreCalledAsTheDesktopCallsThem) {
+  TemporaryFolder folder;
+  const std::string first = folder.write("bin/gnome-terminal", "").string();
+  const std::string second = folder.write("bin/plain", "").string();
+  folder.write("data/applications/a.desktop",
+               entry("gnome-terminal",
+                     "Categories=TerminalEmulator;\nName[de]=Konsole\nName = Terminal \n"
+                     "[Desktop Action new]\nName=New Window\n"));
+  folder.write("data/applications/b.desktop", entry("plain"));
+  DesktopHostApplications hosts({folder.path() / "data"}, folder.path() / "bin");
+  ASSERT_EQ(hosts.hostOf(first, {}), first);
+  EXPECT_EQ(hosts.nameOf(first), "Terminal");
+  EXPECT_EQ(hosts.nameOf(second), std::nullopt);
+  EXPECT_LE(DesktopEntry::name(entry("x", "Name=" + std::string(9999, 'n')))->size(), 200u);
+}
+
 TEST(DesktopHostApplications, RecogniseAHostByItsProgramItsInstallationAndItsHelpers) {
   TemporaryFolder folder;
   const auto put = [&](const fs::path& name) { return folder.write(name, "").string(); };

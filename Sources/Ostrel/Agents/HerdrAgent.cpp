@@ -74,7 +74,8 @@ AgentHost HerdrAgent::host() const {
   if (isCodexLive()) return {Kind::codexApp, {}, {}};
   if (externalProcess && externalProcess->hostApp) {
     const std::string& path = *externalProcess->hostApp;
-    return {Kind::app, path, std::string(withoutExtension(text::lastPathComponent(path)))};
+    const auto& name = externalProcess->hostName;
+    return {Kind::app, path, name ? *name : std::string(withoutExtension(text::lastPathComponent(path)))};
   }
   if (isExternal() && !herdrOwned) return {Kind::none, {}, {}};
   return {Kind::herdr, {}, {}};

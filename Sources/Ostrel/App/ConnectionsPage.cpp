@@ -1,6 +1,7 @@
 #include "App/ConnectionsPage.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include <fmt/format.h>
@@ -61,6 +62,8 @@ ConnectionRow ofHerdr(const ConnectionFacts& facts) {
       row.buttons.push_back({ConnectionAction::startSession, "Start a session"});
   } else if (facts.herdr) {
     row.buttons = {{ConnectionAction::connect, "Connect"}};
+  } else if (!facts.herdrKnown) {
+    row.state = "Checking…";
   } else {
     row.state = "Not found";
     if (row.note.empty()) row.note = "Herdr was not found. Install it or choose its executable below.";
@@ -111,8 +114,10 @@ ConnectionsSource ConnectionsSource::of(ProviderConnections& providers, HerdrCli
   source.facts = [&] {
     HerdrLink& link = client.link();
     IntegrationSetup& setup = client.integrations();
+    providers.lookForHerdr(*link.executablePath());
     return ConnectionFacts{.providers = *providers.connections,
-                           .herdr = link.resolveExecutable(),
+                           .herdr = providers.herdr->executable,
+                           .herdrKnown = providers.herdr->known,
                            .linkStatus = link.status(),
                            .linkError = *link.error(),
                            .active = *link.active(),
@@ -148,7 +153,9 @@ ConnectionsSource ConnectionsSource::of(ProviderConnections& providers, HerdrCli
     }
   };
   source.observe = [&](ChangeSignal::Observer observer) {
-    return providers.connections.observe(std::move(observer));
+    const auto shared = std::make_shared<ChangeSignal::Observer>(std::move(observer));
+    return Registration([first = providers.connections.observe([shared] { (*shared)(); }),
+                         second = providers.herdr.observe([shared] { (*shared)(); })] {});
   };
   source.executable = [&] { return *client.link().executablePath(); };
   source.session = [&] { return *client.link().sessionName(); };

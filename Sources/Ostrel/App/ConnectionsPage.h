@@ -20,6 +20,7 @@ namespace ostrel {
 struct ConnectionFacts {
   std::map<AgentProvider, ConnectionState> providers{};
   std::optional<std::filesystem::path> herdr{};  // its executable
+  bool herdrKnown = true;                        // false: it is being looked for
   std::string linkStatus{};                      // "Connected · 2 sessions"
   std::optional<std::string> linkError{};
   bool active = false;  // a link is wanted

@@ -1,6 +1,7 @@
 #include "App/EdgeGeometry.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ostrel::edge {
 
@@ -27,6 +28,14 @@ int panelHeight(PanelTab tab, int selectorRows) {
 
 }  // namespace
 
+NotchLights notchLights(std::vector<AgentLight> all) {
+  std::ranges::sort(all);
+  const std::size_t shown = std::min<std::size_t>(all.size(), kNotchLightLimit);
+  const int more = static_cast<int>(all.size() - shown);
+  all.resize(shown);
+  return {std::move(all), more};
+}
+
 int railRows(const Screen& screen, const Counts& counts) {
   if (counts.agents == 0 || railCollapsedHeight(counts.agents, counts) <= screen.visible.height)
     return counts.agents;
@@ -41,8 +50,9 @@ int railCollapsedHeight(int rows, const Counts& counts) {
 
 Rect notchFrame(const Screen& screen, const Counts& counts) {
   const int lights = counts.notchLights ? std::min(counts.lights, kNotchLightLimit) : 0;
-  const int height =
-      (lights > 0 ? 18 + kNotchLightPitch * lights : 56) + (counts.updateOffered ? kNotchLightPitch : 0);
+  const int height = (lights > 0 ? 18 + kNotchLightPitch * lights : 56) +
+                     (lights > 0 && counts.lights > lights ? kNotchMoreHeight : 0) +
+                     (counts.updateOffered ? kNotchLightPitch : 0);
   return {screen.frame.right() - kNotchWidth, screen.visible.middleY() - height / 2, kNotchWidth, height};
 }
 

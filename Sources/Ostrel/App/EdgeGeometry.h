@@ -6,6 +6,9 @@
 // panel.
 #pragma once
 
+#include <vector>
+
+#include "Agents/HerdrAgent.h"
 #include "Platform/Geometry.h"
 #include "Platform/Screens.h"
 
@@ -20,7 +23,7 @@ namespace edge {
 struct Counts {
   int agents = 0;           // the rows that the rail would like to show
   int lights = 0;           // the agents that have a light
-  int selectorRows = 0;     // rows of the agent list, its headings converted
+  int selectorRows = 0;     // rows of the agent list, its headings and the problems above it converted
   bool notchLights = true;  // lights on the handle are wanted
   bool updateOffered = false;
   bool operator==(const Counts&) const = default;
@@ -29,6 +32,7 @@ struct Counts {
 inline constexpr int kNotchWidth = 26;
 inline constexpr int kNotchLightLimit = 7;  // more would make a long handle that nobody reads
 inline constexpr int kNotchLightPitch = 17;
+inline constexpr int kNotchMoreHeight = 13;  // the number of the agents without a light
 inline constexpr int kRailWidth = 54;
 inline constexpr int kRailRowHeight = 22;
 inline constexpr int kRailMoreHeight = 18;  // the row that counts the agents without a row
@@ -38,6 +42,13 @@ inline constexpr int kPillRoom = 112;  // four of them, below the collapsed rail
 inline constexpr int kSelectorRowHeight = 54;
 inline constexpr Size kAgentWindowSize = {560, 580};  // of a conversation that nobody has resized
 inline constexpr Size kSmallestAgentWindow = {416, 300};
+
+// What the handle shows of all lights: the most urgent first, and how many more there are.
+struct NotchLights {
+  std::vector<AgentLight> shown;
+  int more = 0;
+};
+NotchLights notchLights(std::vector<AgentLight> all);
 
 // The agents that get a row of their own: all of them, as far as the rail fits the visible screen.
 int railRows(const Screen& screen, const Counts& counts);

@@ -33,10 +33,17 @@ void EdgeState::pointerEnteredNotch() {
 
 void EdgeState::keyWindowChanged() { reconsider(); }
 
-void EdgeState::menuOpened() { menuTracking_ = true; }
+// What the pointer was about to bring out stays in: windows that come or go take an open menu with them.
+void EdgeState::menuOpened() {
+  menuTracking_ = true;
+  hoverStarted_.reset();
+  pageTimer_.reset();
+  agentTimer_.reset();
+}
 
 void EdgeState::menuClosed() {
   menuTracking_ = false;
+  menuClosed_ = ports_.loop.now();
   departureStarted_.reset();
   reconsider();
 }
@@ -61,6 +68,8 @@ void EdgeState::clicked(Point place) {
 void EdgeState::hoverPage(std::optional<RailPage> page) {
   pageTimer_.reset();
   if (!page || *model_.showingNewSession || menuTracking_) return;
+  if (menuClosed_ && ports_.loop.now() - *menuClosed_ < kMenuLeaves) leftByMenu_ = true;
+  if (leftByMenu_) return;
   if (*model_.isPanelVisible) {
     turnTo(*page);
   } else if (ports_.preferences.boolean(OstrelSetting::openOnHover)) {
@@ -71,6 +80,8 @@ void EdgeState::hoverPage(std::optional<RailPage> page) {
     });
   }
 }
+
+void EdgeState::leaveRail() { leftByMenu_ = false; }
 
 void EdgeState::hoverPill(bool inside) {
   pillTimer_.reset();
@@ -100,10 +111,22 @@ void EdgeState::togglePanel() {
   }
 }
 
+void EdgeState::presentPanel() {
+  if (!edgeEnabled_) toggleVisibility();
+  if (*model_.isPanelVisible) {
+    revealPanel(false);
+  } else {
+    openPage(RailPage::agents);
+  }
+}
+
 void EdgeState::hoverAgent(const HerdrAgent& agent, bool inside) {
+  // A row is left after the next one is entered: then it is none of the row's business any more.
+  if (!inside && hoveredAgent_ != agent.id()) return;
   agentTimer_.reset();
+  hoveredAgent_ = inside ? std::optional(agent.id()) : std::nullopt;
   // Somebody who types into a conversation keeps it.
-  if (!inside || ports_.windows.isKey(EdgeWindow::agent)) return;
+  if (!inside || menuTracking_ || ports_.windows.isKey(EdgeWindow::agent)) return;
   agentTimer_ = ports_.loop.after(kAgentDelay, [this, agent] {
     if (*model_.isPanelVisible && !ports_.windows.isKey(EdgeWindow::agent)) openLive(agent, true);
   });
@@ -221,7 +244,7 @@ bool EdgeState::isOver(EdgeWindow window, int dx, int dy) const {
 }
 
 void EdgeState::followNotch() {
-  if (!isOver(EdgeWindow::notch, 0, 0)) {
+  if (menuTracking_ || !isOver(EdgeWindow::notch, 0, 0)) {
     hoverStarted_.reset();
   } else if (passed(hoverStarted_, kNotchDelay)) {
     setRailRevealed(true);

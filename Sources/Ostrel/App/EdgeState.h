@@ -35,6 +35,8 @@ class EdgeState {
   static constexpr Duration kAgentDelay = std::chrono::milliseconds(60);
   // How long the pointer may be away before what it opened goes.
   static constexpr Duration kDeparture = std::chrono::milliseconds(300);
+  // A pointer that is on the rail so soon after a menu went has been left there by the menu.
+  static constexpr Duration kMenuLeaves = std::chrono::milliseconds(500);
   // Lengths of motions; all of them are none with reduced motion, unlike the delays above.
   static constexpr Duration kNotchLeaves = std::chrono::milliseconds(240);
   static constexpr Duration kRailLeaves = std::chrono::milliseconds(140);
@@ -75,9 +77,11 @@ class EdgeState {
 
   // What the views ask for.
   void hoverPage(std::optional<RailPage> page);  // the pointer is on that button, or on none
+  void leaveRail();                              // the pointer is on the rail no longer
   void hoverPill(bool inside);                   // the pill of further pages, open or not
   void openPage(RailPage page);                  // a click on it; on the page that stays open: closes it
   void togglePanel();                            // the agent list, or nothing
+  void presentPanel();                           // whatever is hidden: the person looks for it
   void hoverAgent(const HerdrAgent& agent, bool inside);
   void openAgent(const HerdrAgent& agent);
   void closeAgent();
@@ -137,6 +141,8 @@ class EdgeState {
   bool edgeEnabled_ = true;
   bool railRevealed_ = false;
   bool menuTracking_ = false;
+  std::optional<TimePoint> menuClosed_;
+  bool leftByMenu_ = false;              // the pointer, on the rail: what it is on there means nothing
   bool panelOpenedByHover_ = false;      // a preview that has not been clicked
   bool agentVisible_ = false;            // the conversation window
   bool livePreview_ = false;             // it is a preview
@@ -154,6 +160,7 @@ class EdgeState {
   Timer pageTimer_;
   Timer pillTimer_;
   Timer agentTimer_;
+  std::optional<std::string> hoveredAgent_;  // the id of the one below the pointer
   Timer panelOutTimer_;
   Timer unhideTimer_;
   Subscription newSession_;

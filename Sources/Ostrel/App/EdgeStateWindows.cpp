@@ -109,7 +109,7 @@ edge::Counts EdgeState::counts() const {
   const int agents = model_.agentCount();
   return {.agents = agents,
           .lights = agents,
-          .selectorRows = model_.selectorRowCount(),
+          .selectorRows = model_.selectorRowCount() + static_cast<int>(model_.problems->size()),
           .notchLights = ports_.preferences.boolean(OstrelSetting::notchLights),
           .updateOffered = updateOffered_};
 }

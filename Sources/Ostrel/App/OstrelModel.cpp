@@ -141,6 +141,7 @@ std::string OstrelModel::selectorSummary() const {
   if (working > 0) pieces.push_back(fmt::format("{} working", working));
   if (done > 0) pieces.push_back(fmt::format("{} done", done));
   if (!pieces.empty()) return fmt::format("{}", fmt::join(pieces, " · "));
+  if (lights.empty() && !problems->empty()) return "No agents found";
   return lights.size() == 1 ? "1 agent · all quiet" : fmt::format("{} agents · all quiet", lights.size());
 }
 

@@ -94,6 +94,7 @@ class OstrelModel {
   Published<bool> notchAway;          // the handle has slid off
   Published<bool> isPanelVisible;
   Published<std::optional<std::string>> statusMessage;  // one line about what was asked for
+  Published<std::vector<std::string>> problems;         // why the list may not be whole
 
  private:
   void deliver();

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "Runtime/Files.h"
 #include "Runtime/Json.h"
 #include "Runtime/Subprocess.h"
 #include "Runtime/Text.h"
@@ -72,21 +73,29 @@ ConnectionState ProviderConnections::ofClaude(std::string_view output) {
 
 void ProviderConnections::refreshConnections() {
   for (const AgentProvider id : {AgentProvider::codex, AgentProvider::claude}) {
-    const auto executable = ports_.tools.find(about(id).command);
-    if (!executable) {
-      setState(id, ConnectionState::missing);
-      continue;
-    }
-    const auto known = connections->find(id);
-    if (known == connections->end() || known->second == ConnectionState::missing)
-      setState(id, ConnectionState::checking);
-    if (pending_.insert(id).second) tasks_.start(check(id, executable->string()));
+    if (pending_.insert(id).second) tasks_.start(check(id));
   }
 }
 
-Task<void> ProviderConnections::check(AgentProvider provider, std::string executable) {
+// Every folder of the search path may lie on a disk that is slow or has gone.
+Task<std::optional<std::filesystem::path>> ProviderConnections::find(std::string name) {
+  co_return co_await ports_.pool.run(
+      [&tools = ports_.tools, name = std::move(name)](std::stop_token) { return tools.find(name); });
+}
+
+Task<void> ProviderConnections::check(AgentProvider provider) {
+  const auto found = co_await find(about(provider).command);
+  if (!found) {
+    pending_.erase(provider);
+    setState(provider, ConnectionState::missing);
+    co_return;
+  }
+  const auto known = connections->find(provider);
+  if (known == connections->end() || known->second == ConnectionState::missing)
+    setState(provider, ConnectionState::checking);
   ConnectionState state = ConnectionState::disconnected;
   try {
+    std::string executable = found->string();
     // Codex answers on standard error, Claude Code on standard output: both are judged.
     state = co_await ports_.pool.run([provider, executable = std::move(executable),
                                       environment = ports_.tools.environment(false)](std::stop_token stop) {
@@ -102,17 +111,46 @@ Task<void> ProviderConnections::check(AgentProvider provider, std::string execut
   setState(provider, state);
 }
 
-void ProviderConnections::connect(AgentProvider id) {
+void ProviderConnections::connect(AgentProvider id) { tasks_.start(signIn(id)); }
+
+Task<void> ProviderConnections::signIn(AgentProvider id) {
   const Provider& provider = about(id);
-  if (!ports_.tools.find(provider.command)) {
+  const auto found = co_await find(provider.command);
+  if (!found) {
     tasks_.start(openGuide(provider.guide));
     model_.statusMessage.set(provider.install);
-    return;
+    co_return;
   }
   model_.statusMessage.set("Finish signing in in your browser. The connection updates automatically.");
   tasks_.start(openTerminal(provider.signIn, provider.connect));
   signInChecks_ = kSignInChecks;
   followSignIn();
+}
+
+void ProviderConnections::lookForHerdr(const std::string& chosen) {
+  const TimePoint now = ports_.loop.now();
+  const bool same = searched_ && chosen == chosenHerdr_;
+  chosenHerdr_ = chosen;
+  if (searching_ || (same && now - *searched_ < kSearchInterval)) return;
+  searched_ = now;
+  searching_ = true;
+  tasks_.start(search());
+}
+
+Task<void> ProviderConnections::search() {
+  Place place{.known = true};
+  std::string chosen;
+  do {
+    chosen = chosenHerdr_;
+    // A stale choice is not replaced by a search, so that it fails visibly.
+    place.executable = co_await ports_.pool.run(
+        [&tools = ports_.tools, chosen](std::stop_token) -> std::optional<std::filesystem::path> {
+          if (chosen.empty()) return tools.find("herdr");
+          return files::isExecutable(chosen) ? std::optional(std::filesystem::path(chosen)) : std::nullopt;
+        });
+  } while (chosen != chosenHerdr_);
+  searching_ = false;
+  herdr.set(std::move(place));
 }
 
 bool ProviderConnections::watched() const {

@@ -2,6 +2,7 @@
 // in; and the way to sign in. Main thread only; the checks run in the background.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
@@ -37,6 +38,9 @@ class ProviderConnections {
   // The program coming to the front checks them at most this often.
   static constexpr Duration kActivationInterval = std::chrono::minutes(1);
 
+  // Herdr's executable is looked for at most this often, unless the person has chosen another.
+  static constexpr Duration kSearchInterval = std::chrono::seconds(5);
+
   // `model` says whether the connections are looked at, and shows what was asked of the person.
   ProviderConnections(Ports ports, OstrelModel& model);
 
@@ -44,10 +48,21 @@ class ProviderConnections {
   // between, except `missing`.
   Published<std::map<AgentProvider, ConnectionState>> connections;
 
+  // Where Herdr is; not known before the first search has ended.
+  struct Place {
+    bool known = false;
+    std::optional<std::filesystem::path> executable{};
+    bool operator==(const Place&) const = default;
+  };
+  Published<Place> herdr;
+  // Looks for it in the background, for somebody who sees it: as often as it is called, within
+  // `kSearchInterval`. `chosen` is the person's own choice; empty: what is installed.
+  void lookForHerdr(const std::string& chosen);
+
   // Checks both; a check that still runs is left to finish.
   void refreshConnections();
-  // No check runs at present.
-  bool idle() const { return pending_.empty(); }
+  // No check or search runs at present.
+  bool idle() const { return pending_.empty() && !searching_; }
   // Opens the provider's sign-in in a terminal, or its setup guide where it is not installed.
   void connect(AgentProvider provider);
   // The program has come to the front.
@@ -58,7 +73,10 @@ class ProviderConnections {
   static ConnectionState ofClaude(std::string_view output);
 
  private:
-  Task<void> check(AgentProvider provider, std::string executable);
+  Task<void> check(AgentProvider provider);
+  Task<std::optional<std::filesystem::path>> find(std::string name);
+  Task<void> search();
+  Task<void> signIn(AgentProvider provider);
   Task<void> openTerminal(std::string command, std::string name);
   Task<void> openGuide(std::string url);
   void setState(AgentProvider provider, ConnectionState state);
@@ -69,6 +87,9 @@ class ProviderConnections {
   OstrelModel& model_;
   std::set<AgentProvider> pending_;
   std::optional<TimePoint> lastActivation_;
+  std::string chosenHerdr_;
+  std::optional<TimePoint> searched_;
+  bool searching_ = false;
   int signInChecks_ = 0;  // still to be made
   Timer refreshTimer_;
   Subscription panel_;

@@ -16,6 +16,7 @@ ResidentProgram::ResidentProgram(OstrelPreferences& preferences, OtherCopies& co
       steps_(std::move(steps)) {}
 
 bool ResidentProgram::launch() {
+  if (arguments_.size() <= 1 && steps_.showRunning()) return false;
   preferences_.migrate();
   preferences_.shared().registerDefaults(OstrelSetting::defaults());
   if (!launch::isTestRun(arguments_) && copies_.quitOtherCopies()) return false;

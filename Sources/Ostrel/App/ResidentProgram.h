@@ -14,6 +14,9 @@ namespace ostrel {
 class ResidentProgram {
  public:
   struct Steps {
+    // Lets a copy that is like this one show itself; true when it did, and this one is not needed. Asked only
+    // where the program was started without arguments, as a person does.
+    std::function<bool()> showRunning = [] { return false; };
     // Makes the windows, so that what discovery finds has somewhere to go; and, once it has begun, shows the
     // edge. Nothing where there is no display.
     std::function<void()> makeWindows = [] {};
@@ -30,8 +33,8 @@ class ResidentProgram {
   ResidentProgram(OstrelPreferences& preferences, OtherCopies& copies, std::vector<std::string> arguments,
                   Steps steps);
 
-  // Everything up to the first scan. False when another copy is under a debugger and this one must end
-  // instead: then nothing was started.
+  // Everything up to the first scan. False when a copy like this one has shown itself, or when another
+  // is under a debugger: then nothing was started, and this one must end.
   bool launch();
   // To be called once before the program ends, launched or not.
   void terminate();

@@ -53,7 +53,9 @@ ClaudePermissionServer::~ClaudePermissionServer() { close(); }
 void ClaudePermissionServer::start() {
   if (listener_ || path_.empty() || path_.size() >= permissionSocket::kRoom) return;
   retry_.reset();
-  switch (occupant(path_, permissionSocket::address(path_.c_str()))) {
+  const Occupant found = occupant(path_, permissionSocket::address(path_.c_str()));
+  taken_.set(found == Occupant::server);
+  switch (found) {
     case Occupant::server:
       retry_ = loop_.after(kTakenRetry, [this] { start(); });
       return;

@@ -65,6 +65,8 @@ class ClaudePermissionServer {
   // Closes every connection without a decision and removes the socket file.
   void stop();
   bool listening() const { return static_cast<bool>(listener_); }
+  // Another instance had the socket when we last looked: its person gets the prompts.
+  Published<bool>& taken() { return taken_; }
 
   // Open requests, oldest first.
   Published<std::vector<ClaudePermissionRequest>>& requests() { return requests_; }
@@ -106,6 +108,7 @@ class ClaudePermissionServer {
   UniqueFd listener_;
   Watch listenerWatch_;
   Timer retry_;       // set while another instance has the socket, or while descriptors are short
+  Published<bool> taken_{false};
   dev_t device_ = 0;  // of the socket file that is ours
   ino_t inode_ = 0;
   std::map<Key, Connection> connections_;

@@ -79,6 +79,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
   for (Subscription& each : selected_.shown().observe([this] { changes_.notify(); }))
     subscriptions_.push_back(std::move(each));
   tell(permissions_.requests());
+  tell(permissions_.taken());
   tell(codexRequests_.requests());
   tell(codexRequests_.sent());
   tell(codexRequests_.connectedThreads());

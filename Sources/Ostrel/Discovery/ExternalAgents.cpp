@@ -107,6 +107,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.herdrOwned =
       anyAncestor(process, own, [](const ExternalProcess& ancestor) { return ancestor.name() == "herdr"; });
   if (!agent.herdrOwned) agent.externalProcess->hostApp = hostApp(table, process, hosts);
+  if (const auto& host = agent.externalProcess->hostApp)
+    agent.externalProcess->hostName = sources_.hosts.nameOf(*host);
 
   OpenFiles files = openFiles(sources_.processes.openFiles(pid));
   agent.paneID = fmt::format("{}:{}", process.pid, process.started);

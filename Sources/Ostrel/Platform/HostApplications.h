@@ -20,6 +20,8 @@ class HostApplications {
   // in an interpreter. Any thread; answers from memory once the installed entries were read.
   virtual std::optional<std::string> hostOf(const std::string& executable,
                                             const std::vector<std::string>& arguments) = 0;
+  // What the desktop calls the host that `hostOf` named; nothing where it has no name of its own. Any thread.
+  virtual std::optional<std::string> nameOf(const std::string& /*host*/) { return std::nullopt; }
 };
 
 }  // namespace ostrel

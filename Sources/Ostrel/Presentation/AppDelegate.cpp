@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 
 #include "App/Launch.h"
+#include "App/ListProblems.h"
 #include "Runtime/Failure.h"
 #include "SampleConversation.h"
 #include "TerminalWindow.h"
@@ -71,6 +72,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
       connections_({parts_.loop, parts_.pool, parts_.tools, terminal_, parts_.urls}, model_),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
+      screens_(parts_.loop),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
       edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
@@ -118,6 +120,10 @@ void AppDelegate::makeWindows() {
   }
   alerts_.requestPermission();
   shortcut_.update();
+  // Before the windows are laid out for it.
+  problems_ = model_.observe([this] {
+    if (!samples_) model_.problems.set(listProblems(parts_.client));
+  });
   model_.onAgents = [this](const std::vector<AgentWithLight>& agents) { alerts_.update(agents); };
 }
 
@@ -137,6 +143,7 @@ void AppDelegate::showWindows() {
 
 void AppDelegate::followDesktop() {
   const auto changed = [this] {
+    screens_.forget();
     edge_.screensChanged();
     rail_.refresh();  // as many rows as fit
   };
@@ -155,6 +162,7 @@ void AppDelegate::followDesktop() {
   });
   QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &engine_, changed);
   QObject::connect(qGuiApp, &QGuiApplication::primaryScreenChanged, &engine_, changed);
+  screens_.onAreas = changed;
 }
 
 void AppDelegate::followClicks() {

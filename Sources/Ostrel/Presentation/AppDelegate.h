@@ -19,6 +19,7 @@
 #include "ConversationBridge.h"
 #include "DesktopModule.h"
 #include "DesktopNotifications.h"
+#include "DesktopScreens.h"
 #include "DesktopSounds.h"
 #include "EdgeBridges.h"
 #include "NestedLoop.h"
@@ -54,6 +55,7 @@ class AppDelegate final : public Desktop {
 
   void makeWindows() override;
   void showWindows() override;
+  void showPanel() override { edge_.presentPanel(); }
   void run() override;
   void stop() override;
 
@@ -101,6 +103,7 @@ class AppDelegate final : public Desktop {
   ConversationBridge conversation_;
   Registration clicks_;
   Subscription panelVisible_;
+  Subscription problems_;
 };
 
 }  // namespace ostrel

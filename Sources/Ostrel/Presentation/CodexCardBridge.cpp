@@ -116,6 +116,8 @@ QString CodexCardBridge::toolArguments() const {
   return model_.card().tool ? words::exact(model_.card().tool->arguments) : QString();
 }
 
+QString CodexCardBridge::link() const { return words::exact(model_.card().link); }
+
 QString CodexCardBridge::unsupported() const { return words::shown(model_.card().unsupported); }
 
 const RequestChoice* CodexCardBridge::choiceOf(std::string_view id) const {

@@ -75,6 +75,7 @@ class CodexCardBridge final : public RequestCard {
   Q_PROPERTY(bool deciding READ deciding CONSTANT)
   Q_PROPERTY(bool skippable READ skippable CONSTANT)
   Q_PROPERTY(bool hasLink READ hasLink CONSTANT)
+  Q_PROPERTY(QString link READ link CONSTANT)
   Q_PROPERTY(bool linkOpened READ linkOpened NOTIFY changed)
   Q_PROPERTY(ostrel::RowModel* choices READ choices CONSTANT)
   Q_PROPERTY(bool sent READ sent NOTIFY changed)
@@ -107,6 +108,7 @@ class CodexCardBridge final : public RequestCard {
   // Whether to press a choice is all that is asked.
   bool deciding() const { return model_.card().step == CodexCard::Step::none; }
   bool skippable() const { return model_.card().skippable; }
+  QString link() const;  // its address, as it would be opened
   bool hasLink() const { return model_.card().step == CodexCard::Step::link; }
   bool linkOpened() const;
   RowModel* choices() { return &choices_; }

@@ -48,6 +48,8 @@ class Desktop {
   virtual void makeWindows() = 0;
   // The handle comes to the edge.
   virtual void showWindows() = 0;
+  // Brings the panel forward, with the keyboard: the person has started the program again.
+  virtual void showPanel() = 0;
   // Serves the program's loop inside the desktop's own until `stop`.
   virtual void run() = 0;
   virtual void stop() = 0;

@@ -28,9 +28,26 @@ DesktopNotifications::DesktopNotifications(std::function<void(std::string_view)>
 
 void DesktopNotifications::post(const Banner& banner) {
   const QString agent = words::of(banner.agent);
+  if (const auto before = waiting_.find(agent); before != waiting_.end()) {
+    *before = banner;
+    return;
+  }
+  waiting_.insert(agent, std::nullopt);
+  send(banner);
+}
+
+void DesktopNotifications::sent(const QString& agent) {
+  const std::optional<Banner> next = waiting_.take(agent);
+  if (next) post(*next);
+}
+
+void DesktopNotifications::send(const Banner& banner) {
+  const QString agent = words::of(banner.agent);
+  // Titles are text everywhere; bodies are not.
+  const QString body = words::of(banner.body);
   QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
   call.setArguments({QStringLiteral("Ostrel"), ids_.value(agent, 0), QString(), words::of(banner.title),
-                     words::of(banner.body), QStringList{kOpen, QStringLiteral("Open")},
+                     markup_ ? body.toHtmlEscaped() : body, QStringList{kOpen, QStringLiteral("Open")},
                      QVariantMap{{QStringLiteral("urgency"), QVariant::fromValue(uchar{1})}}, -1});
   auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, agent] {
@@ -42,6 +59,7 @@ void DesktopNotifications::post(const Banner& banner) {
       complainOnce();
     }
     watcher->deleteLater();
+    sent(agent);
   });
 }
 
@@ -49,10 +67,15 @@ void DesktopNotifications::requestPermission() {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;  // which was said
   const QDBusMessage call =
-      QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("GetServerInformation"));
+      QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("GetCapabilities"));
   auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-    if (watcher->isError()) complainOnce();
+    const QDBusPendingReply<QStringList> reply = *watcher;
+    if (reply.isValid()) {
+      markup_ = reply.value().contains(QStringLiteral("body-markup"));
+    } else {
+      complainOnce();
+    }
     watcher->deleteLater();
   });
 }

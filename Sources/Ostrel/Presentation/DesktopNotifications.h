@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QObject>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "Platform/Notifications.h"
@@ -19,7 +20,8 @@ class DesktopNotifications final : public QObject, public Notifications {
 
   void post(const Banner& banner) override;
   void onClick(Clicked clicked) override { clicked_ = std::move(clicked); }
-  // The service shows what the person lets it show: this only finds out whether there is one.
+  // The service shows what the person lets it show: this only finds out whether there is one, and whether it
+  // reads markup.
   void requestPermission() override;
 
  private Q_SLOTS:
@@ -28,10 +30,15 @@ class DesktopNotifications final : public QObject, public Notifications {
 
  private:
   void complainOnce();
+  void send(const Banner& banner);
+  void sent(const QString& agent);
 
   std::function<void(std::string_view)> complain_;
   Clicked clicked_;
   QHash<QString, uint> ids_;  // by agent, what is shown
+  // By agent, what waits until the service has told the number of the banner before, which it is to replace.
+  QHash<QString, std::optional<Banner>> waiting_;
+  bool markup_ = true;  // the service reads bodies as markup, unless it has said that it does not
 };
 
 }  // namespace ostrel

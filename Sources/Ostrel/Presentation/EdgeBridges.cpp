@@ -29,16 +29,18 @@ NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
 
 void NotchBridge::refresh() {
   std::vector<Row> rows;
+  int more = 0;
   if (parts_.preferences.boolean(OstrelSetting::notchLights)) {
-    for (const AgentLight light : parts_.model.notchLights()) {
-      if (rows.size() == edge::kNotchLightLimit) break;
+    const edge::NotchLights lights = edge::notchLights(parts_.model.notchLights());
+    for (const AgentLight light : lights.shown)
       rows.push_back({QString::number(rows.size()), {static_cast<int>(light)}});
-    }
+    more = lights.more;
   }
   lights_.set(rows);
   QString summary = words::of(parts_.model.notchSummary());
-  if (summary == summary_) return;
+  if (summary == summary_ && more == more_) return;
   summary_ = std::move(summary);
+  more_ = more;
   Q_EMIT changed();
 }
 
@@ -90,7 +92,10 @@ int RailBridge::entranceDelay(int index) const {
       duration_cast<std::chrono::milliseconds>(rail::entranceDelay(index, expanded(), false)).count());
 }
 
-void RailBridge::hover(bool inside) {
+void RailBridge::hover(const QString& key, bool inside) {
+  // A row is left after the next one is entered.
+  if (!inside && hovered_ != key) return;
+  hovered_ = inside ? key : QString();
   parts_.edge.hoverPage(inside ? std::optional(RailPage::agents) : std::nullopt);
 }
 

@@ -30,6 +30,7 @@ class NotchBridge final : public QObject {
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
   Q_PROPERTY(ostrel::RowModel* lights READ lights CONSTANT)
+  Q_PROPERTY(int more READ more NOTIFY changed)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(bool away READ away NOTIFY awayChanged)
 
@@ -37,6 +38,7 @@ class NotchBridge final : public QObject {
   explicit NotchBridge(BridgeParts parts);
 
   RowModel* lights() { return &lights_; }
+  int more() const { return more_; }  // agents without a light there
   QString summary() const { return summary_; }
   bool away() const { return *parts_.model.notchAway; }
   // After a change of the model or of a setting.
@@ -53,6 +55,7 @@ class NotchBridge final : public QObject {
  private:
   BridgeParts parts_;
   RowModel lights_{{"light"}};
+  int more_ = 0;
   QString summary_;
   std::vector<Subscription> subscriptions_;
 };
@@ -76,8 +79,9 @@ class RailBridge final : public QObject {
   void refresh();
 
   Q_INVOKABLE int entranceDelay(int index) const;  // milliseconds
-  Q_INVOKABLE void hover(bool inside);
-  Q_INVOKABLE void open(const QString& key);  // an agent's row, or one that stands for the list
+  Q_INVOKABLE void hover(const QString& key, bool inside);
+  Q_INVOKABLE void left() { parts_.edge.leaveRail(); }  // the whole of it
+  Q_INVOKABLE void open(const QString& key);            // an agent's row, or one that stands for the list
   Q_INVOKABLE void menu() { parts_.menu(); }
 
  Q_SIGNALS:
@@ -89,6 +93,7 @@ class RailBridge final : public QObject {
   RowModel items_{{"kind", "place", "extent", "light", "mark", "label"}};
   int contentHeight_ = 0;
   int offset_ = 0;
+  QString hovered_;  // the key of the row below the pointer
   std::vector<Subscription> subscriptions_;
 };
 

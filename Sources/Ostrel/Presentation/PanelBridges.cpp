@@ -10,7 +10,17 @@ namespace ostrel {
 SelectorBridge::SelectorBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
   subscriptions_.push_back(parts_.model.keyboardSelection.observe([this] { Q_EMIT selectionChanged(); }));
+  subscriptions_.push_back(parts_.model.problems.observe([this] {
+    refresh();
+    Q_EMIT problemsChanged();
+  }));
   refresh();
+}
+
+QStringList SelectorBridge::problems() const {
+  QStringList all;
+  for (const std::string& each : *parts_.model.problems) all.append(words::of(each));
+  return all;
 }
 
 void SelectorBridge::refresh() {

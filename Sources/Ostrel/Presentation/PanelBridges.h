@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QObject>
+#include <QStringList>
 #include <QtQmlIntegration>
 #include <optional>
 #include <vector>
@@ -18,6 +19,7 @@ class SelectorBridge final : public QObject {
   Q_PROPERTY(ostrel::RowModel* rows READ rows CONSTANT)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(int agents READ agents NOTIFY changed)
+  Q_PROPERTY(QStringList problems READ problems NOTIFY problemsChanged)
   Q_PROPERTY(QString selection READ selection NOTIFY selectionChanged)
   Q_PROPERTY(int selectionRow READ selectionRow NOTIFY selectionChanged)
 
@@ -30,8 +32,9 @@ class SelectorBridge final : public QObject {
   RowModel* rows() { return &rows_; }
   QString summary() const { return summary_; }
   int agents() const { return agents_; }
-  QString selection() const;  // the key of the row that the keyboard has chosen
-  int selectionRow() const;   // its place, or -1
+  QStringList problems() const;  // why the list may not be whole
+  QString selection() const;     // the key of the row that the keyboard has chosen
+  int selectionRow() const;      // its place, or -1
   void refresh();
 
   Q_INVOKABLE void hover(const QString& key, bool inside);
@@ -42,6 +45,7 @@ class SelectorBridge final : public QObject {
 
  Q_SIGNALS:
   void changed();
+  void problemsChanged();
   void selectionChanged();
 
  private:

@@ -1,7 +1,6 @@
 #include "UtilityPanels.h"
 
 #include <QApplication>
-#include <QScreen>
 #include <algorithm>
 
 #include "RestingMemory.h"
@@ -82,12 +81,5 @@ void UtilityPanels::rest() {
 }
 
 bool UtilityPanels::hasDialog() const { return QApplication::activeModalWidget() != nullptr; }
-
-std::optional<Screen> DesktopScreens::main() const {
-  const QScreen* const screen = QGuiApplication::primaryScreen();
-  if (!screen || screen->geometry().isEmpty()) return std::nullopt;
-  const auto plain = [](const QRect& rect) { return Rect{rect.x(), rect.y(), rect.width(), rect.height()}; };
-  return Screen{plain(screen->geometry()), plain(screen->availableGeometry())};
-}
 
 }  // namespace ostrel

@@ -1,4 +1,4 @@
-// The four windows and the screen that they stand on: what `EdgeState` tells goes to Qt. Main thread only.
+// The four windows: what `EdgeState` tells goes to Qt. Main thread only.
 #pragma once
 
 #include <QObject>
@@ -9,7 +9,6 @@
 
 #include "Appearance.h"
 #include "Platform/EdgeWindows.h"
-#include "Platform/Screens.h"
 #include "Runtime/MainLoop.h"
 #include "UtilityPanel.h"
 
@@ -62,11 +61,6 @@ class UtilityPanels final : public EdgeWindows {
   std::array<std::unique_ptr<UtilityPanel>, 4> panels_;
   Timer restTimer_;
   Timer backTimer_;
-};
-
-class DesktopScreens final : public Screens {
- public:
-  std::optional<Screen> main() const override;
 };
 
 }  // namespace ostrel

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 
@@ -59,6 +60,13 @@ QByteArray property(xcb_connection_t* c, xcb_window_t window, const char* name) 
   if (!reply) return {};
   return {static_cast<const char*>(xcb_get_property_value(reply.get())),
           xcb_get_property_value_length(reply.get())};
+}
+
+std::vector<std::uint32_t> numbers(xcb_connection_t* c, xcb_window_t window, const char* name) {
+  const QByteArray bytes = property(c, window, name);
+  std::vector<std::uint32_t> values(static_cast<std::size_t>(bytes.size()) / sizeof(std::uint32_t));
+  if (!values.empty()) std::memcpy(values.data(), bytes.constData(), values.size() * sizeof values[0]);
+  return values;
 }
 
 // KWin hides utility windows of a group whose program is not active, but for those alone in their group.
@@ -129,17 +137,11 @@ void setInput(const QWindow& window, const std::vector<QRect>& parts) {
 std::vector<ClientWindow> clientWindows() {
   xcb_connection_t* const c = connection();
   if (!c) return {};
-  const auto numbers = [c](xcb_window_t window, const char* name) {
-    const QByteArray bytes = property(c, window, name);
-    std::vector<std::uint32_t> values(static_cast<std::size_t>(bytes.size()) / sizeof(std::uint32_t));
-    if (!values.empty()) std::memcpy(values.data(), bytes.constData(), values.size() * sizeof values[0]);
-    return values;
-  };
-  std::vector<std::uint32_t> ids = numbers(root(c), "_NET_CLIENT_LIST_STACKING");
-  if (ids.empty()) ids = numbers(root(c), "_NET_CLIENT_LIST");
+  std::vector<std::uint32_t> ids = numbers(c, root(c), "_NET_CLIENT_LIST_STACKING");
+  if (ids.empty()) ids = numbers(c, root(c), "_NET_CLIENT_LIST");
   std::vector<ClientWindow> windows;
   for (const std::uint32_t id : ids) {
-    const auto pid = numbers(id, "_NET_WM_PID");
+    const auto pid = numbers(c, id, "_NET_WM_PID");
     windows.push_back({id, pid.empty() ? 0 : pid.front()});
   }
   return windows;
@@ -152,6 +154,55 @@ void activate(std::uint32_t window) {
   constexpr std::uint32_t kTaskBar = 2;
   send(c, window, "_NET_ACTIVE_WINDOW", kTaskBar, XCB_CURRENT_TIME, XCB_WINDOW_NONE);
   xcb_flush(c);
+}
+
+std::vector<Strut> struts() {
+  xcb_connection_t* const c = connection();
+  if (!c) return {};
+  std::vector<Strut> all;
+  for (const std::uint32_t window : numbers(c, root(c), "_NET_CLIENT_LIST")) {
+    auto words = numbers(c, window, "_NET_WM_STRUT_PARTIAL");
+    if (words.empty()) words = numbers(c, window, "_NET_WM_STRUT");
+    for (const Strut& strut : strutsOf(words)) all.push_back(strut);
+  }
+  return all;
+}
+
+std::vector<Rect> workAreas() {
+  xcb_connection_t* const c = connection();
+  if (!c) return {};
+  const auto desktop = numbers(c, root(c), "_NET_CURRENT_DESKTOP");
+  const std::size_t current = desktop.empty() ? 0 : desktop.front();
+  std::vector<Rect> all;
+  const auto add = [&](const std::vector<std::uint32_t>& words, std::size_t at) {
+    const auto word = [&](std::size_t i) { return static_cast<int>(words[at + i]); };
+    all.push_back({word(0), word(1), word(2), word(3)});
+  };
+  const auto monitors = numbers(c, root(c), ("_GTK_WORKAREAS_D" + std::to_string(current)).c_str());
+  for (std::size_t at = 0; at + 4 <= monitors.size(); at += 4) add(monitors, at);
+  const auto whole = numbers(c, root(c), "_NET_WORKAREA");
+  if (all.empty() && whole.size() >= 4) add(whole, whole.size() >= 4 * current + 4 ? 4 * current : 0);
+  return all;
+}
+
+Size desktopSize() {
+  xcb_connection_t* const c = connection();
+  if (!c) return {};
+  // The connection's own word is that of its beginning.
+  const Reply<xcb_get_geometry_reply_t> reply(
+      xcb_get_geometry_reply(c, xcb_get_geometry(c, root(c)), nullptr), std::free);
+  return reply ? Size{reply->width, reply->height} : Size{};
+}
+
+bool changesAreas(const void* event) {
+  const auto* const generic = static_cast<const xcb_generic_event_t*>(event);
+  if ((generic->response_type & 0x7f) != XCB_PROPERTY_NOTIFY) return false;
+  xcb_connection_t* const c = connection();
+  const auto* const change = reinterpret_cast<const xcb_property_notify_event_t*>(generic);
+  if (!c || change->window != root(c)) return false;
+  static const std::vector<xcb_atom_t> atoms = {atom(c, "_NET_WORKAREA"), atom(c, "_NET_CLIENT_LIST"),
+                                                atom(c, "_GTK_WORKAREAS_D0")};
+  return std::ranges::find(atoms, change->atom) != atoms.end();
 }
 
 bool composited() {

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "App/ScreenArea.h"
+
 namespace ostrel::x11 {
 
 // Whether a display server answers at the address. To be asked before Qt is started, which ends the program
@@ -31,6 +33,15 @@ struct ClientWindow {
 std::vector<ClientWindow> clientWindows();
 // Brings a window of any program forward, with the desktop it is on, and gives it the keyboard.
 void activate(std::uint32_t window);
+
+// What other programs' bars have taken of the desktop's borders, in pixels. A few round trips a window.
+std::vector<Strut> struts();
+// What the window manager leaves for windows, in pixels: of each monitor where it tells that, otherwise of
+// the whole desktop.
+std::vector<Rect> workAreas();
+Size desktopSize();  // pixels
+// Whether the event tells that one of these may have changed.
+bool changesAreas(const void* event);
 
 // Whether transparent parts of windows show what lies below them.
 bool composited();

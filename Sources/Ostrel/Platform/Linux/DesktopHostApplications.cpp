@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kLargestEntry = 1u << 20;  // bytes
+constexpr std::size_t kLongestName = 128;        // bytes
 constexpr Duration kCheckInterval = std::chrono::minutes(1);
 
 // The words of an Exec line: blanks separate, double quotes group, a backslash keeps the next character.
@@ -126,6 +127,20 @@ std::optional<std::string> DesktopEntry::hostProgram(std::string_view bytes) {
   return programOf(bytes, isHost);
 }
 
+std::optional<std::string> DesktopEntry::name(std::string_view bytes) {
+  bool inEntry = false;
+  for (std::string_view line : text::split(bytes, '\n')) {
+    line = text::trim(line);
+    if (line.starts_with('[')) inEntry = line == "[Desktop Entry]";
+    const auto equals = line.find('=');
+    if (!inEntry || equals == std::string_view::npos || text::trim(line.substr(0, equals)) != "Name")
+      continue;
+    const std::string_view name = text::trim(line.substr(equals + 1));
+    if (!name.empty()) return std::string(name.substr(0, kLongestName));
+  }
+  return std::nullopt;
+}
+
 std::optional<std::string> DesktopEntry::terminalProgram(std::string_view bytes) {
   return programOf(bytes, isTerminal);
 }
@@ -187,6 +202,12 @@ std::optional<std::string> DesktopHostApplications::find(const std::string& exec
   return std::nullopt;
 }
 
+std::optional<std::string> DesktopHostApplications::nameOf(const std::string& host) {
+  const std::scoped_lock lock(lock_);
+  const auto found = titles_.find(host);
+  return found == titles_.end() ? std::nullopt : std::optional(found->second);
+}
+
 DesktopHostApplications::Stamp DesktopHostApplications::stamp() const {
   Stamp stamp;
   for (const fs::path& folder : folders_) {
@@ -203,6 +224,7 @@ void DesktopHostApplications::refresh() {
   programs_.clear();
   roots_.clear();
   names_.clear();
+  titles_.clear();
   for (const fs::path& folder : folders_) {
     std::error_code error;
     fs::recursive_directory_iterator entry(folder / "applications",
@@ -211,12 +233,12 @@ void DesktopHostApplications::refresh() {
       if (entry->path().extension() != ".desktop") continue;
       const auto bytes = files::read(entry->path(), kLargestEntry);
       if (!bytes) continue;
-      if (const auto program = DesktopEntry::hostProgram(*bytes)) add(*program);
+      if (const auto program = DesktopEntry::hostProgram(*bytes)) add(*program, DesktopEntry::name(*bytes));
     }
   }
 }
 
-void DesktopHostApplications::add(const std::string& program) {
+void DesktopHostApplications::add(const std::string& program, const std::optional<std::string>& name) {
   std::string path = program;
   if (!path.starts_with('/')) {
     const auto found = std::ranges::find_if(searchPath_, [&](const std::string& folder) {
@@ -226,6 +248,7 @@ void DesktopHostApplications::add(const std::string& program) {
     path = (fs::path(*found) / program).string();
   }
   names_.try_emplace(std::string(text::lastPathComponent(path)), path);
+  if (name) titles_.try_emplace(path, *name);
   if (path.starts_with("/snap/bin/")) {
     // Every snap starts through one program; its own files lie below /snap/<name>/.
     roots_.try_emplace("/snap/" + std::string(text::lastPathComponent(path)) + "/", path);

@@ -21,7 +21,9 @@ struct DesktopEntry {
   // The command line's program as it stands, `env` and its assignments left out; nothing when the entry is no
   // graphical terminal, IDE or text editor, is hidden, or starts through a shell.
   static std::optional<std::string> hostProgram(std::string_view bytes);
-  // The same of a terminal alone.
+  // What it is called on the desktop, without regard to languages.
+  static std::optional<std::string> name(std::string_view bytes);
+  // The same as `hostProgram`, of a terminal alone.
   static std::optional<std::string> terminalProgram(std::string_view bytes);
 };
 
@@ -37,13 +39,14 @@ class DesktopHostApplications final : public HostApplications {
 
   std::optional<std::string> hostOf(const std::string& executable,
                                     const std::vector<std::string>& arguments) override;
+  std::optional<std::string> nameOf(const std::string& host) override;
 
  private:
   using Stamp = std::vector<std::optional<WallTime>>;
 
   void refresh();
   Stamp stamp() const;
-  void add(const std::string& program);
+  void add(const std::string& program, const std::optional<std::string>& name);
   std::optional<std::string> find(const std::string& executable) const;
 
   const std::vector<std::filesystem::path> folders_;
@@ -54,7 +57,8 @@ class DesktopHostApplications final : public HostApplications {
   std::map<std::string, std::string, std::less<>> programs_;  // resolved executable to the host's path
   std::map<std::string, std::string, std::less<>>
       roots_;  // folder of a whole installation, ending in "/", likewise
-  std::map<std::string, std::string, std::less<>> names_;  // a program's name, for its helper processes
+  std::map<std::string, std::string, std::less<>> titles_;  // what the desktop calls a host, by its path
+  std::map<std::string, std::string, std::less<>> names_;   // a program's name, for its helper processes
 };
 
 }  // namespace ostrel

@@ -124,6 +124,7 @@ FocusScope {
                         anchors.verticalCenter: parent.verticalCenter
                         visible: !!item.modelData.checked
                         text: "✓"
+                        textFormat: Text.PlainText
                         color: Theme.text
                         font.pixelSize: Theme.captionSize
                     }
@@ -146,6 +147,7 @@ FocusScope {
                         anchors.rightMargin: 10
                         anchors.verticalCenter: parent.verticalCenter
                         text: item.modelData.hint ?? ""
+                        textFormat: Text.PlainText
                         color: Theme.tertiary
                         font.pixelSize: Theme.captionSize
                     }

@@ -48,6 +48,7 @@ Item {
         Text {
             width: parent.width
             text: root.title
+            textFormat: Text.PlainText
             color: Theme.text
             elide: Text.ElideRight
             font.pixelSize: Theme.bodySize
@@ -57,6 +58,7 @@ Item {
         Text {
             width: parent.width
             text: root.subtitle
+            textFormat: Text.PlainText
             color: Theme.secondary
             elide: Text.ElideRight
             font.pixelSize: Theme.captionSize

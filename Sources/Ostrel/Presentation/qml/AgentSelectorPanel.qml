@@ -23,6 +23,7 @@ FocusScope {
 
         Text {
             text: "Agents"
+            textFormat: Text.PlainText
             color: Theme.text
             font.pixelSize: Theme.titleSize
             font.weight: Font.DemiBold
@@ -33,7 +34,8 @@ FocusScope {
         Text {
             objectName: "selectorSummary"
             width: parent.width
-            text: root.bridge.agents > 0 ? root.bridge.summary : "No agents running"
+            text: root.bridge.summary
+            textFormat: Text.PlainText
             color: Theme.secondary
             elide: Text.ElideRight
             font.pixelSize: Theme.bodySize
@@ -49,12 +51,43 @@ FocusScope {
         color: Theme.hairline
     }
 
+    Column {
+        id: problems
+
+        objectName: "listProblems"
+        x: 20
+        y: Theme.headerHeight + 10
+        width: root.width - 40
+        spacing: 6
+        visible: root.bridge.problems.length > 0
+
+        Repeater {
+            model: root.bridge.problems
+
+            Text {
+                required property string modelData
+
+                objectName: "listProblem "
+                width: problems.width
+                text: modelData
+                textFormat: Text.PlainText
+                color: Theme.failure
+                elide: Text.ElideRight
+                wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+                maximumLineCount: 3
+                font.pixelSize: Theme.captionSize
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: modelData
+            }
+        }
+    }
+
     ListView {
         id: list
 
         objectName: "agentList"
         anchors.fill: parent
-        anchors.topMargin: Theme.headerHeight
+        anchors.topMargin: Theme.headerHeight + (problems.visible ? problems.height + 14 : 0)
         anchors.bottomMargin: Theme.footerHeight
         topMargin: 6
         bottomMargin: 6
@@ -103,7 +136,9 @@ FocusScope {
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
+            visible: !problems.visible
             text: "Start claude, codex, gemini or aider in any terminal."
+            textFormat: Text.PlainText
             color: Theme.tertiary
             font.pixelSize: Theme.captionSize
         }

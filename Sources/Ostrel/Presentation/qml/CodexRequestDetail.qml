@@ -74,6 +74,14 @@ Column {
         text: root.card.access
     }
 
+    DetailBlock {
+        objectName: "codexLink"
+        width: parent.width
+        visible: text !== ""
+        label: "Address of the link"
+        text: root.card.link
+    }
+
     CardText {
         objectName: "codexTool"
         text: root.card.tool

@@ -41,6 +41,7 @@ Item {
         Text {
             width: parent.width
             text: root.title
+            textFormat: Text.PlainText
             color: Theme.text
             elide: Text.ElideRight
             font.pixelSize: Theme.bodySize
@@ -51,6 +52,7 @@ Item {
             objectName: "connectionState"
             width: parent.width
             text: root.state_
+            textFormat: Text.PlainText
             color: root.light === 3 ? Theme.secondary : Theme.lightTexts[root.light]
             wrapMode: Text.WordWrap
             font.pixelSize: Theme.captionSize

@@ -17,6 +17,7 @@ Item {
         x: 39
         anchors.verticalCenter: parent.verticalCenter
         text: root.label
+        textFormat: Text.PlainText
         color: Theme.secondary
         font.pixelSize: Theme.captionSize
     }

@@ -39,6 +39,7 @@ FocusScope {
 
         Text {
             text: "Connections"
+            textFormat: Text.PlainText
             color: Theme.text
             font.pixelSize: Theme.titleSize
             font.weight: Font.DemiBold
@@ -50,6 +51,7 @@ FocusScope {
             objectName: "connectionsMessage"
             width: parent.width
             text: root.bridge.message !== "" ? root.bridge.message : "Accounts of your agents, and Herdr"
+            textFormat: Text.PlainText
             color: Theme.secondary
             wrapMode: Text.WordWrap
             maximumLineCount: 2

@@ -62,6 +62,17 @@ Item {
                     animating: !root.bridge.away
                 }
             }
+
+            Text {
+                objectName: "notchMore"
+                visible: root.bridge.more > 0
+                x: (Theme.lightSize - width) / 2
+                text: "+" + root.bridge.more
+                textFormat: Text.PlainText
+                color: Theme.secondary
+                font.pixelSize: Theme.captionSize - 2
+                font.weight: Font.DemiBold
+            }
         }
 
         // A grip, while there is no light to show.

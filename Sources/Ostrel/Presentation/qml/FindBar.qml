@@ -60,6 +60,7 @@ Item {
             anchors.fill: field
             verticalAlignment: Text.AlignVCenter
             text: "Find in conversation"
+            textFormat: Text.PlainText
             color: Theme.tertiary
             font.pixelSize: Theme.bodySize
             Accessible.ignored: true
@@ -74,6 +75,7 @@ Item {
         anchors.rightMargin: 6
         anchors.verticalCenter: parent.verticalCenter
         text: field.text.trim() === "" ? "" : root.bridge.findCount === 0 ? "Not found" : (root.bridge.findPlace + 1) + " of " + root.bridge.findCount
+        textFormat: Text.PlainText
         color: Theme.secondary
         font.pixelSize: Theme.captionSize
         Accessible.role: Accessible.StaticText

@@ -27,6 +27,7 @@ Row {
 
             anchors.centerIn: parent
             text: root.keys
+            textFormat: Text.PlainText
             color: Theme.secondary
             font.pixelSize: Theme.captionSize
         }
@@ -35,6 +36,7 @@ Row {
     Text {
         anchors.verticalCenter: parent.verticalCenter
         text: root.meaning
+        textFormat: Text.PlainText
         color: Theme.tertiary
         font.pixelSize: Theme.captionSize
     }

@@ -16,6 +16,7 @@ Item {
         id: name
 
         text: root.label
+        textFormat: Text.PlainText
         color: Theme.tertiary
         font.pixelSize: Theme.captionSize
     }

@@ -14,14 +14,15 @@ Item {
     implicitHeight: Theme.lightSize
 
     Rectangle {
-        readonly property real reach: 2 + 3 * root.phase
+        readonly property real reach: 2 + 8 * root.phase
 
         anchors.fill: parent
         anchors.margins: -reach
         visible: root.light < 3
         radius: width / 2
         color: Theme.lights[root.light]
-        opacity: 0.22 - 0.12 * root.phase
+        // Thinner as it grows, so that neighbours stay apart.
+        opacity: 0.22 - 0.16 * root.phase
     }
 
     Rectangle {

@@ -37,6 +37,7 @@ Item {
         Text {
             anchors.centerIn: parent
             text: "?"
+            textFormat: Text.PlainText
             color: root.bubble ? (Theme.dark ? "#22262e" : "#ffffff") : root.color
             font.pixelSize: 12
             font.weight: Font.Bold

@@ -15,7 +15,7 @@ Item {
     required property int delay
 
     signal chosen(string key)
-    signal hovered(bool inside)
+    signal hovered(string key, bool inside)
 
     property real entrance: 0
 
@@ -76,6 +76,7 @@ Item {
         anchors.verticalCenter: parent.verticalCenter
         x: root.kind === "more" ? (root.width - width) / 2 : 23
         text: root.mark
+        textFormat: Text.PlainText
         color: hover.hovered ? Theme.text : Theme.secondary
         font.pixelSize: Theme.captionSize
         font.weight: Font.DemiBold
@@ -84,7 +85,7 @@ Item {
     HoverHandler {
         id: hover
 
-        onHoveredChanged: root.hovered(hovered)
+        onHoveredChanged: root.hovered(root.key, hovered)
     }
 
     TapHandler {

@@ -14,6 +14,10 @@ Item {
     Accessible.role: Accessible.List
     Accessible.name: "Agents"
 
+    HoverHandler {
+        onHoveredChanged: if (!hovered) root.bridge.left()
+    }
+
     TapHandler {
         acceptedButtons: Qt.RightButton
         onTapped: root.bridge.menu()
@@ -55,7 +59,7 @@ Item {
             expanded: root.bridge.expanded
             delay: root.bridge.expanded && index >= 0 ? root.bridge.entranceDelay(index) : 0
             onChosen: key => root.bridge.open(key)
-            onHovered: inside => root.bridge.hover(inside)
+            onHovered: (key, inside) => root.bridge.hover(key, inside)
         }
     }
 }

@@ -53,6 +53,7 @@ Item {
 
                         anchors.centerIn: parent
                         text: side.modelData
+                        textFormat: Text.PlainText
                         color: side.chosen ? Theme.text : Theme.secondary
                         font.pixelSize: Theme.bodySize
                         font.weight: side.chosen ? Font.Medium : Font.Normal

@@ -23,6 +23,7 @@ Item {
         height: parent.height - 4
         verticalAlignment: Text.AlignBottom
         text: root.title
+        textFormat: Text.PlainText
         color: Theme.tertiary
         elide: Text.ElideMiddle
         font.pixelSize: Theme.captionSize

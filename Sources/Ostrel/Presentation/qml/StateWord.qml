@@ -17,6 +17,7 @@ Rectangle {
         id: label
 
         anchors.centerIn: parent
+        textFormat: Text.PlainText
         color: Theme.lightTexts[root.light]
         font.pixelSize: Theme.captionSize
         font.weight: Font.Medium

@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include "App/ListProblems.h"
+#include "Runtime/Failure.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/NoPorts.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/VirtualLoop.h"
+
+namespace ostrel {
+namespace {
+
+TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.path() / "p.sock";
+  VirtualLoop loop;
+  BackgroundPool pool;
+  NoExits exits;
+  NoFiles files;
+  NoServers servers;
+  MemoryPreferences preferences;
+  std::atomic<bool> broken = true;
+  const auto list = [&](std::stop_token) -> std::vector<HerdrAgent> {
+    if (broken) throw Failure("it broke");
+    return {};
+  };
+  // The one of another program, which has the prompts.
+  auto other = std::make_unique<ClaudePermissionServer>(loop, socket);
+  other->start();
+  HerdrClient client({loop, pool, exits, files, preferences, servers},
+                     {.scanExternal = list,
+                      .claudeSessions = folder.path(),
+                      .herdr = {.run = [](const auto&...) { return std::string(); },
+                                .events = [](const auto&...) {},
+                                .find = [] { return std::nullopt; },
+                                .isExecutable = [](const auto&) { return false; }},
+                      .toolEnvironment = {},
+                      .listCodex = list,
+                      .permissionSocket = socket});
+  EXPECT_TRUE(listProblems(client).empty());
+  int told = 0;
+  const Subscription changes = client.changes().observe([&] { ++told; });
+  client.startDiscovery();
+  client.connect();
+  loop.waitUntil([&] { return *client.local().scans() > 0 && *client.codexDiscovery().passes() > 0; });
+  const auto problems = listProblems(client);
+  ASSERT_EQ(problems.size(), 4u);
+  EXPECT_EQ(problems[0], "Local discovery unavailable: it broke");
+  EXPECT_TRUE(problems[1].starts_with("Herdr was not found."));
+  EXPECT_EQ(problems[2], "Codex live connection unavailable: it broke");
+  EXPECT_TRUE(problems[3].starts_with("Claude Code's prompts go to another program"));
+
+  broken = false;
+  other.reset();
+  const int before = std::exchange(told, 0);
+  EXPECT_GT(before, 0);
+  loop.waitUntil([&] {
+    loop.runFor(std::chrono::seconds(1));
+    return listProblems(client).size() == 1;
+  });
+  EXPECT_GT(told, 0);
+  EXPECT_TRUE(client.permissions().listening());
+}
+
+}  // namespace
+}  // namespace ostrel

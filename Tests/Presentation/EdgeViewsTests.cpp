@@ -1,0 +1,235 @@
+// The handle, the rail and the agent list as a person meets them, without a display: their real views over
+// the real state of the edge.
+#include <QApplication>
+#include <QMouseEvent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <gtest/gtest.h>
+
+#include "App/OstrelSetting.h"
+#include "Appearance.h"
+#include "PanelBridges.h"
+#include "Runtime/UniqueFd.h"
+#include "Support/FakeAgents.h"
+#include "Support/FakeDesktop.h"
+#include "Support/MemoryPreferences.h"
+#include "Support/VirtualLoop.h"
+#include "UtilityPanel.h"
+
+namespace ostrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Somebody on this machine who waits to be fetched from.
+class Listener {
+ public:
+  Listener() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof address_), 0);
+    EXPECT_EQ(::listen(fd_.get(), 4), 0);
+    socklen_t length = sizeof address_;
+    EXPECT_EQ(::getsockname(fd_.get(), reinterpret_cast<sockaddr*>(&address_), &length), 0);
+  }
+  std::string url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/x"; }
+  bool asked() const { return static_cast<bool>(UniqueFd(::accept(fd_.get(), nullptr, nullptr))); }
+
+ private:
+  UniqueFd fd_;
+  sockaddr_in address_{};
+};
+
+class EdgeViewsTest : public testing::Test {
+ protected:
+  EdgeViewsTest() {
+    preferences_.registerDefaults(OstrelSetting::defaults());
+    for (const char* pane : {"a", "b", "c"}) {
+      agents_.agents.push_back(agentOf(pane));
+      agents_.lights[pane] = AgentLight::idle;
+    }
+    edge_.start();
+  }
+  // A view at its window's size, on the screen.
+  void open(QQuickView& view, const char* component, QObject& bridge, const Rect& frame) {
+    view.setGeometry(0, 0, frame.width, frame.height);
+    loadView(view, QLatin1String(component), bridge);
+    view.show();
+    settle();
+  }
+  static void settle() {
+    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
+  }
+  void move(QQuickView& view, QPointF place) {
+    QMouseEvent event(QEvent::MouseMove, place, view.mapToGlobal(place), Qt::NoButton, Qt::NoButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(&view, &event);
+    settle();
+  }
+  static void childrenNamed(QQuickItem* item, const QString& name, QList<QQuickItem*>& found) {
+    if (item->objectName().startsWith(name) && item->isVisible()) found.append(item);
+    for (QQuickItem* child : item->childItems()) childrenNamed(child, name, found);
+  }
+  // Where the middles of the rows are, from the top.
+  static std::vector<QPointF> rows(QQuickView& view, const char* name) {
+    QList<QQuickItem*> found;
+    childrenNamed(view.rootObject(), QLatin1String(name), found);
+    std::vector<QPointF> places;
+    for (QQuickItem* row : found)
+      places.push_back(row->mapToScene(QPointF(row->width() / 2, row->height() / 2)));
+    std::ranges::sort(places, {}, &QPointF::y);
+    return places;
+  }
+  static QStringList texts(QQuickView& view, const char* name) {
+    QList<QQuickItem*> found;
+    childrenNamed(view.rootObject(), QLatin1String(name), found);
+    QStringList all;
+    for (QQuickItem* item : found) all.append(item->property("text").toString());
+    return all;
+  }
+  BridgeParts parts() {
+    return {model_, edge_, desktop_, preferences_, [] {}};
+  }
+
+  int count_ = 1;
+  char name_[5] = "test";
+  char* arguments_[2] = {name_, nullptr};
+  std::optional<QApplication> application_ = [this] {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    return std::optional<QApplication>(std::in_place, count_, arguments_);
+  }();
+  VirtualLoop loop_;
+  MemoryPreferences preferences_;
+  FakeAgents agents_;
+  OstrelModel model_{loop_, agents_.source()};
+  FakeDesktop desktop_;
+  std::string opened_;
+  EdgeState edge_{
+      {loop_, desktop_, desktop_, desktop_, preferences_},
+      model_,
+      {[this](const HerdrAgent& agent, bool seen) { opened_ += agent.paneID + (seen ? "!" : ""); }, [] {}}};
+  QQmlEngine engine_;
+  Appearance appearance_{engine_};
+};
+
+TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
+  Listener listener;
+  agents_.agents[0].title = "<img src=\"" + listener.url() + "\">";
+  agents_.agents[1].provider = "<img src='" + listener.url() + "'>";
+  agents_.agents[2].context = "/work/<img src='" + listener.url() + "'>";
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  ASSERT_EQ(rows(panel, "agentRow").size(), 3u);
+  const auto end = std::chrono::steady_clock::now() + 400ms;  // a picture is asked for within a few
+  while (std::chrono::steady_clock::now() < end) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_FALSE(listener.asked());
+  }
+}
+
+TEST_F(EdgeViewsTest, APreviewFollowsThePointerFromRowToRowBothWays) {
+  edge_.openPage(RailPage::agents);
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  const auto places = rows(panel, "agentRow");
+  ASSERT_EQ(places.size(), 3u);
+  for (const std::size_t row : {0u, 1u, 2u, 1u, 0u}) {
+    move(panel, places[row]);
+    loop_.runFor(EdgeState::kAgentDelay);
+  }
+  EXPECT_EQ(opened_, "abcba");
+  // Crossed too quickly for the first two.
+  for (const std::size_t row : {1u, 0u, 1u, 2u}) {
+    move(panel, places[row]);
+    loop_.runFor(10ms);
+  }
+  loop_.runFor(EdgeState::kAgentDelay);
+  EXPECT_EQ(opened_, "abcbac");
+  move(panel, places[1]);
+  move(panel, {200, 20});  // out of the list
+  loop_.runFor(1s);
+  EXPECT_EQ(opened_, "abcbac") << "it left in time";
+}
+
+TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
+  for (const bool down : {true, false}) {
+    desktop_.pointer = {1590, 450};
+    edge_.pointerEnteredNotch();
+    desktop_.report();
+    loop_.runFor(300ms);
+    ASSERT_TRUE(edge_.railRevealed());
+    RailBridge rail(parts());
+    QQuickView view(&engine_, nullptr);
+    open(view, "RailView", rail, desktop_.frames[EdgeWindow::rail]);
+    auto places = rows(view, "railRow");
+    ASSERT_EQ(places.size(), 3u);
+    if (!down) std::ranges::reverse(places);
+    for (const QPointF place : places) {
+      move(view, place);
+      loop_.runFor(30ms);
+    }
+    EXPECT_FALSE(*model_.isPanelVisible);
+    loop_.runFor(60ms);
+    EXPECT_TRUE(*model_.isPanelVisible);
+    edge_.hidePanel();
+    move(view, places[0]);
+    move(view, {1, 1});
+    loop_.runFor(200ms);
+    EXPECT_FALSE(*model_.isPanelVisible) << "it left in time";
+    desktop_.pointer = {300, 850};
+    desktop_.report();
+    loop_.runFor(1s);
+  }
+}
+
+TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
+  for (int i = 0; i < 31; ++i) {
+    const std::string pane = "d" + std::to_string(i);
+    agents_.agents.push_back(agentOf(pane));
+    agents_.lights[pane] = AgentLight::done;
+  }
+  agents_.lights["d30"] = AgentLight::needsYou;
+  edge_.settingsChanged();
+  NotchBridge notch(parts());
+  QQuickView view(&engine_, nullptr);
+  const Rect frame = desktop_.frames[EdgeWindow::notch];
+  open(view, "EdgeNotchView", notch, frame);
+  ASSERT_EQ(notch.lights()->rows().size(), 7u);
+  EXPECT_EQ(notch.lights()->rows()[0].values[0], static_cast<int>(AgentLight::needsYou));
+  EXPECT_EQ(notch.lights()->rows()[1].values[0], static_cast<int>(AgentLight::done));
+  EXPECT_EQ(texts(view, "notchMore"), QStringList{QStringLiteral("+27")});
+  const auto more = rows(view, "notchMore");
+  EXPECT_LE(more[0].y() + 8, frame.height) << "it stands inside";
+  EXPECT_LE(more[0].x() + 11, frame.width);
+}
+
+TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
+  agents_.agents.clear();
+  edge_.openPage(RailPage::agents);
+  SelectorBridge selector(parts());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 256});
+  const auto summary = [&] { return texts(panel, "selectorSummary").join(QLatin1Char('|')); };
+  EXPECT_EQ(summary(), QStringLiteral("0 agents · all quiet"));
+  EXPECT_TRUE(rows(panel, "listProblems").empty());
+  const int height = desktop_.frames[EdgeWindow::panel].height;
+  model_.problems.set({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
+  edge_.settingsChanged();
+  settle();
+  EXPECT_EQ(summary(), QStringLiteral("No agents found"));
+  ASSERT_EQ(rows(panel, "listProblems").size(), 1u);
+  EXPECT_EQ(texts(panel, "listProblem "),
+            QStringList({QStringLiteral("Local discovery unavailable: <b>ps</b> ended with status 1"),
+                         QStringLiteral("Codex: no")}));
+  EXPECT_GT(desktop_.frames[EdgeWindow::panel].height, height) << "there is room for them";
+}
+
+}  // namespace
+}  // namespace ostrel
