@@ -396,7 +396,7 @@ class Conversations {
   SpawnedServers servers_;
   AgentTranscriptReader reader_{AgentTranscript(environment(history_.folder())), pool_};
   HerdrClient client_{{loop_, pool_, exits_, files_, preferences_, servers_}, sources()};
-  OstrelModel model_{loop_, AgentSource::of(client_)};
+  OstrelModel model_{client_.lit()};
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};

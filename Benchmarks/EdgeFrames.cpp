@@ -176,7 +176,7 @@ class Edge {
   Defaults preferences_;
   NoPointer pointer_;
   SampleAgents samples_{kAgents};
-  OstrelModel model_{loop_, samples_.source()};
+  OstrelModel model_{samples_};
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};

@@ -9,7 +9,6 @@ namespace ostrel::console {
 namespace {
 
 constexpr Duration kForever = std::chrono::hours(24 * 365);
-constexpr Duration kShowInterval = std::chrono::milliseconds(50);
 
 // Looks at files: background work.
 std::string render(Listing list, const Options& options, bool columns, AgentTranscript& transcripts) {
@@ -33,33 +32,27 @@ std::string render(Listing list, const Options& options, bool columns, AgentTran
 }  // namespace
 
 ListProgram::ListProgram(Parts parts, Options options, Output output)
-    : parts_(parts),
-      options_(options),
-      output_(std::move(output)),
-      shows_(parts.loop, kShowInterval, [this] { changed_.raise(); }),
-      tasks_(parts.loop) {}
+    : parts_(parts), options_(options), output_(std::move(output)), tasks_(parts.loop) {}
 
 void ListProgram::start() {
   HerdrClient& client = parts_.client;
-  // One list is wanted as soon as it is whole; a list that is kept shown is not to flicker.
-  const auto look = [this] {
-    if (options_.command == Options::Command::agents) {
-      changed_.raise();
-    } else {
-      shows_.request();
-    }
-  };
-  // A light depends on the time too, so every scan is a reason to look.
-  scans_ = client.local().scans().observe(look);
-  passes_ = client.codexDiscovery().passes().observe(look);
-  changes_ = client.changes().observe(look);
+  deliveries_ = client.lit().observe([this] { changed_.raise(); });
+  if (options_.command == Options::Command::agents) {
+    // One list is wanted as soon as it is whole; a list that is kept shown is not to flicker.
+    const auto look = [this] {
+      if (ready()) parts_.client.lit().deliver();
+    };
+    scans_ = client.local().scans().observe(look);
+    passes_ = client.codexDiscovery().passes().observe(look);
+    steps_ = client.link().steps().observe(look);
+  }
   if (options_.command == Options::Command::agents) {
     deadline_ = parts_.loop.after(options_.wait, [this] {
       const std::chrono::duration<double> seconds = options_.wait;
       if (*parts_.client.local().scans() > 0) {
         output_.complain(fmt::format("Herdr or Codex took longer than {:g} seconds.", seconds.count()));
         late_ = true;
-        changed_.raise();
+        parts_.client.lit().deliver();
         return;
       }
       output_.complain(fmt::format("The first scan took longer than {:g} seconds.", seconds.count()));
@@ -73,12 +66,8 @@ void ListProgram::start() {
   if (!left && client.link().resolveExecutable()) client.connect();
 }
 
-// Whether every source has told what it knows.
 bool ListProgram::ready() {
-  HerdrClient& client = parts_.client;
-  const bool others =
-      !*client.link().connecting() && (!client.asksCodex() || *client.codexDiscovery().passes() > 0);
-  return *client.local().scans() > 0 && (late_ || others);
+  return *parts_.client.local().scans() > 0 && (late_ || parts_.client.complete());
 }
 
 Task<void> ListProgram::run() {
@@ -119,12 +108,9 @@ Task<void> ListProgram::run() {
 }
 
 Listing ListProgram::current() {
-  const AgentList agents = parts_.client.inventory().primary;
-  parts_.client.observeStates(agents);
   Listing list;
-  for (const HerdrAgent& agent : agents) {
-    list.agents.push_back({agent, agent.displayTitle(parts_.preferences), parts_.client.light(agent), {}});
-  }
+  for (const LitAgent& lit : parts_.client.lit().list().agents)
+    list.agents.push_back({lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}});
   list.error = *parts_.client.local().error();
   HerdrLink& link = parts_.client.link();
   if (*link.active() || *link.error()) {

@@ -51,10 +51,10 @@ class ListProgram {
   Options options_;
   Output output_;
   WakeFlag changed_;
-  Throttle shows_;
+  Subscription deliveries_;
   Subscription scans_;
   Subscription passes_;
-  Subscription changes_;
+  Subscription steps_;
   Timer deadline_;
   bool late_ = false;  // Herdr has used up the time for a first list
   bool over_ = false;

@@ -15,7 +15,6 @@ namespace ostrel::console {
 namespace {
 
 constexpr Duration kForever = std::chrono::hours(24 * 365);
-constexpr Duration kShowInterval = std::chrono::milliseconds(50);
 
 template <class T>
 Json orNull(const std::optional<T>& value) {
@@ -38,18 +37,13 @@ const std::map<std::string, ServeProgram::Operation, std::less<>> ServeProgram::
 };
 
 ServeProgram::ServeProgram(Parts parts, Output output)
-    : parts_(parts),
-      output_(std::move(output)),
-      shows_(parts.loop, kShowInterval, [this] { changed_.raise(); }),
-      tasks_(parts.loop) {}
+    : parts_(parts), output_(std::move(output)), tasks_(parts.loop) {}
 
 void ServeProgram::start() {
-  changes_ = parts_.client.changes().observe([this] { shows_.request(); });
-  // A light depends on the time too, so every scan is a reason to look.
-  scans_ = parts_.client.local().scans().observe([this] { shows_.request(); });
+  deliveries_ = parts_.client.lit().observe([this] { changed_.raise(); });
   tasks_.start(run());
   parts_.client.restoreConnection();
-  shows_.request();
+  changed_.raise();
 }
 
 void ServeProgram::line(const std::string& text) {
@@ -162,8 +156,6 @@ Task<void> ServeProgram::run() {
 
 std::vector<std::pair<std::string, Json>> ServeProgram::events() {
   HerdrClient& client = parts_.client;
-  client.observeStates(client.inventory().primary);
-  client.reconcilePermissions();
   const SelectedConversation& shown = client.selected().shown();
   const Json selected = orNull(*client.selection().selectedID());
   const HerdrAgent* const open = client.selection().selected();
@@ -213,19 +205,20 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
 
 Json ServeProgram::agentsEvent() {
   HerdrClient& client = parts_.client;
-  const auto listing = [&](const AgentList& agents) {
+  const auto listing = [&](const std::vector<LitAgent>& agents) {
     Listing list;
-    for (const HerdrAgent& agent : agents)
-      list.agents.push_back({agent, agent.displayTitle(parts_.preferences), client.light(agent), {}});
+    for (const LitAgent& lit : agents)
+      list.agents.push_back({lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}});
     return list;
   };
-  Listing list = listing(client.inventory().primary);
+  const LitList& lit = client.lit().list();
+  Listing list = listing(lit.agents);
   list.error = *client.local().error();
   list.herdr = client.link().status();
   list.herdrError = *client.link().error();
   Json event = asJsonObject(list);
   event["event"] = "agents";
-  event["loadedCodex"] = asJsonObject(listing(client.inventory().loadedCodex))["agents"];
+  event["loadedCodex"] = asJsonObject(listing(lit.loadedCodex))["agents"];
   event["scanned"] = *client.local().scans() > 0;
   return event;
 }

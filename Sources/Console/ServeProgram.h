@@ -67,9 +67,7 @@ class ServeProgram {
   Parts parts_;
   Output output_;
   WakeFlag changed_;
-  Throttle shows_;
-  Subscription changes_;
-  Subscription scans_;
+  Subscription deliveries_;
   std::string replies_;                      // lines to be written
   std::map<std::string, std::string> sent_;  // by event
   bool over_ = false;

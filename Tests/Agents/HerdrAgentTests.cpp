@@ -27,17 +27,16 @@ TEST(HerdrAgent, IdentityIsAStoredFormat) {
 }
 
 TEST(HerdrAgent, LooksActiveForTenSecondsAfterItsTranscriptGrew) {
-  TemporaryFolder folder;
-  const auto file = folder.write("t.jsonl", "x");
-  const WallTime changed = files::status(file)->modified;
+  const WallTime changed{std::chrono::hours(1)};
   HerdrAgent agent = pane("external", "1:x");
-  agent.transcriptReference = file.string();
+  agent.transcriptKind = "path";
+  agent.since = changed;
   EXPECT_FALSE(agent.recentlyActive(changed));  // no process
   agent.externalProcess = ExternalProcess{};
   EXPECT_TRUE(agent.recentlyActive(changed + 9'999ms));
   EXPECT_FALSE(agent.recentlyActive(changed + 10s));
-  agent.transcriptReference = "/nowhere/at all";
-  EXPECT_FALSE(agent.recentlyActive(changed));
+  agent.state = "idle";
+  EXPECT_FALSE(agent.recentlyActive(changed)) << "it has told better";
 }
 
 }  // namespace

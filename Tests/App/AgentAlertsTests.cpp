@@ -39,12 +39,14 @@ class AgentAlertsTest : public testing::Test {
   AgentAlertsTest() { preferences_.registerDefaults(OstrelSetting::defaults()); }
   // Each agent is its pane and the first letter of its light. W: working, as the agent itself says. Returns
   // the banners.
-  std::string update(const Texts& agents) {
-    std::vector<AgentWithLight> list;
+  std::string update(const Texts& agents, bool complete = true) {
+    LitList list;
+    list.complete = complete;
     for (const std::string& text : agents) {
       const auto light = std::string_view("nwdi").find(text.back() == 'W' ? 'w' : text.back());
-      list.push_back({agentOf(text.substr(0, 1)), AgentLight(light)});
-      list.back().agent.state = text.back() == 'W' ? "working" : "idle";
+      HerdrAgent agent = agentOf(text.substr(0, 1));
+      agent.state = text.back() == 'W' ? "working" : "idle";
+      list.agents.push_back({std::make_shared<ListedAgent>(std::move(agent)), AgentLight(light)});
     }
     alerts_.update(list);
     return std::exchange(desktop_.banners, {});
@@ -68,6 +70,20 @@ TEST_F(AgentAlertsTest, OnlyTheTurnToNeedingTheUserAlerts) {
   desktop_.clicked("1:sb");
   desktop_.clicked("1:sgone");
   EXPECT_EQ(opened_, "b");
+}
+
+// At the launch sources tell one after the other what has been there all along; so does Herdr when it is
+// joined.
+TEST_F(AgentAlertsTest, WhatWaitsWhenASourceIsJoinedIsNoNews) {
+  EXPECT_EQ(update({}, false), "");
+  EXPECT_EQ(update({"an"}, false), "");
+  EXPECT_EQ(update({"an", "bn", "cW"}), "") << "every source has told";
+  EXPECT_EQ(desktop_.played.size(), 0u);
+  EXPECT_NE(update({"an", "bn", "cn"}), "");
+  EXPECT_EQ(update({"an", "bn", "cn", "dw"}, false), "") << "Herdr is being joined";
+  EXPECT_NE(update({"an", "bn", "cn", "dn"}, false), "") << "one that was seen working";
+  EXPECT_EQ(update({"an", "bn", "cn", "dn", "en"}), "") << "a pane that waited before";
+  EXPECT_NE(update({"an", "bn", "cn", "dn", "en", "fn"}), "");
 }
 
 TEST_F(AgentAlertsTest, OnlyReportedWorkFinishesAndPopsKeepTheirDistance) {

@@ -56,7 +56,7 @@ class EdgeStateTest : public testing::Test {
   VirtualLoop loop_;
   MemoryPreferences preferences_;
   FakeAgents agents_;
-  OstrelModel model_{loop_, agents_.source()};
+  OstrelModel model_{agents_};
   FakeDesktop desktop_;
   HerdrAgent agent_ = agentOf("a");
   std::string conversation_;

@@ -1,20 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "Support/FakeAgents.h"
-#include "Support/VirtualLoop.h"
 
 namespace ostrel {
 namespace {
 
-using namespace std::chrono_literals;
 using enum AgentLight;
 
 class OstrelModelTest : public testing::Test {
  protected:
-  VirtualLoop loop_;
   FakeAgents agents_;
   std::vector<HerdrAgent>& list_ = agents_.agents;
-  OstrelModel model_{loop_, agents_.source()};
+  OstrelModel model_{agents_};
 };
 
 TEST_F(OstrelModelTest, ListsAreOrderedByProjectAndByLight) {
@@ -46,30 +43,6 @@ TEST_F(OstrelModelTest, ListsAreOrderedByProjectAndByLight) {
   }
   model_.freezeOrder(false);
   EXPECT_EQ(model_.agentGroups().front(), (AgentGroup{"one", {a, fresh, c, d}}));
-}
-
-TEST_F(OstrelModelTest, BurstsAreDeliveredOnceInTheWrittenOrder) {
-  const Subscription views = model_.observe([&] { agents_.calls += "views "; });
-  model_.onLayout = [&] { agents_.calls += "layout "; };
-  model_.onAgents = [&](const auto& agents) { agents_.calls += std::to_string(agents.size()); };
-  const auto callsIn = [&](Duration time) {
-    loop_.runFor(time);
-    return std::exchange(agents_.calls, {});
-  };
-  const std::string once = "views layout states permissions 1";
-  list_ = {agentOf("a")};
-  agents_.lights = {{"a", idle}};
-  for (int i = 0; i < 5; ++i) agents_.changes.notify();
-  EXPECT_EQ(callsIn(0ms), once);
-  agents_.changes.notify();
-  EXPECT_EQ(callsIn(49ms), "");
-  EXPECT_EQ(callsIn(1ms), once);
-  // A round of discovery without a change is delivered where a light went its own way.
-  agents_.rounds.notify();
-  EXPECT_EQ(callsIn(1s), "");
-  agents_.lights = {{"a", working}};
-  agents_.rounds.notify();
-  EXPECT_EQ(callsIn(1s), once);
 }
 
 }  // namespace

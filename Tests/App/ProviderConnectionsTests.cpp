@@ -71,7 +71,7 @@ class ProviderConnectionsTest : public testing::Test {
   CommandLineTools tools_{Environment{{{"PATH", folder_.path() / "bin"}}, folder_.path(), {}}};
   Desktop desktop_;
   FakeAgents agents_;
-  OstrelModel model_{loop_, agents_.source()};
+  OstrelModel model_{agents_};
   BackgroundPool pool_;
   TerminalLauncher terminal_{pool_, tools_, desktop_, folder_.path() / "data"};
   ProviderConnections connections_{{loop_, pool_, tools_, terminal_, desktop_}, model_};

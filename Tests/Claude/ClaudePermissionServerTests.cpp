@@ -84,9 +84,9 @@ TEST_F(ClaudePermissionServerTest, AnswersGoOutAsClaudeCodeReadsThem) {
   EXPECT_EQ(reply(kBash, {Answer::Deny{"no\n"}}), line(R"("deny","interrupt":false,"message":"no\n")"));
   Json input = Json::parse(kQuestions)["tool_input"];
   input["answers"] = {{"One?", "A"}, {"Many?", "Red, Blue"}};
-  EXPECT_EQ(
-      reply(kQuestions, {Answer::Answers{{{"One?", {"A", "B"}}, {"Many?", {"Red", "Blue"}}, {"Skipped?", {}}}}}),
-      line(R"("allow","updatedInput":)" + input.dump()));
+  EXPECT_EQ(reply(kQuestions,
+                  {Answer::Answers{{{"One?", {"A", "B"}}, {"Many?", {"Red", "Blue"}}, {"Skipped?", {}}}}}),
+            line(R"("allow","updatedInput":)" + input.dump()));
 }
 
 TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
@@ -108,14 +108,20 @@ TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
   loop.runUntilIdle();
   EXPECT_EQ(open().size(), 1u);
 
-  const auto ends = [&](std::optional<std::string> state) {
-    server.reconcilePermissions([&](std::string_view id) { return id == "s1" ? state : "idle"; });
+  using Seen = ClaudePermissionServer::SeenState;
+  const auto ends = [&](std::optional<std::string> state, std::optional<TimePoint> at = {}) {
+    server.reconcilePermissions([&](std::string_view id) -> std::optional<Seen> {
+      if (id != "s1") return Seen{"idle", loop.now()};
+      return state ? std::optional(Seen{*state, at.value_or(loop.now())}) : std::nullopt;
+    });
     return stays.ended();
   };
+  const TimePoint before = loop.now() - 1ns;
   loop.advance(2s);
   EXPECT_FALSE(ends("idle")) << "the state may lag";
   loop.advance(1ns);
   EXPECT_FALSE(ends("blocked") || ends(std::nullopt));
+  EXPECT_FALSE(ends("idle", before)) << "a scan that hung since before the request came";
   EXPECT_TRUE(ends("working"));
   Client last = connect(kBash);
   server.stop();

@@ -54,16 +54,15 @@ TEST(AgentLights, AChangeThatWasObservedStandsInForTheSourcesDate) {
 }
 
 TEST(AgentLights, AGrowingTranscriptLooksLikeWork) {
-  TemporaryFolder folder;
   HerdrAgent agent = agentIn("unknown");
   agent.externalProcess = ExternalProcess{};
-  agent.transcriptReference = folder.write("t.jsonl", "x").string();
-  AgentLights lights(kLaunch);
-  const WallTime now = std::chrono::system_clock::now();
-  EXPECT_EQ(lights.light(agent, now), AgentLight::working);
-  EXPECT_EQ(lights.light(agent, now + 11s), AgentLight::idle);
+  agent.transcriptKind = "path";
+  agent.since = kLaunch;
+  const AgentLights lights(kLaunch);
+  EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::working);
+  EXPECT_EQ(lights.light(agent, kLaunch + 11s), AgentLight::idle);
   agent.state = "blocked";
-  EXPECT_EQ(lights.light(agent, now), AgentLight::needsYou);
+  EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::needsYou);
 }
 
 }  // namespace

@@ -97,7 +97,10 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   terminal.key("Enter");
   EXPECT_TRUE(made("by-hand") && idle()) << terminal.screen();
   EXPECT_TRUE(eventually([&] {
-    server.reconcilePermissions([&](std::string_view) { return state(); });
+    server.reconcilePermissions([&](std::string_view) -> std::optional<ClaudePermissionServer::SeenState> {
+      const auto seen = state();
+      return seen ? std::optional(ClaudePermissionServer::SeenState{*seen, loop.now()}) : std::nullopt;
+    });
     return server.requests()->empty();
   }));
 

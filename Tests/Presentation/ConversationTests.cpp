@@ -72,7 +72,7 @@ class ConversationTest : public testing::Test {
   MemoryPreferences preferences_;
   FakeAgents agents_;
   FakeDesktop desktop_;
-  OstrelModel model_{loop_, agents_.source()};
+  OstrelModel model_{agents_};
   EdgeState edge_{
       {loop_, desktop_, desktop_, desktop_, preferences_}, model_, {[](const auto&, bool) {}, [] {}}};
   SelectedConversation shown_;

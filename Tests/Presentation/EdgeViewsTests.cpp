@@ -106,7 +106,7 @@ class EdgeViewsTest : public testing::Test {
   VirtualLoop loop_;
   MemoryPreferences preferences_;
   FakeAgents agents_;
-  OstrelModel model_{loop_, agents_.source()};
+  OstrelModel model_{agents_};
   FakeDesktop desktop_;
   std::string opened_;
   EdgeState edge_{

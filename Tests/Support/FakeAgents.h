@@ -17,24 +17,26 @@ inline HerdrAgent agentOf(const std::string& pane, const std::string& context = 
   return agent;
 }
 
-struct FakeAgents {
+struct FakeAgents final : LitSource {
   std::vector<HerdrAgent> agents;
   std::map<std::string, AgentLight> lights;  // by pane, for all of them
-  std::string calls;
-  Inventory inventory;  // made of `agents` when asked for
-  ChangeSignal changes, rounds;
+  bool complete = true;
+  ChangeSignal changes;
 
-  AgentSource source() {
-    return {[this]() -> const Inventory& {
-              inventory.primary = AgentList(agents);
-              return inventory;
-            },
-            [this](const HerdrAgent& agent) { return lights.at(agent.paneID); },
-            [this](const AgentList&) { calls += "states "; },
-            [this] { calls += "permissions "; },
-            [this](ChangeSignal::Observer observer) { return changes.observe(std::move(observer)); },
-            [this](ChangeSignal::Observer observer) { return rounds.observe(std::move(observer)); }};
+  // Makes the list anew of the above.
+  const LitList& list() const override {
+    list_ = {};
+    list_.complete = complete;
+    for (const HerdrAgent& agent : agents)
+      list_.agents.push_back({std::make_shared<ListedAgent>(agent), lights.at(agent.paneID)});
+    return list_;
   }
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changes.observe(std::move(observer));
+  }
+
+ private:
+  mutable LitList list_;
 };
 
 }  // namespace ostrel

@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include "Runtime/Files.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -107,9 +106,8 @@ std::string HerdrAgent::displayTitle(const Preferences& preferences) const {
 }
 
 bool HerdrAgent::recentlyActive(WallTime now) const {
-  if (!isExternal() || !transcriptReference || !transcriptReference->starts_with('/')) return false;
-  const auto status = files::status(*transcriptReference);
-  return status && now - status->modified < kActiveWindow;
+  return isExternal() && transcriptKind == "path" && state == "unknown" && since &&
+         now - *since < kActiveWindow;
 }
 
 }  // namespace ostrel

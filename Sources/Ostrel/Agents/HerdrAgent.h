@@ -104,8 +104,9 @@ struct HerdrAgent {
   // The user's own title for the agent where there is one, else `title`.
   std::string displayTitle(const Preferences& preferences) const;
 
-  // Whether an external agent's transcript changed within the last 10 seconds: such an agent has no status
-  // channel and looks working while its transcript grows. One `stat`.
+  // Whether an external agent's transcript changed within the last 10 seconds, as the last scan saw it: such
+  // an agent has no status channel, its `since` is the file's modification, and it looks working while it
+  // grows.
   bool recentlyActive(WallTime now) const;
 };
 

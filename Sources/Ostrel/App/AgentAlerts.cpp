@@ -27,29 +27,28 @@ void AgentAlerts::requestPermission() {
   if (wanted && ports_.notifications) ports_.notifications->requestPermission();
 }
 
-void AgentAlerts::update(const std::vector<AgentWithLight>& agents) {
+void AgentAlerts::update(const LitList& list) {
   std::map<std::string, AgentLight> lights;
   std::set<std::string> working;
   agents_.clear();
-  for (const auto& [agent, light] : agents) {
-    const std::string id = agent.id();
-    lights.insert_or_assign(id, light);
-    if (agent.state == "working") working.insert(id);
-    agents_.insert_or_assign(id, agent);
+  for (const LitAgent& lit : list.agents) {
+    lights.insert_or_assign(lit.id(), lit.light);
+    if (lit.agent().state == "working") working.insert(lit.id());
+    agents_.insert_or_assign(lit.id(), lit.agent());
   }
   const auto before = std::exchange(previous_, std::move(lights));
   const auto reported = std::exchange(reportedWorking_, std::move(working));
-  if (!before) return;
-  for (const auto& [agent, light] : agents) {
-    const std::string id = agent.id();
-    const auto old = before->find(id);
-    const bool known = old != before->end();
-    if (light == AgentLight::needsYou) {
-      if (!known || old->second != AgentLight::needsYou) alert(agent, AgentSounds::Kind::needsYou);
-    } else if (light != AgentLight::working && known && old->second == AgentLight::working &&
-               reported.contains(id)) {
+  const bool joining = std::exchange(joining_, !list.complete) || joining_;
+  for (const LitAgent& lit : list.agents) {
+    const auto old = before.find(lit.id());
+    const bool known = old != before.end();
+    if (lit.light == AgentLight::needsYou) {
+      if (known ? old->second != AgentLight::needsYou : !joining)
+        alert(lit.agent(), AgentSounds::Kind::needsYou);
+    } else if (lit.light != AgentLight::working && known && old->second == AgentLight::working &&
+               reported.contains(lit.id())) {
       // Work that was only inferred from a growing transcript does not finish: it falls silent.
-      alert(agent, AgentSounds::Kind::finished);
+      alert(lit.agent(), AgentSounds::Kind::finished);
     }
   }
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "App/AgentSounds.h"
-#include "App/OstrelModel.h"
+#include "Client/LitAgents.h"
 #include "Platform/Notifications.h"
 #include "Platform/Preferences.h"
 
@@ -30,9 +30,9 @@ class AgentAlerts {
   AgentAlerts& operator=(const AgentAlerts&) = delete;
   ~AgentAlerts();
 
-  // To be called with the whole list after each change of it. The first call tells nobody anything: what
-  // waits at the launch is shown by the lights alone.
-  void update(const std::vector<AgentWithLight>& agents);
+  // To be called at each delivery. What waits when the sources first tell all they know, at the launch or
+  // once another one was joined, is shown by the lights alone.
+  void update(const LitList& list);
   // Asks for leave to post where a banner is wanted: at the launch, and when one is switched on.
   void requestPermission();
 
@@ -41,7 +41,8 @@ class AgentAlerts {
 
   Ports ports_;
   std::function<void(const HerdrAgent&)> open_;
-  std::optional<std::map<std::string, AgentLight>> previous_;
+  std::map<std::string, AgentLight> previous_;
+  bool joining_ = true;  // some source has not told what it knows yet: who appears may have been there before
   std::set<std::string> reportedWorking_;  // those who said themselves that they were working
   std::map<std::string, HerdrAgent> agents_;
 };

@@ -22,51 +22,22 @@ std::array<int, 4> countLights(const std::vector<AgentLight>& lights) {
 
 }  // namespace
 
-AgentSource AgentSource::of(HerdrClient& client) {
-  return {
-      .inventory = [&client]() -> const Inventory& { return client.inventory(); },
-      .light = [&client](const HerdrAgent& agent) { return client.light(agent); },
-      .observeStates = [&client](const AgentList& agents) { client.observeStates(agents); },
-      .reconcilePermissions = [&client] { client.reconcilePermissions(); },
-      .observe =
-          [&client](ChangeSignal::Observer observer) {
-            return client.changes().observe(std::move(observer));
-          },
-      .observeRounds =
-          [&client](ChangeSignal::Observer observer) {
-            return client.local().scans().observe(std::move(observer));
-          },
-  };
-}
+OstrelModel::OstrelModel(LitSource& source)
+    : source_(source), deliveries_(source.observe([this] { deliver(); })) {}
 
-OstrelModel::OstrelModel(MainLoop& loop, AgentSource source)
-    : source_(std::move(source)),
-      throttle_(loop, kDelivery, [this] { deliver(); }),
-      sourceChanges_(source_.observe([this] { throttle_.request(); })),
-      rounds_(source_.observeRounds([this] { lookAtLights(); })) {}
-
-// The order counts: a light depends on the change of state that is noted just before it is computed.
 void OstrelModel::deliver() {
   changes_.notify();
   if (onLayout) onLayout();
-  source_.observeStates(source_.inventory().primary);
-  source_.reconcilePermissions();
-  const std::vector<AgentWithLight> agents = lit();
-  std::vector<AgentLight>& lights = delivered_.emplace();
-  for (const AgentWithLight& each : agents) lights.push_back(each.light);
-  if (onAgents) onAgents(agents);
+  if (onAgents) onAgents(source_.list());
 }
 
-// A light also follows the growth of a transcript, of which no source tells; and a first round that finds
-// nobody must count as the first delivery.
-void OstrelModel::lookAtLights() {
-  if (notchLights() != delivered_) throttle_.request();
-}
-
-std::vector<AgentWithLight> OstrelModel::lit() const {
-  std::vector<AgentWithLight> agents;
-  for (const HerdrAgent& agent : source_.inventory().primary) agents.push_back({agent, source_.light(agent)});
-  return agents;
+AgentLight OstrelModel::light(const HerdrAgent& agent) const {
+  const std::string id = agent.id();
+  for (const auto* const list : {&source_.list().agents, &source_.list().loadedCodex}) {
+    const auto found = std::ranges::find(*list, id, &LitAgent::id);
+    if (found != list->end()) return found->light;
+  }
+  return AgentLight::idle;
 }
 
 std::vector<AgentGroup> OstrelModel::agentGroups() const {
@@ -79,22 +50,23 @@ std::vector<AgentGroup> OstrelModel::agentGroups() const {
   if (frozenOrder_) {
     for (const std::string& id : *frozenOrder_) frozen.try_emplace(id, frozen.size());
   }
-  const auto rank = [&](const HerdrAgent& agent) -> std::size_t {
-    if (!frozenOrder_) return source_.light(agent) == AgentLight::needsYou ? 0 : 1;
-    const auto found = frozen.find(agent.id());
+  const auto rank = [&](const LitAgent& lit) -> std::size_t {
+    if (!frozenOrder_) return lit.light == AgentLight::needsYou ? 0 : 1;
+    const auto found = frozen.find(lit.id());
     return found == frozen.end() ? frozen.size() : found->second;
   };
   std::vector<AgentGroup> groups;
   std::vector<std::vector<Row>> rows;
   std::unordered_map<std::string, std::size_t> places;
-  for (const HerdrAgent& agent : source_.inventory().primary) {
+  for (const LitAgent& lit : source_.list().agents) {
+    const HerdrAgent& agent = lit.agent();
     std::string project = agent.projectLabel();
     const auto [place, fresh] = places.try_emplace(project, groups.size());
     if (fresh) {
       groups.push_back({std::move(project), {}});
       rows.emplace_back();
     }
-    rows[place->second].push_back({&agent, rank(agent), rows[place->second].size()});
+    rows[place->second].push_back({&agent, rank(lit), rows[place->second].size()});
   }
   for (std::size_t i = 0; i < groups.size(); ++i) {
     std::ranges::sort(rows[i], {}, [](const Row& row) { return std::pair(row.rank, row.place); });
@@ -104,22 +76,23 @@ std::vector<AgentGroup> OstrelModel::agentGroups() const {
 }
 
 std::vector<AgentWithLight> OstrelModel::railAgents() const {
-  const std::vector<AgentWithLight> all = lit();
   std::vector<AgentWithLight> agents;
   for (const AgentLight light :
-       {AgentLight::needsYou, AgentLight::working, AgentLight::done, AgentLight::idle})
-    std::ranges::copy_if(all, std::back_inserter(agents),
-                         [&](const AgentWithLight& each) { return each.light == light; });
+       {AgentLight::needsYou, AgentLight::working, AgentLight::done, AgentLight::idle}) {
+    for (const LitAgent& lit : source_.list().agents) {
+      if (lit.light == light) agents.push_back({lit.agent(), light});
+    }
+  }
   return agents;
 }
 
 std::vector<AgentLight> OstrelModel::notchLights() const {
   std::vector<AgentLight> lights;
-  for (const HerdrAgent& agent : source_.inventory().primary) lights.push_back(source_.light(agent));
+  for (const LitAgent& lit : source_.list().agents) lights.push_back(lit.light);
   return lights;
 }
 
-int OstrelModel::agentCount() const { return static_cast<int>(source_.inventory().primary.size()); }
+int OstrelModel::agentCount() const { return static_cast<int>(source_.list().agents.size()); }
 
 std::string OstrelModel::notchSummary() const {
   const std::vector<AgentLight> lights = notchLights();
@@ -147,10 +120,10 @@ std::string OstrelModel::selectorSummary() const {
 
 int OstrelModel::selectorRowCount() const {
   std::unordered_map<std::string, int> projects;
-  const AgentList& primary = source_.inventory().primary;
-  for (const HerdrAgent& agent : primary) ++projects[agent.projectLabel()];
+  const std::vector<LitAgent>& agents = source_.list().agents;
+  for (const LitAgent& lit : agents) ++projects[lit.agent().projectLabel()];
   const int groups = static_cast<int>(projects.size());
-  return static_cast<int>(primary.size()) + (groups >= 2 ? (groups * 6 + 9) / 10 : 0);
+  return static_cast<int>(agents.size()) + (groups >= 2 ? (groups * 6 + 9) / 10 : 0);
 }
 
 void OstrelModel::moveSelection(bool down) {
@@ -167,8 +140,8 @@ void OstrelModel::moveSelection(bool down) {
 }
 
 std::optional<HerdrAgent> OstrelModel::selectedAgent() const {
-  for (const HerdrAgent& agent : source_.inventory().primary) {
-    if (agent.id() == *keyboardSelection) return agent;
+  for (const LitAgent& lit : source_.list().agents) {
+    if (lit.id() == *keyboardSelection) return lit.agent();
   }
   return std::nullopt;
 }

@@ -1,8 +1,8 @@
 // The one object that the interface binds to: the agents in the order in which they are shown, and the little
 // state of the interface that is not about agents. Main thread only.
 //
-// The lists are computed at each call, since a light depends on the time and on what was seen. Views ask
-// again when `changes` fires: at most every 50 milliseconds, however quickly the sources publish.
+// The lists are computed at each call, of the agents and lights that were delivered last. Views ask again at
+// each delivery.
 #pragma once
 
 #include <functional>
@@ -12,25 +12,10 @@
 
 #include "Agents/HerdrAgent.h"
 #include "App/EdgeGeometry.h"
-#include "Client/HerdrClient.h"
+#include "Client/LitAgents.h"
 #include "Runtime/Published.h"
 
 namespace ostrel {
-
-// What the model asks of the hub of the core.
-struct AgentSource {
-  std::function<const Inventory&()> inventory;
-  std::function<AgentLight(const HerdrAgent&)> light;
-  std::function<void(const AgentList&)> observeStates;
-  std::function<void()> reconcilePermissions;
-  // Subscribes to the changes of anything that the hub publishes.
-  std::function<Subscription(ChangeSignal::Observer)> observe;
-  // Subscribes to the rounds of discovery, those that changed nothing included: lights may change in between.
-  std::function<Subscription(ChangeSignal::Observer)> observeRounds;
-
-  // `client` must outlive the source.
-  static AgentSource of(HerdrClient& client);
-};
 
 struct AgentWithLight {
   HerdrAgent agent;
@@ -46,9 +31,8 @@ struct AgentGroup {
 
 class OstrelModel {
  public:
-  static constexpr Duration kDelivery = std::chrono::milliseconds(50);
-
-  OstrelModel(MainLoop& loop, AgentSource source);
+  // `source` outlives the model.
+  explicit OstrelModel(LitSource& source);
 
   // By project, projects in the order of their first agent; inside a project those first that need the
   // person, or everything in the frozen order.
@@ -56,7 +40,8 @@ class OstrelModel {
   // By light, most urgent first; never frozen.
   std::vector<AgentWithLight> railAgents() const;
   std::vector<AgentLight> notchLights() const;
-  AgentLight light(const HerdrAgent& agent) const { return source_.light(agent); }
+  // Idle for an agent that is not listed.
+  AgentLight light(const HerdrAgent& agent) const;
   int agentCount() const;
   // "2 needs you · 1 working", for screen readers.
   std::string notchSummary() const;
@@ -78,10 +63,10 @@ class OstrelModel {
 
   // Something that the lists depend on may have changed.
   Subscription observe(ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); }
-  // Called at each delivery after `changes` and before the new states are noted: the counts may have changed.
+  // Called at each delivery after `changes`: the counts may have changed.
   std::function<void()> onLayout;
-  // Called at the end of each delivery with the agents and their new lights.
-  std::function<void(const std::vector<AgentWithLight>&)> onAgents;
+  // Called at the end of each delivery.
+  std::function<void(const LitList&)> onAgents;
 
   // State of the interface. Who decides it writes it here, views read it.
   Published<int> selectorWidth;  // points
@@ -98,17 +83,12 @@ class OstrelModel {
 
  private:
   void deliver();
-  void lookAtLights();
-  std::vector<AgentWithLight> lit() const;
   std::vector<std::string> displayOrder() const;
 
-  AgentSource source_;
+  LitSource& source_;
   ChangeSignal changes_;
   std::optional<std::vector<std::string>> frozenOrder_;
-  std::optional<std::vector<AgentLight>> delivered_;
-  Throttle throttle_;
-  Subscription sourceChanges_;
-  Subscription rounds_;
+  Subscription deliveries_;
 };
 
 }  // namespace ostrel

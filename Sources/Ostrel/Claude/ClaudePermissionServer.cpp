@@ -221,8 +221,8 @@ void ClaudePermissionServer::reconcilePermissions(const StateOf& stateOf) {
   const auto open = requests_.get();  // a copy: each end changes the list
   for (const ClaudePermissionRequest& request : open) {
     if (now - request.arrived <= kStateLag) continue;
-    const auto state = stateOf(request.sessionID);
-    if (state && *state != "blocked") finish(request.id, std::nullopt);
+    const auto seen = stateOf(request.sessionID);
+    if (seen && seen->at >= request.arrived && seen->state != "blocked") finish(request.id, std::nullopt);
   }
 }
 

@@ -35,8 +35,13 @@ class ClaudePermissionServer {
   using Answer = ClaudePermissionAnswer;
   // Takes an event for the usage statistics: its name and properties.
   using Capture = std::function<void(std::string_view event, const Json& properties)>;
-  // The state of the agent that has this conversation id (in lower case), or nothing where there is none.
-  using StateOf = std::function<std::optional<std::string>(std::string_view conversationID)>;
+  // How an agent was seen.
+  struct SeenState {
+    std::string state;
+    TimePoint at;  // what happened later, whoever looked may not have seen
+  };
+  // Of the agent that has this conversation id (in lower case); nothing where there is none.
+  using StateOf = std::function<std::optional<SeenState>(std::string_view conversationID)>;
 
   // A client that sends nothing for so long before its line is complete is not waited for.
   static constexpr Duration kLineTime = std::chrono::seconds(5);
@@ -77,8 +82,8 @@ class ClaudePermissionServer {
   void answer(const ClaudePermissionRequest& request, const Answer& answer);
   // Ends a request: with a reply, or (nothing) without a decision. An unknown id is ignored.
   void finish(std::string id, const std::optional<Json>& reply);
-  // Ends, without a decision, the requests whose agents no longer wait. A request whose agent isn't known
-  // stays.
+  // Ends, without a decision, the requests whose agents no longer wait, as somebody saw who looked after the
+  // request had come. A request whose agent isn't known stays.
   void reconcilePermissions(const StateOf& stateOf);
 
  private:
@@ -107,7 +112,7 @@ class ClaudePermissionServer {
   const Capture capture_;
   UniqueFd listener_;
   Watch listenerWatch_;
-  Timer retry_;       // set while another instance has the socket, or while descriptors are short
+  Timer retry_;  // set while another instance has the socket, or while descriptors are short
   Published<bool> taken_{false};
   dev_t device_ = 0;  // of the socket file that is ours
   ino_t inode_ = 0;

@@ -13,7 +13,6 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
     : loop_(ports.loop),
       preferences_(ports.preferences),
       fixture_(sources.fixture),
-      lights_(ports.loop.wallNow()),
       local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(sources.scanExternal),
              std::move(sources.claudeSessions)),
       link_(ports.loop, ports.pool, ports.preferences, sources.herdr),
@@ -35,6 +34,9 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       permissions_(ports.loop, std::move(sources.permissionSocket)),
       installHook_(std::move(sources.installHook)),
       inventory_(ports.preferences),
+      lit_(ports.loop, {.inventory = [this]() -> const Inventory& { return inventory(); },
+                        .reconcileRequests = [this] { reconcilePermissions(); },
+                        .complete = [this] { return complete(); }}),
       requests_(ports.loop, ports.pool,
                 {.claude = permissions_,
                  .codex = codexRequests_,
@@ -87,12 +89,17 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
   tell(codexRequests_.replyErrors());
   tell(codexDiscovery_.error());
   subscriptions_.push_back(codexRequests_.detailsChanged().observe([this] { changes_.notify(); }));
+  subscriptions_.push_back(changes_.observe([this] { lit_.changed(); }));
   subscriptions_.push_back(local_.scans().observe([this] {
     selection_.reconcile();
     reconcilePermissions();
+    lit_.roundEnded();
   }));
   subscriptions_.push_back(link_.steps().observe([this] { selection_.herdrChanged(); }));
-  subscriptions_.push_back(codexDiscovery_.passes().observe([this] { selection_.reconcile(); }));
+  subscriptions_.push_back(codexDiscovery_.passes().observe([this] {
+    selection_.reconcile();
+    lit_.roundEnded();
+  }));
   subscriptions_.push_back(remoteAgents_.observe([this] { selection_.reconcile(); }));
   link_.onConnect = [this] { integrations_.check(); };
 }
@@ -172,23 +179,23 @@ std::optional<HerdrAgent> HerdrClient::current(const std::string& id) {
 }
 
 void HerdrClient::reconcilePermissions() {
-  permissions_.reconcilePermissions([this](std::string_view session) -> std::optional<std::string> {
+  using Seen = ClaudePermissionServer::SeenState;
+  permissions_.reconcilePermissions([this](std::string_view session) -> std::optional<Seen> {
     const std::string conversation = text::lowercase(session);
     for (const auto& listed : inventory().all.entries()) {
-      if (listed->conversation == conversation) return listed->agent.state;
+      if (listed->conversation != conversation) continue;
+      return Seen{listed->agent.state, listed->agent.isExternal() ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;
   });
 }
 
-AgentLight HerdrClient::light(const HerdrAgent& agent) const { return lights_.light(agent, loop_.wallNow()); }
-
-void HerdrClient::observeStates(const AgentList& agents) { lights_.observeStates(agents, loop_.wallNow()); }
-
-void HerdrClient::markSeen(std::string_view id) {
-  lights_.markSeen(id, loop_.wallNow());
-  changes_.notify();
+bool HerdrClient::complete() {
+  return *local_.scans() > 0 && !*link_.connecting() && !*managed_.starting() &&
+         (!asksCodex_ || *codexDiscovery_.passes() > 0);
 }
+
+void HerdrClient::markSeen(std::string_view id) { lit_.markSeen(id); }
 
 void HerdrClient::rename(const HerdrAgent& agent, std::string_view title) {
   const std::string key = "agentTitle." + agent.id();

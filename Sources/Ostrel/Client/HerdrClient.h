@@ -13,11 +13,11 @@
 #include "Agents/AgentList.h"
 #include "Claude/ClaudePermissionServer.h"
 #include "Client/AgentInventory.h"
-#include "Client/AgentLights.h"
 #include "Client/AgentSelection.h"
 #include "Client/CodexDiscovery.h"
 #include "Client/HerdrLink.h"
 #include "Client/IntegrationSetup.h"
+#include "Client/LitAgents.h"
 #include "Client/LocalDiscovery.h"
 #include "Client/ManagedServer.h"
 #include "Client/OpenRequests.h"
@@ -74,9 +74,6 @@ class HerdrClient {
 
   const Inventory& inventory() { return inventory_.merged(); }
 
-  AgentLight light(const HerdrAgent& agent) const;
-  // To be called with what was shown whenever the inventory changed, before lights are computed.
-  void observeStates(const AgentList& agents);
   // The person has looked at the agent.
   void markSeen(std::string_view id);
   // Gives the agent a title of the person's own; an empty one takes it back.
@@ -84,14 +81,11 @@ class HerdrClient {
   // Ties the agent to a transcript that the person chose; nothing unties it. False for an agent that can't be
   // tied. What the agent reports itself always counts more.
   bool linkConversation(const HerdrAgent& agent, const std::optional<std::string>& path);
-  // The label above the agent's conversation. One `stat` for an agent outside Herdr.
+  // The label above the agent's conversation.
   std::string statusLabel(const HerdrAgent& agent);
 
   // Opens an agent: what there is of it is shown by `selected`.
   void select(const HerdrAgent& agent, bool markSeen);
-
-  // Ends requests that were answered in the terminal. Called at every scan, and with `observeStates`.
-  void reconcilePermissions();
 
   // Before the program ends: waiting hooks are let go, the wish to reconnect is kept.
   void stop();
@@ -104,6 +98,10 @@ class HerdrClient {
   HerdrLink& link() { return link_; }
   IntegrationSetup& integrations() { return integrations_; }
   ManagedServer& managedServer() { return managed_; }
+  // Whether every source that runs has told what it knows at least once.
+  bool complete();
+  // The inventory with its lights, as every face shows it.
+  LitAgents& lit() { return lit_; }
   AgentSelection& selection() { return selection_; }
   // What agents ask, and the only way to answer.
   OpenRequests& requests() { return requests_; }
@@ -126,6 +124,8 @@ class HerdrClient {
     subscriptions_.push_back(value.observe([this] { changes_.notify(); }));
   }
   void preferencesChanged();
+  // Ends requests that were answered in the terminal.
+  void reconcilePermissions();
   void merge(AgentInventory::Source source, Published<std::vector<HerdrAgent>>& agents);
   Task<void> ensureAndConnect();
   std::optional<HerdrAgent> current(const std::string& id);
@@ -134,7 +134,6 @@ class HerdrClient {
   Preferences& preferences_;
   const bool fixture_;
   ChangeSignal changes_;
-  AgentLights lights_;
   LocalDiscovery local_;
   HerdrLink link_;
   IntegrationSetup integrations_;
@@ -150,6 +149,7 @@ class HerdrClient {
   ClaudePermissionServer permissions_;
   const std::function<void()> installHook_;
   AgentInventory inventory_;
+  LitAgents lit_;
   OpenRequests requests_;
   SelectedAgent selected_;
   AgentSelection selection_;

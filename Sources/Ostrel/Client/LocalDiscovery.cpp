@@ -17,7 +17,8 @@ constexpr Duration kSettling = 12ms;
 
 LocalDiscovery::LocalDiscovery(MainLoop& loop, BackgroundPool& pool, Kernel kernel, Scan scan,
                                std::filesystem::path claudeSessions)
-    : pool_(pool),
+    : loop_(loop),
+      pool_(pool),
       kernel_(kernel),
       scan_(std::move(scan)),
       claudeSessions_(std::move(claudeSessions)),
@@ -31,8 +32,11 @@ void LocalDiscovery::start() {
 Task<void> LocalDiscovery::run() {
   for (;;) {
     std::optional<std::string> problem;
+    const TimePoint began = loop_.now();
     try {
-      agents_.set(co_await pool_.run(scan_));
+      auto found = co_await pool_.run(scan_);
+      scannedAt_ = began;
+      agents_.set(std::move(found));
       watchAgents();
     } catch (const Cancelled&) {
       throw;

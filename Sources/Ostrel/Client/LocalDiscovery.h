@@ -43,6 +43,8 @@ class LocalDiscovery {
   void rescan() { wake_.raise(); }
 
   Published<std::vector<HerdrAgent>>& agents() { return agents_; }
+  // When the scan that `agents` came from began: what has happened since, it may not have seen.
+  TimePoint scannedAt() const { return scannedAt_; }
   // What to tell the person when the last scan failed.
   Published<std::optional<std::string>>& error() { return error_; }
   // Scans finished so far, failed ones included. Changes after `agents` and `error`.
@@ -52,11 +54,13 @@ class LocalDiscovery {
   Task<void> run();
   void watchAgents();
 
+  MainLoop& loop_;
   BackgroundPool& pool_;
   Kernel kernel_;
   Scan scan_;
   std::filesystem::path claudeSessions_;
   Published<std::vector<HerdrAgent>> agents_;
+  TimePoint scannedAt_ = TimePoint::min();
   Published<std::optional<std::string>> error_;
   Published<std::uint64_t> scans_;
   std::map<std::int64_t, Registration> exitWatches_;

@@ -27,9 +27,9 @@ namespace {
 
 constexpr Duration kHideTime = std::chrono::hours(2);
 
-AgentSource sourceOf(const DesktopParts& parts, std::optional<SampleAgents>& samples) {
-  if (!parts.environment.hasArgument(launch::kPreviewAgents)) return AgentSource::of(parts.client);
-  return samples.emplace().source();
+LitSource& sourceOf(const DesktopParts& parts, std::optional<SampleAgents>& samples) {
+  if (!parts.environment.hasArgument(launch::kPreviewAgents)) return parts.client.lit();
+  return samples.emplace();
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
     : parts_(std::move(parts)),
       application_(parts_.environment),
       loop_(parts_.loop),
-      model_(parts_.loop, sourceOf(parts_, samples_)),
+      model_(sourceOf(parts_, samples_)),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
       connections_({parts_.loop, parts_.pool, parts_.tools, terminal_, parts_.urls}, model_),
@@ -124,7 +124,7 @@ void AppDelegate::makeWindows() {
   problems_ = model_.observe([this] {
     if (!samples_) model_.problems.set(listProblems(parts_.client));
   });
-  model_.onAgents = [this](const std::vector<AgentWithLight>& agents) { alerts_.update(agents); };
+  model_.onAgents = [this](const LitList& list) { alerts_.update(list); };
 }
 
 void AppDelegate::loadViews() {

@@ -76,7 +76,7 @@ ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, Bri
       source_(std::move(source)),
       requests_(loop, requests, std::move(findTerminal)),
       loop_(loop),
-      throttle_(loop, OstrelModel::kDelivery, [this] { refresh(); }),
+      throttle_(loop, LitAgents::kDelivery, [this] { refresh(); }),
       tasks_(loop) {
   subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
   subscriptions_.push_back(source_.shown.transcript.observe([this] { stale_ = true; }));

@@ -55,11 +55,11 @@ SampleAgents::SampleAgents(std::size_t count) {
     agent.provider = sample.provider;
     agent.state = sample.state;
     agent.context = sample.folder + number;
-    lights_.emplace(agent.id(), sample.light);
+    list_.agents.push_back({std::make_shared<ListedAgent>(agent), sample.light});
     agents_.push_back(std::move(agent));
     pid += 37;
   }
-  inventory_.primary = AgentList(agents_);
+  list_.complete = true;
 }
 
 HerdrAgent SampleAgents::pane() {
@@ -72,21 +72,6 @@ HerdrAgent SampleAgents::pane() {
   agent.state = "working";
   agent.context = "/home/mira/code/storefront";
   return agent;
-}
-
-AgentSource SampleAgents::source() {
-  return {
-      .inventory = [this]() -> const Inventory& { return inventory_; },
-      .light =
-          [this](const HerdrAgent& agent) {
-            const auto found = lights_.find(agent.id());
-            return found == lights_.end() ? AgentLight::idle : found->second;
-          },
-      .observeStates = [](const AgentList&) {},
-      .reconcilePermissions = [] {},
-      .observe = [this](ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); },
-      .observeRounds =
-          [this](ChangeSignal::Observer observer) { return rounds_.observe(std::move(observer)); }};
 }
 
 }  // namespace ostrel

@@ -2,33 +2,33 @@
 // `--preview-agents`. Main thread only.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
-#include "App/OstrelModel.h"
+#include "Client/LitAgents.h"
 
 namespace ostrel {
 
-class SampleAgents {
+class SampleAgents final : public LitSource {
  public:
   // So many of them; beyond seven they begin anew, in projects of their own.
   explicit SampleAgents(std::size_t count = 7);
 
-  AgentSource source();
+  const LitList& list() const override { return list_; }
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changes_.observe(std::move(observer));
+  }
   const std::vector<HerdrAgent>& agents() const { return agents_; }
   // One more, in a pane.
   static HerdrAgent pane();
   // Tells nobody yet.
-  void setLight(std::size_t index, AgentLight light) { lights_.at(agents_.at(index).id()) = light; }
+  void setLight(std::size_t index, AgentLight light) { list_.agents.at(index).light = light; }
   void tell() { changes_.notify(); }
 
  private:
   std::vector<HerdrAgent> agents_;
-  std::map<std::string, AgentLight> lights_;  // by id
-  Inventory inventory_;
+  LitList list_;
   ChangeSignal changes_;
-  ChangeSignal rounds_;
 };
 
 }  // namespace ostrel

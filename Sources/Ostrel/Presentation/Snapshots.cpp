@@ -61,7 +61,7 @@ class Studio {
  public:
   Studio(MainLoop& loop, Preferences& preferences, std::size_t agents, bool dark)
       : samples_(agents),
-        model_(loop, samples_.source()),
+        model_(samples_),
         edge_({loop, desktop_, desktop_, desktop_, preferences}, model_,
               {[](const HerdrAgent&, bool) {}, [] {}}),
         parts_{model_, edge_, desktop_, preferences, [] {}},
