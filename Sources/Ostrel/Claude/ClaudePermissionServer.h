@@ -107,7 +107,7 @@ class ClaudePermissionServer {
   const Capture capture_;
   UniqueFd listener_;
   Watch listenerWatch_;
-  Timer retry_;       // set while another instance has the socket, or while descriptors are short
+  Timer retry_;  // set while another instance has the socket, or while descriptors are short
   Published<bool> taken_{false};
   dev_t device_ = 0;  // of the socket file that is ours
   ino_t inode_ = 0;
