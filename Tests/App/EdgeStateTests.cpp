@@ -170,7 +170,7 @@ TEST_F(EdgeStateTest, TheLeaveOfTheRowBeforeEndsNothing) {
   edge_.hoverAgent(other, false);
   edge_.hoverAgent(agent_, false);
   shownAfter(1s);
-  EXPECT_EQ(conversation_, "shown ") << "the second row was left in time";
+  EXPECT_EQ(conversation_, "shown stopped ") << "one preview, which went: the second row was left in time";
 }
 
 TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {

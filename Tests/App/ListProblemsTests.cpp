@@ -50,6 +50,10 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   EXPECT_EQ(problems[2], "Codex live connection unavailable: it broke");
   EXPECT_TRUE(problems[3].starts_with("Claude Code's prompts go to another program"));
 
+  client.codexDiscovery().error().set(
+      "Codex live connection unavailable: The local Codex server is unavailable.");
+  EXPECT_EQ(listProblems(client).size(), 3u) << "it need not run";
+
   broken = false;
   other.reset();
   const int before = std::exchange(told, 0);

@@ -200,7 +200,9 @@ TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
   NotchBridge notch(parts());
   QQuickView view(&engine_, nullptr);
   const Rect frame = desktop_.frames[EdgeWindow::notch];
-  open(view, "EdgeNotchView", notch, frame);
+  // Not on the screen: what pulses there is for one application in a process.
+  view.setGeometry(0, 0, frame.width, frame.height);
+  loadView(view, QStringLiteral("EdgeNotchView"), notch);
   ASSERT_EQ(notch.lights()->rows().size(), 7u);
   EXPECT_EQ(notch.lights()->rows()[0].values[0], static_cast<int>(AgentLight::needsYou));
   EXPECT_EQ(notch.lights()->rows()[1].values[0], static_cast<int>(AgentLight::done));

@@ -13,8 +13,10 @@ std::vector<std::string> listProblems(HerdrClient& client) {
   };
   add(*client.local().error());
   add(*client.link().error());
-  add(*client.codexDiscovery().error());
-  add(*client.codexRequests().error());
+  // That no server of Codex runs is how it mostly is, and hides nobody: its agents are found as processes.
+  for (const auto& words : {*client.codexDiscovery().error(), *client.codexRequests().error()}) {
+    if (words && !words->ends_with("The local Codex server is unavailable.")) add(words);
+  }
   if (*client.permissions().taken())
     add("Claude Code's prompts go to another program of Ostrel that runs (ostrelctl serve, perhaps). They "
         "come "

@@ -1,5 +1,5 @@
-// Other running copies of the program: of two that differ, the later stays (`RunningCopy` has the rule for those
-// that are alike). Main thread only.
+// Other running copies of the program: of two that differ, the later stays (`RunningCopy` has the rule for
+// those that are alike). Main thread only.
 #pragma once
 
 #include <cstdint>
