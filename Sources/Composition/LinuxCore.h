@@ -43,7 +43,10 @@ class LinuxCore {
   const Environment& environment() const { return environment_; }
   const CommandLineTools& tools() const { return tools_; }
   EpollLoop& loop() { return loop_; }
+  // Scans, files, sockets of our own: what answers soon.
   BackgroundPool& pool() { return pool_; }
+  // Programs of others, which may hang for as long as they are given.
+  BackgroundPool& toolPool() { return toolPool_; }
   NativeProcesses& processes() { return processes_; }
   AgentTranscript& transcripts() { return transcripts_; }
   ExternalAgents& externalAgents() { return externalAgents_; }
@@ -69,6 +72,7 @@ class LinuxCore {
   PreferenceFiles preferenceFiles_;
   OstrelPreferences preferences_;
   BackgroundPool pool_;
+  BackgroundPool toolPool_{4};
   PidfdExits exits_;
   InotifyWatcher files_;
   SpawnedServers servers_;

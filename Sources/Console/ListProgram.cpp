@@ -89,8 +89,8 @@ Task<void> ListProgram::run() {
         });
     if (text != shown) {
       shown = text;
-      const bool read = co_await parts_.pool.run(
-          [write = output_.write, text = std::move(text)](std::stop_token) { return write(text); });
+      const bool read = co_await parts_.writer.run([write = output_.write, text = std::move(text)](
+                                                       std::stop_token stop) { return write(text, stop); });
       if (!read) {
         finish(0);
         co_return;

@@ -21,14 +21,15 @@ class ListProgram {
  public:
   struct Parts {
     MainLoop& loop;
-    BackgroundPool& pool;
+    BackgroundPool& pool;    // looks at files
+    BackgroundPool& writer;  // for `Output::write` alone, which may take for ever
     HerdrClient& client;
     AgentTranscript& transcripts;
     const Preferences& preferences;
   };
   struct Output {
     // Writes to standard output, in the background; false when nobody reads any more.
-    std::function<bool(std::string_view)> write;
+    std::function<bool(std::string_view, const std::stop_token&)> write;
     // One line for the person, on standard error.
     std::function<void(std::string_view)> complain;
     // The program is over, with this exit status. Called once, on the main thread.

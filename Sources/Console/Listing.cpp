@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "Runtime/Json.h"
+#include "Runtime/ShownText.h"
 #include "Runtime/Text.h"
 
 namespace ostrel::console {
@@ -19,7 +20,7 @@ Fields fieldsOf(const ShownAgent& shown) {
   const HerdrAgent& agent = shown.agent;
   Fields fields{agent.id(),  agent.provider, agent.state, std::string(lightName(shown.light)),
                 shown.title, agent.context};
-  for (std::string& field : fields) field = text::escapeControls(field);
+  for (std::string& field : fields) field = text::marked(text::escapeControls(field));
   return fields;
 }
 

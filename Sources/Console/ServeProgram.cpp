@@ -145,8 +145,8 @@ Task<void> ServeProgram::run() {
       lines += line;
     }
     const bool read =
-        lines.empty() || co_await parts_.pool.run([write = output_.write, lines = std::move(lines)](
-                                                      std::stop_token) { return write(lines); });
+        lines.empty() || co_await parts_.writer.run([write = output_.write, lines = std::move(lines)](
+                                                        std::stop_token stop) { return write(lines, stop); });
     if (!read || over_) {
       output_.finished();
       co_return;

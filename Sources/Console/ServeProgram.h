@@ -21,13 +21,13 @@ class ServeProgram {
  public:
   struct Parts {
     MainLoop& loop;
-    BackgroundPool& pool;
+    BackgroundPool& writer;  // for `Output::write` alone, which may take for ever
     HerdrClient& client;
     const Preferences& preferences;
   };
   struct Output {
     // Writes to standard output, in the background; false when nobody reads any more.
-    std::function<bool(std::string_view)> write;
+    std::function<bool(std::string_view, const std::stop_token&)> write;
     // The program is over. Called once, on the main thread.
     std::function<void()> finished;
   };

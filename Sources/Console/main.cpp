@@ -1,8 +1,7 @@
 // ostrelctl: the core with a console face.
-#include <cerrno>
 #include <cstdio>
-#include <poll.h>
 #include <span>
+#include <stop_token>
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -15,24 +14,14 @@
 #include "Platform/Linux/TerminationSignals.h"
 #include "Runtime/Spawn.h"
 #include "ServeProgram.h"
+#include "StandardOutput.h"
 
 namespace {
 
 using namespace ostrel;
 
-bool writeOutput(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (count >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno == EAGAIN) {
-      pollfd ready{STDOUT_FILENO, POLLOUT, 0};
-      ::poll(&ready, 1, -1);
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
+bool writeOutput(std::string_view bytes, const std::stop_token& stop = {}) {
+  return console::writeAll(STDOUT_FILENO, bytes, stop);
 }
 
 void complain(std::string_view line) { fmt::print(stderr, "ostrelctl: {}\n", line); }
@@ -48,9 +37,11 @@ int runList(const Environment& environment, const console::Options& options) {
                                         core.loop().stop();
                                       },
                                       ::isatty(STDOUT_FILENO) == 1};
+  // A reader that does not read holds nobody else up.
+  BackgroundPool writer(1);
   console::ListProgram program(
-      {core.loop(), core.pool(), core.client(), core.transcripts(), core.preferences().shared()}, options,
-      std::move(output));
+      {core.loop(), core.pool(), writer, core.client(), core.transcripts(), core.preferences().shared()},
+      options, std::move(output));
   program.start();
   core.loop().run();
   return status;
@@ -61,7 +52,8 @@ int runServe(const Environment& environment) {
   LinuxCore core(environment, complain, {});
   core.preferences().migrate();
   core.preferences().shared().registerDefaults(OstrelSetting::defaults());
-  console::ServeProgram program({core.loop(), core.pool(), core.client(), core.preferences().shared()},
+  BackgroundPool writer(1);
+  console::ServeProgram program({core.loop(), writer, core.client(), core.preferences().shared()},
                                 {writeOutput, [&] { core.loop().stop(); }});
   const Watch asked = signals.watch(core.loop(), [&] { core.loop().stop(); });
   program.start();

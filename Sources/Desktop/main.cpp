@@ -51,6 +51,7 @@ std::unique_ptr<Desktop> openDesktop(LinuxCore& core, TerminalOpener& terminals)
     const DesktopModule& module = DesktopLibrary::beside(ownPath(core));
     auto desktop = module.open({.loop = core.loop(),
                                 .pool = core.pool(),
+                                .toolPool = core.toolPool(),
                                 .client = core.client(),
                                 .preferences = core.preferences().shared(),
                                 .tools = core.tools(),

@@ -37,8 +37,8 @@ class ListProgramTest : public testing::Test {
     return agents;
   }
   void start(Options options) {
-    program_.emplace(ListProgram::Parts{loop_, pool_, client_, transcripts_, preferences_}, options,
-                     ListProgram::Output{[this](std::string_view text) {
+    program_.emplace(ListProgram::Parts{loop_, pool_, pool_, client_, transcripts_, preferences_}, options,
+                     ListProgram::Output{[this](std::string_view text, const std::stop_token&) {
                                            std::lock_guard lock(mutex_);
                                            written_.emplace_back(text);
                                            return !broken_;

@@ -4,10 +4,13 @@
 #include "Peers/Herdr/HerdrStandIn.h"
 #include "Peers/Serving.h"
 #include "Runtime/Files.h"
+#include "Support/Eventually.h"
 #include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
+
+namespace fs = std::filesystem;
 
 // OSTREL_SERVE_ROUNDS asks for more than a test of everything has time for.
 int rounds() {
@@ -143,6 +146,41 @@ TEST(Serve, TakesNoAnswerThatTheCardDoesNotOffer) {
   EXPECT_EQ(json::parse(asking->finish().output)
                 .value_or(Json())["hookSpecificOutput"]["decision"]["updatedInput"]["answers"],
             Json({{"One?", "A"}, {"Many?", "A, B"}}));
+}
+
+// A front end that has stopped reading keeps neither prompts from their hooks nor the program from its end.
+TEST(Serve, EndsThoughNobodyReadsItsOutput) {
+  HookHome hooks;
+  const UniqueFd input = [&] {
+    ::mkfifo((hooks.home.path() / "in").c_str(), 0600);
+    return UniqueFd(::open((hooks.home.path() / "in").c_str(), O_RDWR | O_CLOEXEC));
+  }();
+  ChildProcess serve({"/bin/sh", "-c", "exec '" OSTREL_BIN_DIR "/ostrelctl' serve < \"$0\"",
+                      (hooks.home.path() / "in").string()},
+                     hooks.variables);
+  ASSERT_TRUE(serve.line(std::chrono::seconds(30)));  // it listens; nothing is read any more
+  const std::string command(100'000, 'x');            // more than a pipe holds
+  std::vector<std::unique_ptr<ChildProcess>> asking;
+  for (int i = 0; i < 4; ++i) {
+    asking.push_back(
+        hooks.ask({{"session_id", "s"}, {"tool_name", "Bash"}, {"tool_input", {{"command", command}}}}));
+  }
+  const auto connections = [&] {
+    int sockets = 0;
+    std::error_code error;
+    for (const auto& fd : fs::directory_iterator("/proc/" + std::to_string(serve.pid()) + "/fd", error))
+      sockets += fs::read_symlink(fd, error).string().starts_with("socket:") ? 1 : 0;
+    return sockets;
+  };
+  ASSERT_TRUE(eventually([&] { return connections() >= 5; })) << "the four hooks and where they find us";
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // what they ask has filled the pipe by then
+  serve.signal(SIGTERM);
+  EXPECT_TRUE(
+      eventually([&] { return !fs::exists(hooks.home.path() / ".local/share/ostrel/permissions.sock"); }));
+  const auto end = [&] { return files::read("/proc/" + std::to_string(serve.pid()) + "/stat").value_or(""); };
+  EXPECT_TRUE(eventually([&] { return end().find(") Z ") != std::string::npos; }))
+      << "it has ended, with its output still unread";
+  for (const auto& hook : asking) EXPECT_EQ(hook->finish().output, "");
 }
 
 // Killed while prompts wait, again and again: no hook hangs or says a word, and the next start is not kept

@@ -19,7 +19,7 @@ TEST(CommandLineTools, FindsWhatCanBeRunTheInheritedPathFirst) {
   fs::create_directories(folder.path() / "plain/nested");
   const auto first = tool("first/tool", true);
   const auto local = tool("home/.local/bin/tool", true);
-  const auto other = tool("home/.cargo/bin/other", true);
+  const auto other = tool("home/.npm-global/bin/other", true);
   tool("relative/only", true);
 
   Environment environment;
@@ -42,7 +42,8 @@ TEST(CommandLineTools, ChildrenGetACleanEnvironment) {
                            {"KEEP", "yes"},        {"XHERDR_", "yes"},         {"PATH", "/mine"}};
   const CommandLineTools tools(environment);
   const std::string path =
-      "/home/me/.local/bin:/home/me/.cargo/bin:/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/mine";
+      "/home/me/.local/bin:/home/me/bin:/home/me/.cargo/bin:/home/me/.npm-global/bin:/home/me/.linuxbrew/bin:"
+      "/home/linuxbrew/.linuxbrew/bin:/usr/local/bin:/usr/bin:/bin:/snap/bin:/mine";
   using Map = std::map<std::string, std::string>;
   Map expected = {{"KEEP", "yes"}, {"PATH", path}, {"XHERDR_", "yes"}};
   EXPECT_EQ(tools.environment(true), expected);

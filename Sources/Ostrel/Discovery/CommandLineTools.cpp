@@ -31,11 +31,15 @@ constexpr std::string_view kRemovedForSubscription[] = {
 CommandLineTools::CommandLineTools(const Environment& environment)
     : environment_(environment),
       folders_{(environment.home / ".local/bin").string(),
+               (environment.home / "bin").string(),
                (environment.home / ".cargo/bin").string(),
-               "/opt/homebrew/bin",
+               (environment.home / ".npm-global/bin").string(),
+               (environment.home / ".linuxbrew/bin").string(),
+               "/home/linuxbrew/.linuxbrew/bin",
                "/usr/local/bin",
                "/usr/bin",
-               "/bin"} {}
+               "/bin",
+               "/snap/bin"} {}
 
 std::optional<std::filesystem::path> CommandLineTools::find(std::string_view name) const {
   const std::string inherited = environment_.variable("PATH").value_or("");

@@ -15,7 +15,7 @@ QString orEmpty(const std::optional<std::string>& text) { return words::exact(te
 }  // namespace
 
 FormFieldBridge::FormFieldBridge(const CodexCard::Field& field, CodexCardModel& model, QObject* parent)
-    : QObject(parent), label(words::of(field.label)), key_(field.key), model_(model) {
+    : QObject(parent), label(words::shown(field.label)), key_(field.key), model_(model) {
   using Kind = CodexCard::Field::Kind;
   placeholder = field.kind == Kind::list ? QStringLiteral("JSON list, e.g. [\"first\", \"second\"]")
                                          : QStringLiteral("Your answer");
@@ -28,7 +28,7 @@ FormFieldBridge::FormFieldBridge(const CodexCard::Field& field, CodexCardModel& 
     add(QStringLiteral("Yes"), "true");
     add(QStringLiteral("No"), "false");
   } else if (field.kind == Kind::choice) {
-    for (const auto& option : field.options) add(words::of(option.label), option.value);
+    for (const auto& option : field.options) add(words::shown(option.label), option.value);
   }
 }
 

@@ -146,13 +146,13 @@ void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected)
   if (found != agents.end()) agent_ = found->agent;
   // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
   light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
-  title_ = words::of(agent_->displayTitle(parts_.preferences));
+  title_ = words::shown(agent_->displayTitle(parts_.preferences));
   status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
-  details_ = joined({words::provider(*agent_), words::of(agent_->projectLabel()), words::host(*agent_)});
+  details_ = joined({words::provider(*agent_), words::shown(agent_->projectLabel()), words::host(*agent_)});
   if (!selected) return;  // what is known of the session stays
   const AgentSessionDetails& session = *source_.shown.sessionDetails;
-  session_ = joined({words::of(session.branch.value_or("")), words::of(session.model.value_or("")),
-                     words::of(session.effort.value_or(""))});
+  session_ = joined({words::shown(session.branch.value_or("")), words::shown(session.model.value_or("")),
+                     words::shown(session.effort.value_or(""))});
 }
 
 void ConversationBridge::refreshBlocks() {

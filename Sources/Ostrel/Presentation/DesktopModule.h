@@ -24,6 +24,7 @@ namespace ostrel {
 struct DesktopParts {
   EpollLoop& loop;
   BackgroundPool& pool;
+  BackgroundPool& toolPool;  // for tools, which may hang
   HerdrClient& client;
   Preferences& preferences;
   const CommandLineTools& tools;

@@ -44,9 +44,9 @@ void DesktopNotifications::sent(const QString& agent) {
 void DesktopNotifications::send(const Banner& banner) {
   const QString agent = words::of(banner.agent);
   // Titles are text everywhere; bodies are not.
-  const QString body = words::of(banner.body);
+  const QString body = words::shown(banner.body);
   QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
-  call.setArguments({QStringLiteral("Ostrel"), ids_.value(agent, 0), QString(), words::of(banner.title),
+  call.setArguments({QStringLiteral("Ostrel"), ids_.value(agent, 0), QString(), words::shown(banner.title),
                      markup_ ? body.toHtmlEscaped() : body, QStringList{kOpen, QStringLiteral("Open")},
                      QVariantMap{{QStringLiteral("urgency"), QVariant::fromValue(uchar{1})}}, -1});
   auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);

@@ -1,11 +1,16 @@
 #include "DesktopSounds.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
+#include <mutex>
+#include <optional>
 #include <sys/mman.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -93,28 +98,64 @@ bool playByProgram(const std::string& wave, const CommandLineTools& tools) {
 
 }  // namespace
 
-DesktopSounds::DesktopSounds(Ports ports) : ports_(std::move(ports)), shared_(std::make_shared<Shared>()) {
-  shared_->complain = ports_.complain;
+struct DesktopSounds::Shared {
+  explicit Shared(const CommandLineTools& found) : tools(found) {}
+
+  const CommandLineTools tools;
+  std::atomic<unsigned> turn{0};  // the sound that may be heard; others break off
+  std::mutex lock;                // of what follows
+  std::optional<std::string> next;
+  bool running = false;
+  MainLoop* loop = nullptr;                        // null once the player has gone
+  std::function<void(std::string_view)> complain;  // called on the main thread only
+};
+
+DesktopSounds::DesktopSounds(Ports ports) : shared_(std::make_shared<Shared>(ports.tools)) {
+  shared_->loop = &ports.loop;
+  shared_->complain = std::move(ports.complain);
 }
 
 DesktopSounds::~DesktopSounds() {
   ++shared_->turn;
-  shared_->complain = {};
+  const std::scoped_lock guard(shared_->lock);
+  shared_->next.reset();
+  shared_->loop = nullptr;
 }
 
 void DesktopSounds::play(const std::string& wave) {
-  const unsigned turn = ++shared_->turn;
-  ports_.pool.submit([shared = shared_, turn, wave, &loop = ports_.loop, &tools = ports_.tools]() mutable {
+  ++shared_->turn;
+  const std::scoped_lock guard(shared_->lock);
+  shared_->next = wave;
+  if (std::exchange(shared_->running, true)) return;
+  try {
+    std::thread(run, shared_).detach();
+  } catch (const std::system_error&) {
+    shared_->running = false;  // no thread to be had: no sound
+  }
+}
+
+void DesktopSounds::run(const std::shared_ptr<Shared>& shared) {
+  for (;;) {
+    unsigned turn = 0;
+    std::string wave;
+    {
+      const std::scoped_lock guard(shared->lock);
+      shared->running = shared->next.has_value();
+      if (!shared->running) return;
+      wave = *std::exchange(shared->next, std::nullopt);
+      turn = shared->turn;
+    }
     const auto stopped = [&] { return shared->turn != turn; };
-    if (stopped()) return;
     const std::string_view samples = std::string_view(wave).substr(std::min(kHeader, wave.size()));
     const Pulse* const pulse = Pulse::get();
-    if ((pulse && pulse->play(samples, stopped)) || stopped() || playByProgram(wave, tools)) return;
-    loop.post([shared = std::move(shared)] {
+    if ((pulse && pulse->play(samples, stopped)) || stopped() || playByProgram(wave, shared->tools)) continue;
+    const std::scoped_lock guard(shared->lock);
+    if (!shared->loop) continue;
+    shared->loop->post([shared] {
       if (const auto complain = std::exchange(shared->complain, {}))
         complain("no sounds: no sound server and no player was found");
     });
-  });
+  }
 }
 
 }  // namespace ostrel

@@ -72,7 +72,7 @@ void RailBridge::refresh() {
       key = words::of(agent.id());
       values[3] = static_cast<int>(light);
       values[4] = words::mark(agent);
-      values[5] = QStringLiteral("%1, %2").arg(words::of(agent.displayTitle(parts_.preferences)),
+      values[5] = QStringLiteral("%1, %2").arg(words::shown(agent.displayTitle(parts_.preferences)),
                                                words::light(light));
     }
     rows.push_back({std::move(key), std::move(values)});

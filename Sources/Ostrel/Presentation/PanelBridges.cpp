@@ -19,7 +19,7 @@ SelectorBridge::SelectorBridge(BridgeParts parts) : parts_(std::move(parts)) {
 
 QStringList SelectorBridge::problems() const {
   QStringList all;
-  for (const std::string& each : *parts_.model.problems) all.append(words::of(each));
+  for (const std::string& each : *parts_.model.problems) all.append(words::shown(each));
   return all;
 }
 
@@ -31,14 +31,14 @@ void SelectorBridge::refresh() {
   for (const AgentGroup& group : groups) {
     if (groups.size() > 1) {
       rows.push_back({QStringLiteral("project ") + words::of(group.project),
-                      {true, words::of(group.project), QString(), 0, QString()}});
+                      {true, words::shown(group.project), QString(), 0, QString()}});
     }
     for (const HerdrAgent& agent : group.agents) {
       const std::string id = agent.id();
       const auto found = lights.find(id);
       const AgentLight light = found == lights.end() ? AgentLight::idle : found->second;
       rows.push_back({words::of(id),
-                      {false, words::of(agent.displayTitle(parts_.preferences)), words::subtitle(agent),
+                      {false, words::shown(agent.displayTitle(parts_.preferences)), words::subtitle(agent),
                        static_cast<int>(light), words::light(light)}});
     }
   }

@@ -28,17 +28,17 @@ QString light(AgentLight light) {
 QString provider(const HerdrAgent& agent) {
   if (agent.knownProvider() == AgentProvider::claude) return QStringLiteral("Claude Code");
   if (agent.knownProvider() == AgentProvider::codex) return QStringLiteral("Codex");
-  return of(text::capitalizedFirst(agent.provider));
+  return shown(text::capitalizedFirst(agent.provider));
 }
 
 QString host(const HerdrAgent& agent) {
-  if (agent.machine) return of(agent.machine->label);
-  return of(text::capitalizedFirst(agent.hostLabel().value_or("")));
+  if (agent.machine) return shown(agent.machine->label);
+  return shown(text::capitalizedFirst(agent.hostLabel().value_or("")));
 }
 
 QString mark(const HerdrAgent& agent) {
   const std::string project(text::lastPathComponent(agent.context));
-  return of(text::capitalizedFirst(text::prefixCharacters(project, 2)));
+  return shown(text::capitalizedFirst(text::prefixCharacters(project, 2)));
 }
 
 QString subtitle(const HerdrAgent& agent) {
