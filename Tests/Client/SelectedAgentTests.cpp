@@ -43,29 +43,29 @@ class SelectedAgentTest : public testing::Test {
   std::vector<std::string> texts_, loads_, commands_;
   std::string problem_, screen_ = "screen";
   VirtualLoop loop_;
-  BackgroundPool pool_;
   MemoryPreferences preferences_;
-  HerdrLink link_{loop_,
-                  pool_,
-                  preferences_,
-                  {.run = {}, .events = {}, .find = [] { return "/bin/herdr"; }, .isExecutable = {}}};
-  SelectedAgent selected_{
+  HerdrLink link_{
       loop_,
-      pool_,
       preferences_,
-      link_,
-      {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
-       .readPane = {},
-       .run =
+      {.run =
            [this](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
              commands_ = arguments;
              return screen_;
            },
-       .current =
-           [this](const std::string& id) {
-             const auto found = std::ranges::find(agents_, id, &HerdrAgent::id);
-             return found == agents_.end() ? std::nullopt : std::optional(*found);
-           }}};
+       .request = {},
+       .events = {},
+       .find = [] { return "/bin/herdr"; },
+       .isExecutable = {}}};
+  SelectedAgent selected_{loop_,
+                          preferences_,
+                          link_,
+                          {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
+                           .readPane = {},
+                           .current =
+                               [this](const std::string& id) {
+                                 const auto found = std::ranges::find(agents_, id, &HerdrAgent::id);
+                                 return found == agents_.end() ? std::nullopt : std::optional(*found);
+                               }}};
 };
 
 TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
