@@ -4,6 +4,7 @@
 
 #include "Client/HerdrLink.h"
 #include "Client/SelectedAgent.h"
+#include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/VirtualLoop.h"
@@ -37,6 +38,20 @@ class SelectedAgentTest : public testing::Test {
     std::string text;
     for (const AgentTranscriptMessage& message : *selected_.shown().transcript) text += message.text + " ";
     return text + "| " + selected_.shown().transcriptNotice->value_or("");
+  }
+
+  static Task<Json> answered(std::string method, int& lists) {
+    if (method == "ping") co_return Json{{"protocol", 1}};
+    ++lists;
+    co_return Json{{"agents", Json::array()}};
+  }
+  static Task<void> silence(std::function<void()> subscribed) {
+    subscribed();
+    co_await sleepFor(24h);
+  }
+  static Task<std::string> refused(std::string words) {
+    if (!words.empty()) throw HerdrProtocol::Refusal(words);
+    co_return "";
   }
 
   std::vector<HerdrAgent> agents_;
@@ -118,6 +133,45 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
   selected_.open(agents_[0]);
   loop_.runFor(400ms);
   EXPECT_EQ(shown(), "| No conversation messages available yet.");
+}
+
+// Through a link that knows a session with a socket.
+TEST_F(SelectedAgentTest, APaneThatIsNotFoundAsksForTheListAtOnce) {
+  int lists = 0;
+  std::string refusal;
+  HerdrLink link(loop_, preferences_,
+                 {.run =
+                      [](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
+                        return arguments[0] == "api"s
+                                   ? R"({"schemas":{},"protocol":1})"s
+                                   : R"({"sessions":[{"name":"one","running":true,"socket_path":"/one"}]})"s;
+                      },
+                  .request = [&](auto, auto method, auto) { return answered(method, lists); },
+                  .events = [](auto, auto, auto subscribed, auto) { return silence(subscribed); },
+                  .find = [] { return "/bin/herdr"; },
+                  .isExecutable = {}});
+  link.connect();
+  ASSERT_TRUE(loop_.waitUntil([&] { return lists == 1; }));
+  loop_.runFor(5s);
+  HerdrAgent pane;
+  pane.session = "one";
+  pane.paneID = "w1:p1";
+  pane.provider = "gemini";
+  pane.terminalID = "term_1";
+  agents_ = {pane};
+  SelectedAgent selected(loop_, preferences_, link,
+                         {.loadHistory = {},
+                          .readPane = [&](auto, auto, auto) { return refused(refusal); },
+                          .current = [this](const std::string&) { return std::optional(agents_[0]); }});
+  const int before = lists;
+  refusal = "pane is busy";
+  selected.open(pane);
+  loop_.runFor(400ms);
+  EXPECT_EQ(*selected.shown().outputError, "pane is busy");
+  EXPECT_EQ(lists, before);
+  refusal = "pane w1:p1 not found";
+  loop_.runFor(500ms);
+  EXPECT_EQ(lists, before + 1);
 }
 
 TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {

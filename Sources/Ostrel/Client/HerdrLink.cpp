@@ -103,10 +103,13 @@ void HerdrLink::disconnect(bool forget) {
   agents_.set({});
 }
 
-// Who disconnects may have been called by one of the sessions.
+// Who disconnects may have been called by one of the sessions: they only end here.
 void HerdrLink::dropSessions() {
-  for (auto& [name, session] : sessions_) session->end();
-  loop_.post([dropped = std::exchange(sessions_, {})] {});
+  for (auto& [name, session] : sessions_) {
+    session->end();
+    ended_.push_back(std::move(session));
+  }
+  sessions_.clear();
 }
 
 void HerdrLink::refresh(const std::string& session) {
@@ -131,6 +134,7 @@ Task<void> HerdrLink::beat() {
 }
 
 Task<void> HerdrLink::poll(std::filesystem::path executable, std::string filter) {
+  ended_.clear();
   std::optional<std::string> problem;
   try {
     protocol_ = protocolIn(co_await cli_.run(executable, {"api", "schema", "--json"}));
@@ -200,6 +204,7 @@ void HerdrLink::listFailed(const std::string& message) {
 }
 
 void HerdrLink::publish() {
+  if (!*active_) return;
   std::vector<HerdrAgent> agents;
   int answered = 0;
   bool looked = true;

@@ -112,10 +112,11 @@ class HerdrLink {
   using Sessions = std::map<std::string, std::unique_ptr<HerdrSession>>;  // by name
   std::int64_t protocol_ = 0;
   Sessions sessions_;
-  bool filtered_ = false;                 // other sessions run too
-  std::optional<std::string> listError_;  // why it is not known which sessions run
-  WakeFlag wanted_;                       // a step
-  WakeFlag pace_;                         // the beat may have changed
+  std::vector<std::unique_ptr<HerdrSession>> ended_;  // of an earlier link
+  bool filtered_ = false;                             // other sessions run too
+  std::optional<std::string> listError_;              // why it is not known which sessions run
+  WakeFlag wanted_;                                   // a step
+  WakeFlag pace_;                                     // the beat may have changed
   TimePoint lastStep_;
   TaskScope heartbeat_;
   TaskScope polling_;

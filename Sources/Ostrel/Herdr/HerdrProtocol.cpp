@@ -69,7 +69,7 @@ std::string shown(std::string_view words) {
   std::string_view line = text::trim(words);
   line = text::trim(line.substr(0, line.find('\n')));
   if (line.size() > kLongestWords) line = line.substr(0, kLongestWords);
-  return text::escapeControls(text::repairUtf8(line));
+  return line.empty() ? "Herdr request failed." : text::escapeControls(text::repairUtf8(line));
 }
 
 bool isValidID(std::string_view provider, const std::string& id) {
