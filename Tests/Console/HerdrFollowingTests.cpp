@@ -82,6 +82,8 @@ TEST(HerdrFollowing, AStateIsSeenWithinHalfASecondAndHoldsNoThread) {
   RecordProperty("slowest_ms", static_cast<int>(slowest.count()));
   EXPECT_LE(slowest, 500ms);
   EXPECT_TRUE(eventually([&] { return entries(own + "fd") == descriptors; })) << "no connection is left over";
+  // The main thread, two for scans and output, one that asks Codex; none for Herdr's streams.
+  EXPECT_TRUE(eventually([&] { return entries(own + "task") <= 4; })) << entries(own + "task");
 }
 
 TEST(HerdrFollowing, ABurstOfTitlesStartsFewProcesses) {
@@ -147,6 +149,29 @@ TEST(HerdrFollowing, AStoppedSessionDelaysNobodyAndKeepsItsRows) {
   EXPECT_NE(watch.last().find("\"session\":\"b\""), std::string::npos) << "what was known of it stays";
   ::kill(herdr.server("b"), SIGCONT);
   EXPECT_TRUE(shows("", 3));
+}
+
+TEST(HerdrFollowing, AfterALiveHandoffEachAgentStandsOnce) {
+  HerdrStandIn herdr;
+  herdr.start("one");
+  const std::filesystem::path claude = herdr.home() / "claude";
+  std::filesystem::copy_file("/bin/cat", claude);  // a process of an agent's name
+  const std::string folder = herdr.home() / "project";
+  std::filesystem::create_directory(folder);
+  const auto pane = herdr.open("one", {claude}, folder);
+  herdr.report("one", pane, {.agent = "claude", .status = "idle"});
+  const auto here = [&](const Json& agents) {
+    return std::ranges::count_if(agents, [&](const Json& agent) { return agent["context"] == folder; });
+  };
+  Watching watch(herdr);
+  ASSERT_TRUE(watch.until([&](const Json& agents) { return here(agents) == 1; })) << watch.last();
+  herdr.handOff("one");
+  herdr.report("one", pane, {.status = "working"});
+  ASSERT_TRUE(watch.shows("one", "working")) << watch.last();
+  EXPECT_FALSE(watch.until([&](const Json& agents) { return here(agents) != 1; }, 7s)) << watch.last();
+  const auto listed = runCommand({OSTREL_BIN_DIR "/ostrelctl", "agents", "--json"}, herdr.environment());
+  EXPECT_EQ(here(json::parse(listed.output).value_or(Json::object()).value("agents", Json::array())), 1)
+      << listed.output;
 }
 
 TEST(HerdrFollowing, AManagedSessionIsStartedWhereItIsAskedFor) {
