@@ -58,6 +58,13 @@ class HerdrClientTest : public testing::Test {
     for (const char* name : names) list.push_back({{"name", name}, {"running", true}});
     return Json{{"sessions", list}}.dump();
   }
+  static Task<void> ensured(ManagedServer& server, std::string& said) {
+    try {
+      said = co_await server.ensureSession(false);
+    } catch (const Failure& failure) {
+      said = failure.message();
+    }
+  }
   // Connects through the managed server until it has said something.
   std::string connectManaged() {
     client_->link().error().set(std::nullopt);
@@ -113,6 +120,17 @@ TEST_F(HerdrClientTest, UsesARunningSessionWhereItIsClearWhich) {
   client_->link().executablePath().set("");
   executable_.reset();
   EXPECT_EQ(connectManaged(), "Choose the installed Herdr executable in Advanced.");
+}
+
+// Whoever only needs a session starts none that nobody asked for.
+TEST_F(HerdrClientTest, StartsNoServerUnasked) {
+  answer("session list --json", sessions({"one", "two"}));
+  std::string said;
+  TaskScope tasks(loop_);
+  tasks.start(ensured(client_->managedServer(), said));
+  ASSERT_TRUE(loop_.waitUntil([&] { return !said.empty(); }));
+  EXPECT_EQ(said, "Choose a Herdr session in Advanced before continuing.");
+  EXPECT_TRUE(servers_.launched.empty());
 }
 
 TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {

@@ -27,12 +27,14 @@ constexpr Duration kBetweenEvents = 100ms;
 constexpr std::size_t kKeptEvents = 512;
 constexpr std::size_t kLongestPath = 107;  // bytes of `sun_path`
 
-UniqueFd listenAt(const std::string& path) {
+UniqueFd listenFor(const StateFolder& folder, const std::string& session) {
+  const std::string path = folder.socket(session);
   if (path.size() > kLongestPath) throw Failure("The socket's path is too long: " + path);
   files::makeFolders(std::filesystem::path(path).parent_path());
   if (isRunning(path)) throw Failure("The session is already running.");
   ::unlink(path.c_str());  // left by a server that was killed
   UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  folder.write("sessions/" + session + "/pid", ::getpid());
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, path.data(), path.size());
@@ -56,7 +58,7 @@ UniqueFd endingSignals() {
 Server::Server(StateFolder folder, std::string session)
     : folder_(std::move(folder)),
       session_(std::move(session)),
-      listener_(listenAt(folder_.socket(session_))),
+      listener_(listenFor(folder_, session_)),
       signals_(endingSignals()),
       owner_(ownerDescriptor()),
       lastRequest_(loop_.now()) {
@@ -64,7 +66,6 @@ Server::Server(StateFolder folder, std::string session)
   signalWatch_ = loop_.watch(signals_.get(), {.read = true}, [this](Interest) { loop_.stop(); });
   if (owner_) ownerWatch_ = loop_.watch(owner_.get(), {.read = true}, [this](Interest) { loop_.stop(); });
   if (const char* const file = std::getenv("STANDIN_HERDR_HANDOFF")) takeOver(file);
-  folder_.write("sessions/" + session_ + "/pid", ::getpid());
   checkIdle();
 }
 
