@@ -1,9 +1,10 @@
-// Herdr's documents and integration status: any bytes give complete data or a failure in words.
+// Herdr's documents, events and integration status: any bytes give complete data or a failure in words.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
+#include "Herdr/HerdrEvents.h"
 #include "Herdr/HerdrIntegrations.h"
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
@@ -31,6 +32,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   });
   attempt([&] { HerdrProtocol::output(bytes); });
+  attempt([&] { HerdrProtocol::sockets(bytes); });
+  HerdrAgent known;
+  known.paneID = "w1:p1";
+  if (const auto event = json::parse(bytes)) HerdrEvents::isNews(*event, std::span(&known, 1));
   attempt([&] {
     if (HerdrIntegration::parse(bytes).empty()) std::abort();
   });

@@ -21,6 +21,7 @@ HerdrLink::Doors herdr(const CommandLineTools& tools) {
                                                        Duration limit, std::stop_token stop) {
                 return HerdrCommand::run(executable, arguments, environment, limit, std::move(stop));
               },
+          .request = HerdrSocket::request,
           .events = HerdrSocket::events,
           .find = [&tools] { return tools.find("herdr"); },
           .isExecutable = [](const std::filesystem::path& path) { return files::isExecutable(path); }};

@@ -67,6 +67,16 @@ class AgentInventoryTest : public testing::Test {
   std::array<Records, 4> lists_;
 };
 
+TEST_F(AgentInventoryTest, AProcessThatNamesAKnownPaneIsThatPane) {
+  HerdrAgent process = record("external", "7");
+  process.externalProcess->herdrPane = "w1:p1";
+  EXPECT_EQ(panes(merged({record("one", "w1:p1")}, {process}).all), "w1:p1 ");
+  // Whatever was started from a pane inherits its environment: a terminal multiplexer and all that is in it.
+  EXPECT_EQ(panes(merged({record("one", "w1:p2")}, {process}).all), "w1:p2 7 ");
+  EXPECT_EQ(panes(merged({codex("one", "w1:p1")}, {process}).all), "w1:p1 7 ");
+  EXPECT_EQ(panes(merged({}, {process}).all), "7 ");
+}
+
 TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
   const HerdrAgent pane = record("default", "p2", kFirst);
   // A pane beats a process; between panes the lower id, whatever the order given.

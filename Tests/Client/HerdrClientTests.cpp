@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "Client/HerdrClient.h"
+#include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/NoPorts.h"
@@ -37,7 +38,8 @@ class FakeServers final : public ServerLauncher {
 
 class HerdrClientTest : public testing::Test {
  protected:
-  // What a command prints; "!" and words make it fail with them. Commands that are not here list no sessions.
+  // What a command prints; "!" and words make it fail with them, "?" with them as Herdr's own. Commands that
+  // are not here list no sessions.
   void answer(const std::string& command, std::string text) {
     const std::lock_guard lock(mutex_);
     answers_[command] = std::move(text);
@@ -48,12 +50,20 @@ class HerdrClientTest : public testing::Test {
     const auto known = answers_.find(commands_.back());
     const std::string text = known == answers_.end() ? R"({"sessions":[],"agents":[]})" : known->second;
     if (text.starts_with("!")) throw Failure(text.substr(1));
+    if (text.starts_with("?")) throw HerdrProtocol::Refusal(text.substr(1));
     return text;
   }
   static std::string sessions(std::initializer_list<const char*> names) {
     Json list = Json::array();
     for (const char* name : names) list.push_back({{"name", name}, {"running", true}});
     return Json{{"sessions", list}}.dump();
+  }
+  static Task<void> ensured(ManagedServer& server, std::string& said) {
+    try {
+      said = co_await server.ensureSession(false);
+    } catch (const Failure& failure) {
+      said = failure.message();
+    }
   }
   // Connects through the managed server until it has said something.
   std::string connectManaged() {
@@ -73,7 +83,8 @@ class HerdrClientTest : public testing::Test {
                              .claudeSessions = "/sessions",
                              .herdr = {.run = [this](const auto&, const auto& arguments, Duration,
                                                      std::stop_token) { return run(arguments); },
-                                       .events = [](const auto&...) {},
+                                       .request = {},
+                                       .events = {},
                                        .find = [this] { return executable_; },
                                        .isExecutable = [](const auto&) { return true; }},
                              .toolEnvironment = {{"PATH", "/usr/bin"}},
@@ -99,7 +110,6 @@ class HerdrClientTest : public testing::Test {
 
 TEST_F(HerdrClientTest, UsesARunningSessionWhereItIsClearWhich) {
   answer("session list --json", sessions({"one", "two"}));
-  EXPECT_EQ(connectManaged(), "Choose a Herdr session in Advanced before continuing.");
   client_->link().sessionName().set("three");
   EXPECT_EQ(connectManaged(),
             "The selected Herdr session is not running. Choose another session in Advanced.");
@@ -112,8 +122,18 @@ TEST_F(HerdrClientTest, UsesARunningSessionWhereItIsClearWhich) {
   EXPECT_EQ(connectManaged(), "Choose the installed Herdr executable in Advanced.");
 }
 
+// Whoever only needs a session starts none that nobody asked for.
+TEST_F(HerdrClientTest, StartsNoServerUnasked) {
+  answer("session list --json", sessions({"one", "two"}));
+  std::string said;
+  TaskScope tasks(loop_);
+  tasks.start(ensured(client_->managedServer(), said));
+  ASSERT_TRUE(loop_.waitUntil([&] { return !said.empty(); }));
+  EXPECT_EQ(said, "Choose a Herdr session in Advanced before continuing.");
+  EXPECT_TRUE(servers_.launched.empty());
+}
+
 TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
-  preferences_.set("herdrManagedServer", true);
   for (const bool refuses : {true, false}) {
     servers_.refuses = refuses;
     servers_.running = false;
@@ -125,7 +145,7 @@ TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
   servers_.running = true;
   EXPECT_EQ(connectManaged(),
             "Herdr is still starting. Connect again to check it; the server will not be launched twice.");
-  preferences_.remove("herdrManagedServer");
+  EXPECT_FALSE(preferences_.boolean("herdrManagedServer"));
   make(true);  // a fixture run
   servers_.launched.clear();
   client_->connectManaged();
@@ -174,9 +194,11 @@ TEST_F(HerdrClientTest, InstallsIntegrationsAndSaysWhatCame) {
   EXPECT_EQ(setup.recommended({}), std::vector{"claude"s});
 
   answer("integration install pi", "!no");
+  answer("integration install omp", "?omp config directory not found. install omp first.");
   answer("integration status", "claude: current (1.1)\ncodex: needs repair (x)\npi: current (1)\n");
-  EXPECT_EQ(installing({"pi", "claude", "codex"}),
-            "Setup needs attention: pi, codex. Check provider installation and configuration, then retry.");
+  EXPECT_EQ(installing({"pi", "omp", "claude", "codex"}),
+            "Setup needs attention: pi, omp (omp config directory not found. install omp first), codex. "
+            "Check provider installation and configuration, then retry.");
   EXPECT_EQ(
       installing({"claude"}),
       "Integrations installed. Existing agents may need to be resumed or restarted in Herdr to load their "

@@ -4,6 +4,7 @@
 
 #include "Client/HerdrLink.h"
 #include "Client/SelectedAgent.h"
+#include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/VirtualLoop.h"
@@ -39,33 +40,47 @@ class SelectedAgentTest : public testing::Test {
     return text + "| " + selected_.shown().transcriptNotice->value_or("");
   }
 
+  static Task<Json> answered(std::string method, int& lists) {
+    if (method == "ping") co_return Json{{"protocol", 1}};
+    ++lists;
+    co_return Json{{"agents", Json::array()}};
+  }
+  static Task<void> silence(std::function<void()> subscribed) {
+    subscribed();
+    co_await sleepFor(24h);
+  }
+  static Task<std::string> refused(std::string words) {
+    if (!words.empty()) throw HerdrProtocol::Refusal(words);
+    co_return "";
+  }
+
   std::vector<HerdrAgent> agents_;
   std::vector<std::string> texts_, loads_, commands_;
   std::string problem_, screen_ = "screen";
   VirtualLoop loop_;
-  BackgroundPool pool_;
   MemoryPreferences preferences_;
-  HerdrLink link_{loop_,
-                  pool_,
-                  preferences_,
-                  {.run = {}, .events = {}, .find = [] { return "/bin/herdr"; }, .isExecutable = {}}};
-  SelectedAgent selected_{
+  HerdrLink link_{
       loop_,
-      pool_,
       preferences_,
-      link_,
-      {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
-       .readPane = {},
-       .run =
+      {.run =
            [this](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
              commands_ = arguments;
              return screen_;
            },
-       .current =
-           [this](const std::string& id) {
-             const auto found = std::ranges::find(agents_, id, &HerdrAgent::id);
-             return found == agents_.end() ? std::nullopt : std::optional(*found);
-           }}};
+       .request = {},
+       .events = {},
+       .find = [] { return "/bin/herdr"; },
+       .isExecutable = {}}};
+  SelectedAgent selected_{loop_,
+                          preferences_,
+                          link_,
+                          {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
+                           .readPane = {},
+                           .current =
+                               [this](const std::string& id) {
+                                 const auto found = std::ranges::find(agents_, id, &HerdrAgent::id);
+                                 return found == agents_.end() ? std::nullopt : std::optional(*found);
+                               }}};
 };
 
 TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
@@ -118,6 +133,45 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
   selected_.open(agents_[0]);
   loop_.runFor(400ms);
   EXPECT_EQ(shown(), "| No conversation messages available yet.");
+}
+
+// Through a link that knows a session with a socket.
+TEST_F(SelectedAgentTest, APaneThatIsNotFoundAsksForTheListAtOnce) {
+  int lists = 0;
+  std::string refusal;
+  HerdrLink link(loop_, preferences_,
+                 {.run =
+                      [](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
+                        return arguments[0] == "api"s
+                                   ? R"({"schemas":{},"protocol":1})"s
+                                   : R"({"sessions":[{"name":"one","running":true,"socket_path":"/one"}]})"s;
+                      },
+                  .request = [&](auto, auto method, auto) { return answered(method, lists); },
+                  .events = [](auto, auto, auto subscribed, auto) { return silence(subscribed); },
+                  .find = [] { return "/bin/herdr"; },
+                  .isExecutable = {}});
+  link.connect();
+  ASSERT_TRUE(loop_.waitUntil([&] { return lists == 1; }));
+  loop_.runFor(5s);
+  HerdrAgent pane;
+  pane.session = "one";
+  pane.paneID = "w1:p1";
+  pane.provider = "gemini";
+  pane.terminalID = "term_1";
+  agents_ = {pane};
+  SelectedAgent selected(loop_, preferences_, link,
+                         {.loadHistory = {},
+                          .readPane = [&](auto, auto, auto) { return refused(refusal); },
+                          .current = [this](const std::string&) { return std::optional(agents_[0]); }});
+  const int before = lists;
+  refusal = "pane is busy";
+  selected.open(pane);
+  loop_.runFor(400ms);
+  EXPECT_EQ(*selected.shown().outputError, "pane is busy");
+  EXPECT_EQ(lists, before);
+  refusal = "pane w1:p1 not found";
+  loop_.runFor(500ms);
+  EXPECT_EQ(lists, before + 1);
 }
 
 TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {

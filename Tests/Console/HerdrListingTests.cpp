@@ -49,9 +49,14 @@ TEST(HerdrListing, FollowsSessionsPanesAndStates) {
   EXPECT_TRUE(shows(one("blocked") + other));
 
   // A session that does not answer hides no other one, and comes back by itself.
-  herdr.setFaults({{{"on", "agent list"}, {"session", "one"}, {"exit", 1}}});
+  // What is known of it stays.
+  const Json refusal{{"error", {{"code", "protocol"}, {"message", "restart the Herdr server to go on"}}}};
+  herdr.setFaults({{{"on", "agent.list"}, {"session", "one"}, {"answer", refusal}},
+                   {{"on", "agent list"}, {"session", "one"}, {"answer", refusal}, {"exit", 1}}});
+  herdr.report("one", first, {.title = "asks for a step"});
   herdr.report("two", second, {.status = "done"});
-  EXPECT_TRUE(shows("two:done@" + second.terminal + " Could not reach: one. Retrying automatically."));
+  EXPECT_TRUE(shows(one("blocked") + "two:done@" + second.terminal +
+                    " Could not reach: one (restart the Herdr server to go on). Retrying automatically."));
   herdr.setFaults(Json::array());
   herdr.report("two", second, {.status = "working"});
   EXPECT_TRUE(shows(one("blocked") + other));
@@ -88,7 +93,9 @@ TEST(HerdrCommandTest, FailsInTheWrittenWords) {
   };
   const std::string plain = "Herdr request failed. Check the selected session and installed CLI version.";
   EXPECT_EQ(failure({{"on", "other"}}), "(no failure)");
-  EXPECT_EQ(failure({{"on", "session list"}, {"exit", 1}, {"answer", "nothing of use"}}), plain);
+  EXPECT_EQ(failure({{"on", "session list"}, {"exit", 1}, {"answer", ""}}), plain);
+  EXPECT_EQ(failure({{"on", "session list"}, {"exit", 1}, {"answer", "\n plain \x1b[1mwords \nmore\n"}}),
+            "plain \\x1b[1mwords");
   EXPECT_EQ(
       failure({{"on", "session list"}, {"exit", 1}, {"answer", {{"error", {{"message", "Own words"}}}}}}),
       "Own words");

@@ -72,7 +72,8 @@ class ListProgramTest : public testing::Test {
       {loop_, pool_, exits_, files_, preferences_, servers_},
       {.scanExternal = [this](std::stop_token) { return scan(); },
        .claudeSessions = "/sessions",
-       .herdr = {.run = {}, .events = {}, .find = [] { return std::nullopt; }, .isExecutable = {}},
+       .herdr =
+           {.run = {}, .request = {}, .events = {}, .find = [] { return std::nullopt; }, .isExecutable = {}},
        .toolEnvironment = {}}};
   std::optional<ListProgram> program_;
 };

@@ -119,6 +119,15 @@ class ExternalAgentsTest : public testing::Test {
   std::string announced_;
 };
 
+TEST_F(ExternalAgentsTest, TellsThePaneOfHerdrThatTheEnvironmentNames) {
+  agent({.pid = 20, .comm = "claude", .variables = {"A=1", "HERDR_ENV=1", "HERDR_PANE_ID=w1:p3"}});
+  agent({.pid = 21, .comm = "claude", .variables = {"HERDR_PANE_ID=w1:p4", "XHERDR_ENV=1"}});
+  const auto found = scan();
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0].externalProcess->herdrPane, "w1:p3");
+  EXPECT_FALSE(found[1].externalProcess->herdrPane);
+}
+
 TEST_F(ExternalAgentsTest, KeepsConversationsAndNothingElse) {
   agent({.pid = 20, .comm = "claude", .executable = "/opt/claude/2.1", .folder = "/w/api"});
   agent({.pid = 21, .comm = "claude"}, {"--version"});

@@ -19,6 +19,8 @@ TEST(HerdrProtocol, ResultTakesBothShapesAndReportsErrors) {
   for (const auto& [data, message] : std::vector<std::pair<std::string, std::string>>{
            {R"({"error":{"message":"No such pane."}})", "No such pane."},
            {R"({"error":{"message":3}})", "Herdr request failed."},
+           {R"({"error":{"message":" \n"}})", "Herdr request failed."},
+           {R"({"error":{"message":"first\u001b \nsecond"}})", "first\\x1b"},
            {"[1]", "Herdr returned an unsupported response."},
            {"", "Herdr returned an unsupported response."}}) {
     EXPECT_EQ(failureOf([&] { HerdrProtocol::result(data); }), message) << data;

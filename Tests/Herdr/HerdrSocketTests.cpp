@@ -3,9 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include "Herdr/HerdrEvents.h"
+#include "Herdr/HerdrProtocol.h"
 #include "Herdr/HerdrSocket.h"
+#include "Runtime/Failure.h"
 #include "Support/Failures.h"
 #include "Support/SocketStandIn.h"
+#include "Support/StrangersSocket.h"
+#include "Support/VirtualLoop.h"
 
 namespace ostrel {
 namespace {
@@ -26,86 +31,107 @@ Json receive(Peer& peer) {
   }
 }
 
-TEST(HerdrSocket, LinesAreCutWhereverTheyArriveAndOverlongOnesRefused) {
+// Runs tasks on a loop of its own; each ends with a text: its result, or the words of its failure.
+class HerdrSocketTest : public testing::Test {
+ protected:
+  static Task<void> noted(Task<std::string> task, std::optional<std::string>& end) {
+    try {
+      end = co_await std::move(task);
+    } catch (const Failure& failure) {
+      end = failure.message();
+    }
+  }
+  // Real time passes until the end, virtual time does not.
+  std::string run(Task<std::string> task) {
+    std::optional<std::string> end;
+    tasks_.start(noted(std::move(task), end));
+    EXPECT_TRUE(loop_.waitUntil([&] { return end.has_value(); }));
+    return end.value_or("(no end)");
+  }
+  static Task<std::string> lines(std::string path, int count) {
+    HerdrSocket::Wire wire(path);
+    std::string all;
+    for (int i = 0; i < count; ++i) all += co_await wire.next(Duration::max()) + "|";
+    co_return all;
+  }
+  static Task<std::string> listening(std::string path, int& subscribed, int& received) {
+    co_await HerdrSocket::events(
+        path, HerdrEvents::plainSubscriptions(), [&] { ++subscribed; }, [&](const Json&) { ++received; });
+    co_return "(it ended)";
+  }
+  static Task<std::string> requesting(std::string path) {
+    co_return json::dump(co_await HerdrSocket::request(path, "ping", Json::object()));
+  }
+
+  VirtualLoop loop_;
+  TaskScope tasks_{loop_};
+};
+
+TEST_F(HerdrSocketTest, LinesAreCutWhereverTheyArriveAndOverlongOnesRefused) {
   Server server([](Peer s, int) {
     for (const char c : "split\none more\n\nlast"s) s.raw({&c, 1});
     s.raw(std::string(9'000'000, 'x'));
   });
   for (const std::string& path : {"relative"s, "/" + std::string(103, 'x')})
-    EXPECT_EQ(failureOf([&] { HerdrSocket::Wire wire(path); }), "Invalid Herdr socket path.");
-  EXPECT_EQ(failureOf([] { HerdrSocket::Wire("/" + std::string(102, 'x')); }),
-            "Herdr socket is unavailable.");
-  HerdrSocket::Wire wire(server.socket);
-  const std::stop_token never;
-  EXPECT_EQ(wire.next({}, never), "split");
-  EXPECT_EQ(wire.next({}, never), "one more");
-  EXPECT_EQ(wire.next({}, never), "");
-  EXPECT_EQ(failureOf([&] { wire.next({}, never); }), "Herdr response exceeded its size limit.");
+    EXPECT_EQ(run(lines(path, 1)), "Invalid Herdr socket path.");
+  EXPECT_EQ(run(lines("/" + std::string(102, 'x'), 1)), "Herdr socket is unavailable.");
+  EXPECT_EQ(run(lines(server.socket, 3)), "split|one more||");
+  EXPECT_EQ(run(lines(server.socket, 4)), "Herdr response exceeded its size limit.");
 }
 
-TEST(HerdrSocket, SilenceEndsAtTheDeadlineAndStoppingEndsAnyWait) {
-  std::stop_source stop;
-  Server server([&](Peer s, int) {
-    receive(s);
-    stop.request_stop();
-    receive(s);
+TEST_F(HerdrSocketTest, ARequestHasAConnectionOfItsOwnAndThreeSeconds) {
+  Json asked;
+  Server server([&](Peer s, int number) {
+    asked = receive(s);
+    if (number == 0) s.raw("{\"id\":\"ping\",\"result\":{\"protocol\":20}}\n");
+    if (number == 1) s.raw("{\"error\":{\"code\":\"pane_not_found\",\"message\":\"gone\\nfor good\"}}\n");
+    if (number == 3) receive(s);  // says nothing
   });
-  HerdrSocket::Wire wire(server.socket);
-  EXPECT_EQ(failureOf([&] { wire.next(std::chrono::steady_clock::now() + 1ms, {}); }),
-            "Herdr socket timed out.");
-  wire.send("x", "y", Json::object());
-  EXPECT_THROW(wire.next({}, stop.get_token()), Cancelled);
-
-  Server closing([](Peer s, int) { receive(s); });
-  EXPECT_EQ(failureOf([&] { HerdrSocket::read(closing.socket, "p", "s", {}); }), "Herdr disconnected.");
+  EXPECT_EQ(run(requesting(server.socket)), R"({"protocol":20})");
+  EXPECT_EQ(asked["method"], "ping");
+  EXPECT_EQ(run(requesting(server.socket)), "gone") << "Herdr's own words, one line";
+  EXPECT_EQ(run(requesting(server.socket)), "Herdr disconnected.");
+  std::optional<std::string> end;
+  tasks_.start(noted(requesting(server.socket), end));
+  loop_.waitUntil([&] { return end.has_value(); }, 50ms);
+  loop_.runFor(2999ms);
+  EXPECT_FALSE(end);
+  loop_.runFor(1ms);
+  EXPECT_EQ(end, "Herdr socket timed out.");
 }
 
-TEST(HerdrSocket, EventsArriveUntilTheStreamBreaks) {
+TEST_F(HerdrSocketTest, EventsArriveUntilTheStreamBreaksOrTheTaskIsCancelled) {
   Json subscription;
-  Server server([&](Peer s, int) {
-    receive(s);
-    s.raw("{\"result\":{\"protocol\":7}}\n");
+  Server server([&](Peer s, int number) {
     subscription = receive(s);
-    s.raw("{\"result\":{}}\n{\"event\":1}\n[1]\n{\"result\":{}}\n{\"event\":null}\nnot json\n");
+    s.raw("{\"result\":{}}\n{\"event\":1}\n[1]\n{\"result\":{}}\n{\"event\":null}\n");
+    if (number == 0) s.raw("not json\n");
+    receive(s);
   });
+  int subscribed = 0;
   int received = 0;
-  const std::vector<std::string> panes = {"p1", "p2"};
-  EXPECT_EQ(failureOf([&] { HerdrSocket::events(server.socket, 7, panes, [&] { ++received; }, {}); }),
-            "Herdr sent an event that is no JSON.");
-  EXPECT_EQ(received, 3);
-  const Json& list = subscription["params"]["subscriptions"];
-  ASSERT_EQ(list.size(), 8u);
-  EXPECT_EQ(list[0], (Json{{"type", "pane.created"}}));
-  EXPECT_EQ(list[7], (Json{{"type", "pane.agent_status_changed"}, {"pane_id", "p2"}}));
-
-  for (const auto pong : {R"({"result":{"protocol":8}})", R"({"result":{"protocol":"7"}})"}) {
-    Server newer([&](Peer s, int) {
-      receive(s);
-      s.raw(pong + "\n"s);
-      EXPECT_TRUE(receive(s).is_null()) << "no subscription is sent";
-    });
-    EXPECT_EQ(failureOf([&] { HerdrSocket::events(newer.socket, 7, panes, [] {}, {}); }),
-              "Herdr API version changed.");
-  }
+  EXPECT_EQ(run(listening(server.socket, subscribed, received)), "Herdr sent an event that is no JSON.");
+  EXPECT_EQ(subscribed, 1);
+  EXPECT_EQ(received, 2);
+  EXPECT_EQ(subscription["params"]["subscriptions"].size(), 6u);
+  std::optional<std::string> end;
+  tasks_.start(noted(listening(server.socket, subscribed, received), end));
+  ASSERT_TRUE(loop_.waitUntil([&] { return received == 4; }));
+  tasks_.cancel();
+  loop_.runUntilIdle();
+  EXPECT_EQ(tasks_.running(), 0u);
 }
 
-// What the system refuses is said in words too.
-TEST(HerdrSocket, SaysWhatTheSystemRefused) {
-  int ends[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-  UniqueFd peer(ends[0]);
-  HerdrSocket::Wire wire{UniqueFd(ends[1])};
-  rlimit usual{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
-  const rlimit none{1, usual.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  const std::string opening = failureOf([] { HerdrSocket::Wire("/nowhere"); });
-  const std::string reading = failureOf([&] { wire.next(std::nullopt, {}); });  // too many to wait for
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
-  EXPECT_EQ(opening, "Cannot open Herdr socket.");
-  EXPECT_EQ(reading, "Herdr socket read failed.");
-  peer.reset();
-  EXPECT_EQ(failureOf([&] { wire.send("read", "pane.read", Json::object()); }), "Herdr socket write failed.");
+TEST_F(HerdrSocketTest, AnotherUsersServerIsToldNothing) {
+  if (!StrangersSocket::possible()) GTEST_SKIP() << "only root can listen as another user";
+  TemporaryFolder folder;
+  StrangersSocket stranger(folder.path() / "s");
+  int subscribed = 0;
+  int received = 0;
+  EXPECT_EQ(run(requesting(folder.path() / "s")), "The Herdr socket belongs to another user.");
+  EXPECT_EQ(run(listening(folder.path() / "s", subscribed, received)),
+            "The Herdr socket belongs to another user.");
+  EXPECT_EQ(stranger.heard(), "");
 }
 
 }  // namespace

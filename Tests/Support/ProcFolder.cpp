@@ -23,6 +23,9 @@ void ProcFolder::put(const Process& process) {
   std::string arguments;
   for (const auto& argument : process.arguments) arguments += argument + '\0';
   folder_.write(name / "cmdline", arguments);
+  std::string variables;
+  for (const auto& variable : process.variables) variables += variable + '\0';
+  folder_.write(name / "environ", variables);
   const auto link = [&](const std::string& target, const fs::path& at) {
     fs::remove(folder_.path() / name / at);
     if (!target.empty()) fs::create_symlink(target, folder_.path() / name / at);

@@ -26,6 +26,7 @@ class ProcFolder {
     std::string executable{};  // what the link says; none when empty
     std::string folder{};
     std::vector<std::string> files{};  // held open for writing
+    std::vector<std::string> variables{};
   };
 
   ProcFolder();

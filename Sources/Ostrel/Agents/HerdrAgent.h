@@ -48,6 +48,7 @@ struct ExternalProcess {
   std::optional<std::string> hostApp;  // path of the hosting application
   std::optional<std::int64_t> uid;
   std::optional<std::string> hostName{};  // the desktop's name for it, where it has one
+  std::optional<std::string> herdrPane{};  // the pane of Herdr's that its environment names
 
   // The last non-empty component of `executable`; the whole text if it has none.
   std::string_view name() const;

@@ -124,6 +124,18 @@ void AgentInventory::matchThreads() {
   }
 }
 
+// Whether Herdr's own list has it: below Herdr, or of the provider that Herdr sees in the pane that its
+// environment names. The environment alone tells little, since whatever was started from the pane inherits
+// it.
+bool AgentInventory::runsInPane(const HerdrAgent& process) const {
+  if (process.herdrOwned || !process.externalProcess) return process.herdrOwned;
+  const auto& pane = process.externalProcess->herdrPane;
+  return pane && std::ranges::any_of(
+                     records_[static_cast<std::size_t>(Source::herdr)].listed, [&](const Entry& each) {
+                       return each->agent.paneID == *pane && each->agent.provider == process.provider;
+                     });
+}
+
 // A thread that is open in a pane keeps the name that the person knows from there.
 AgentList::Entry AgentInventory::shownThread(std::uint32_t index) const {
   const Entry& thread = records_[static_cast<std::size_t>(Source::codex)].listed[index];
@@ -180,7 +192,7 @@ void AgentInventory::merge() {
   for (const bool owned : {false, true}) {
     for (std::size_t i = 0; i < kept.size(); ++i) {
       const ListedAgent& listed = *external.listed[external.sorted[i]];
-      if (listed.agent.herdrOwned != owned) continue;
+      if (runsInPane(listed.agent) != owned) continue;
       kept[i] = listed.conversation ? known.insert(listed) : !owned;
     }
   }

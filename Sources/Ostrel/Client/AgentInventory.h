@@ -55,6 +55,7 @@ class AgentInventory {
   void takeOver(Records& records);
   AgentList::Entry listed(const HerdrAgent& agent) const;
   void matchThreads();
+  bool runsInPane(const HerdrAgent& process) const;
   Entries managed();
   AgentList::Entry shownThread(std::uint32_t index) const;
   void merge();

@@ -15,12 +15,10 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       fixture_(sources.fixture),
       local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(sources.scanExternal),
              std::move(sources.claudeSessions)),
-      link_(ports.loop, ports.pool, ports.preferences, sources.herdr),
-      integrations_(ports.loop, ports.pool,
-                    {sources.herdr.run, [this] { return link_.resolveExecutable(); }}),
-      managed_(ports.pool, ports.preferences,
-               {.run = sources.herdr.run,
-                .executable = [this] { return link_.resolveExecutable(); },
+      link_(ports.loop, ports.preferences, std::move(sources.herdr)),
+      integrations_(ports.loop, link_.cli(), [this] { return link_.resolveExecutable(); }),
+      managed_(link_.cli(), ports.preferences,
+               {.executable = [this] { return link_.resolveExecutable(); },
                 .chosenSession = [this] { return std::string(text::trim(*link_.sessionName())); },
                 .connecting = [this] { return *link_.connecting(); },
                 .environment = std::move(sources.toolEnvironment),
@@ -45,10 +43,9 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                  .asksCodex = asksCodex_,
                  .urls = sources.urls},
                 [this] { changes_.notify(); }),
-      selected_(ports.loop, ports.pool, ports.preferences, link_,
+      selected_(ports.loop, ports.preferences, link_,
                 {.loadHistory = std::move(sources.loadHistory),
                  .readPane = std::move(sources.readPane),
-                 .run = sources.herdr.run,
                  .current = [this](const std::string& id) { return current(id); }}),
       selection_({[this]() -> const Inventory& { return inventory(); }, link_.agents(), codexAgents_,
                   ports.preferences},
@@ -142,7 +139,7 @@ void HerdrClient::connectManaged() {
 
 Task<void> HerdrClient::ensureAndConnect() {
   try {
-    co_await managed_.ensureSession();
+    co_await managed_.ensureSession(true);
     connect();
   } catch (const Failure& failure) {
     link_.error().set(failure.message());

@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 
 #include "Herdr/HerdrProtocol.h"
+#include "Runtime/Failure.h"
 #include "Runtime/Json.h"
 #include "Runtime/Text.h"
 
@@ -17,25 +18,6 @@ using namespace std::chrono_literals;
 
 constexpr Duration kBeat = 2s;
 constexpr Duration kBeatWithStreams = 30s;
-constexpr Duration kDebounce = 100ms;
-constexpr unsigned kMostStreams = 64;
-
-// The sockets of `targets`, from the document that also listed the sessions.
-std::map<std::string, std::string> socketPathsIn(const std::string& document,
-                                                 const std::vector<std::string>& targets) {
-  std::map<std::string, std::string> paths;
-  const Json result = HerdrProtocol::result(document);
-  const Json* sessions = json::member(result, "sessions");
-  if (!sessions || !sessions->is_array()) return paths;
-  for (const Json& session : *sessions) {
-    const auto name = json::string(session, "name");
-    const auto path = json::string(session, "socket_path");
-    if (name && path && path->starts_with('/') && std::ranges::find(targets, *name) != targets.end()) {
-      paths[*name] = *path;
-    }
-  }
-  return paths;
-}
 
 std::int64_t protocolIn(const std::string& document) {
   const auto schema = json::parse(document);
@@ -48,12 +30,11 @@ std::int64_t protocolIn(const std::string& document) {
 
 }  // namespace
 
-HerdrLink::HerdrLink(MainLoop& loop, BackgroundPool& pool, Preferences& preferences, Doors doors)
+HerdrLink::HerdrLink(MainLoop& loop, Preferences& preferences, Doors doors)
     : loop_(loop),
-      pool_(pool),
       preferences_(preferences),
       doors_(std::move(doors)),
-      streamPool_(kMostStreams),
+      cli_(doors_.run),
       heartbeat_(loop),
       polling_(loop) {
   readSettings();
@@ -71,8 +52,9 @@ std::optional<std::filesystem::path> HerdrLink::resolveExecutable() const {
 }
 
 std::optional<std::string> HerdrLink::socketPath(const std::string& session) const {
-  const auto found = socketPaths_.find(session);
-  return found == socketPaths_.end() ? std::nullopt : std::optional(found->second);
+  const auto found = sessions_.find(session);
+  if (found == sessions_.end() || found->second->socket().empty()) return std::nullopt;
+  return found->second->socket();
 }
 
 std::string HerdrLink::status() const {
@@ -99,20 +81,18 @@ void HerdrLink::connect() {
   active_.set(true);
   connecting_.set(true);
   error_.set(std::nullopt);
-  generation_ = std::make_shared<bool>(true);
-  refresh_.raise();
+  lastStep_ = loop_.now();
+  wanted_.raise();
   heartbeat_.start(beat());
   polling_.start(poll(*executable, filter));
 }
 
 void HerdrLink::disconnect(bool forget) {
-  streams_.clear();
-  socketPaths_.clear();
   heartbeat_.cancel();
   polling_.cancel();
-  refresh_.lower();
-  refreshPending_ = false;
-  generation_.reset();
+  dropSessions();
+  wanted_.lower();
+  listError_.reset();
   if (forget) preferences_.set("herdrReconnect", false);
   active_.set(false);
   sessionCount_.set(0);
@@ -123,35 +103,41 @@ void HerdrLink::disconnect(bool forget) {
   agents_.set({});
 }
 
-void HerdrLink::requestRefresh() {
-  if (!*active_ || std::exchange(refreshPending_, true)) return;
-  polling_.start(debounce());
+// Who disconnects may have been called by one of the sessions: they only end here.
+void HerdrLink::dropSessions() {
+  for (auto& [name, session] : sessions_) {
+    session->end();
+    ended_.push_back(std::move(session));
+  }
+  sessions_.clear();
 }
 
-Task<void> HerdrLink::debounce() {
-  co_await sleepFor(kDebounce);
-  refreshPending_ = false;
-  refresh_.raise();
+void HerdrLink::refresh(const std::string& session) {
+  if (const auto found = sessions_.find(session); found != sessions_.end()) found->second->refresh();
+}
+
+bool HerdrLink::everySessionStreams() const {
+  return !sessions_.empty() && !listError_ &&
+         std::ranges::all_of(sessions_, [](const auto& each) { return each.second->streams(); });
 }
 
 Task<void> HerdrLink::beat() {
   for (;;) {
-    co_await sleepFor(streams_.empty() ? kBeat : kBeatWithStreams);
-    refresh_.raise();
+    const Duration left = lastStep_ + (everySessionStreams() ? kBeatWithStreams : kBeat) - loop_.now();
+    if (left > Duration::zero()) {
+      co_await pace_.waitFor(left);
+    } else {
+      lastStep_ = loop_.now();
+      wanted_.raise();
+    }
   }
 }
 
-Task<std::string> HerdrLink::command(std::filesystem::path executable, std::vector<std::string> arguments) {
-  co_return co_await pool_.run([run = doors_.run, executable = std::move(executable),
-                                arguments = std::move(arguments)](std::stop_token stop) {
-    return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
-  });
-}
-
 Task<void> HerdrLink::poll(std::filesystem::path executable, std::string filter) {
+  ended_.clear();
   std::optional<std::string> problem;
   try {
-    protocol_ = protocolIn(co_await command(executable, {"api", "schema", "--json"}));
+    protocol_ = protocolIn(co_await cli_.run(executable, {"api", "schema", "--json"}));
   } catch (const Failure& failure) {
     problem = failure.message();
   }
@@ -164,94 +150,91 @@ Task<void> HerdrLink::poll(std::filesystem::path executable, std::string filter)
     co_return;
   }
   for (;;) {
-    co_await refresh_.wait();
+    co_await wanted_.wait();
     try {
       co_await step(executable, filter);
+      problem.reset();
     } catch (const Failure& failure) {
       problem = failure.message();
     }
-    if (problem) stepFailed(*problem);
-    problem.reset();
-    steps_.set(*steps_ + 1);
+    if (problem) listFailed(*problem);
+    lastStep_ = loop_.now();
+    publish();
   }
 }
 
 Task<void> HerdrLink::step(std::filesystem::path executable, std::string filter) {
-  const std::string document = co_await command(executable, {"session", "list", "--json"});
-  const std::vector<std::string> running = HerdrProtocol::sessions(document);
-  std::vector<std::string> targets = running;
-  if (!filter.empty()) std::erase_if(targets, [&](const std::string& name) { return name != filter; });
+  if (std::ranges::any_of(sessions_, [](const auto& each) { return each.second->speaksOther(); }))
+    protocol_ = protocolIn(co_await cli_.run(executable, {"api", "schema", "--json"}));
+  auto sockets = HerdrProtocol::sockets(co_await cli_.run(executable, {"session", "list", "--json"}));
+  const std::size_t running = sockets.size();
+  if (!filter.empty()) std::erase_if(sockets, [&](const auto& each) { return each.first != filter; });
+  filtered_ = sockets.size() != running;
+  listError_.reset();
+  setSessions(sockets, executable);
+}
 
-  std::vector<HerdrAgent> found;
-  std::vector<std::string> failed;
-  for (const std::string& session : targets) {
-    try {
-      const auto list = HerdrProtocol::agents(
-          co_await command(executable, {"--session", session, "agent", "list"}), session, std::nullopt);
-      found.insert(found.end(), list.begin(), list.end());
-    } catch (const Failure&) {
-      failed.push_back(session);  // one dead session does not hide the others
+void HerdrLink::setSessions(const std::map<std::string, std::string>& sockets,
+                            const std::filesystem::path& executable) {
+  std::erase_if(sessions_, [&](const auto& each) { return !sockets.contains(each.first); });
+  for (const auto& [name, socket] : sockets) {
+    std::unique_ptr<HerdrSession>& session = sessions_[name];
+    if (!session) {
+      session = std::make_unique<HerdrSession>(
+          loop_, name, protocol_,
+          HerdrSession::Doors{.request = doors_.request,
+                              .events = doors_.events,
+                              .command =
+                                  [this, executable](std::vector<std::string> arguments) {
+                                    return cli_.run(executable, std::move(arguments));
+                                  },
+                              .changed = [this] { publish(); }});
     }
+    session->setProtocol(protocol_);
+    session->setSocket(socket);
+    session->look();
   }
+}
 
-  const auto answered = static_cast<int>(targets.size() - failed.size());
-  agents_.set(std::move(found));
+// A session whose own socket stands tells for itself.
+void HerdrLink::listFailed(const std::string& message) {
+  listError_ = message + " Retrying automatically.";
+  std::erase_if(sessions_, [](const auto& each) { return !each.second->hears(); });
+  for (const auto& [name, session] : sessions_) session->look();
+}
+
+void HerdrLink::publish() {
+  if (!*active_) return;
+  std::vector<HerdrAgent> agents;
+  int answered = 0;
+  bool looked = true;
+  for (const auto& [name, session] : sessions_) {
+    agents.insert(agents.end(), session->agents().begin(), session->agents().end());
+    looked &= session->looked();
+    if (session->looked() && !session->error()) ++answered;
+  }
+  agents_.set(std::move(agents));
   sessionCount_.set(answered);
-  inventoryComplete_.set(failed.empty() && targets.size() == running.size());
+  inventoryComplete_.set(!filtered_ && !listError_ && static_cast<std::size_t>(answered) == sessions_.size());
   connected_.set(answered > 0);
-  connecting_.set(false);
-  if (targets.empty()) {
-    error_.set("No running Herdr sessions yet. Start Herdr; we’ll keep looking.");
-  } else if (!failed.empty()) {
-    error_.set(fmt::format("Could not reach: {}. Retrying automatically.", fmt::join(failed, ", ")));
-  } else {
-    error_.set(std::nullopt);
-  }
+  if (looked) connecting_.set(false);
+  error_.set(problem());
   if (*connected_) preferences_.set("herdrReconnect", true);
-  socketPaths_ = socketPathsIn(document, targets);
-  updateEventStreams();
+  pace_.raise();
+  steps_.set(*steps_ + 1);
 }
 
-void HerdrLink::stepFailed(const std::string& message) {
-  agents_.set({});
-  inventoryComplete_.set(false);
-  connected_.set(false);
-  connecting_.set(false);
-  error_.set(message + " Retrying automatically.");
-}
-
-void HerdrLink::updateEventStreams() {
-  std::erase_if(streams_, [&](const auto& entry) { return !socketPaths_.contains(entry.first); });
-  for (const auto& [session, path] : socketPaths_) {
-    std::vector<std::string> panes;
-    for (const HerdrAgent& agent : *agents_) {
-      if (agent.session == session) panes.push_back(agent.paneID);
-    }
-    std::ranges::sort(panes);
-    std::string key = path;
-    for (const std::string& pane : panes) key += "|" + pane;
-    Stream& current = streams_[session];
-    if (current.key == key) continue;
-    current.key = std::move(key);
-    current.task = std::make_unique<TaskScope>(loop_);
-    current.task->start(stream(session, path, std::move(panes)));
+std::optional<std::string> HerdrLink::problem() const {
+  if (listError_) return listError_;
+  if (sessions_.empty()) return "No running Herdr sessions yet. Start Herdr; we’ll keep looking.";
+  std::vector<std::string> failed;
+  for (const auto& [name, session] : sessions_) {
+    if (!session->error()) continue;
+    const std::string_view words = text::dropSuffix(session->ownWords(), ".");
+    failed.push_back(words.empty() ? name : fmt::format("{} ({})", name, words));
   }
-}
-
-Task<void> HerdrLink::stream(std::string session, std::string path, std::vector<std::string> panes) {
-  // Events come on the stream's own thread; what they reach on the main one is looked for again there.
-  const auto receive = [loop = &loop_, weak = std::weak_ptr(generation_), link = this] {
-    loop->post([weak, link] {
-      if (weak.lock()) link->requestRefresh();
-    });
-  };
-  try {
-    co_await streamPool_.run([events = doors_.events, path, panes, receive, protocol = protocol_](
-                                 std::stop_token stop) { events(path, protocol, panes, receive, stop); });
-  } catch (const Failure&) {
-    // Polling still runs; the next step opens a new stream. The entry stays, and with it the slow heartbeat.
-  }
-  streams_[session].key.clear();
+  if (failed.empty()) return std::nullopt;
+  return fmt::format("Could not reach: {}. Retrying automatically.", fmt::join(failed, ", "));
 }
 
 }  // namespace ostrel

@@ -1,10 +1,10 @@
-// The link with Herdr: finds its executable, asks for the running sessions and their agents, and keeps that
-// picture current. Main thread only; commands and sockets run in the background.
+// The link with Herdr: finds its executable, asks for the running sessions, and keeps each of them and the
+// picture of all of them current. Main thread only; commands run in the background, sockets on the main loop.
 //
-// The picture comes from one repeated step, driven by refresh requests: each session's events (collapsed to
-// one request in 0.1 seconds) and a heartbeat, slow while event streams stand and fast otherwise. Steps never
-// overlap, and requests made during a step collapse to one more. Herdr need not exist: the link is simply off
-// then.
+// Which sessions run is asked by one repeated step, at a slow beat while the events of every running session
+// reach us and at a fast one otherwise. Steps never overlap. Each session is looked at on its own, beside the
+// others, and published as it answers (`HerdrSession`): one that is silent delays nobody. Herdr need not
+// exist: the link is simply off then.
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,13 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <span>
-#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
-#include "Herdr/HerdrCommand.h"
+#include "Client/HerdrSession.h"
+#include "Herdr/HerdrCli.h"
 #include "Platform/Preferences.h"
-#include "Runtime/Background.h"
 #include "Runtime/Published.h"
 #include "Runtime/Task.h"
 
@@ -29,20 +27,19 @@ namespace ostrel {
 
 class HerdrLink {
  public:
-  // What the link does outside of itself. `run` and `events` block and are called on background threads.
+  // What the link does outside of itself. `run` blocks and is called on background threads.
   struct Doors {
     HerdrCommand::Run run;
-    // As `HerdrSocket::events`.
-    std::function<void(const std::string& path, std::int64_t protocol, std::span<const std::string> panes,
-                       const std::function<void()>& receive, const std::stop_token& stop)>
-        events;
+    // As `HerdrSocket::request` and `HerdrSocket::events`.
+    decltype(HerdrSession::Doors::request) request;
+    decltype(HerdrSession::Doors::events) events;
     // The installed `herdr`, where there is one.
     std::function<std::optional<std::filesystem::path>()> find;
     std::function<bool(const std::filesystem::path&)> isExecutable;
   };
 
-  // `pool` runs the commands. The settings are the preferences "herdrExecutable" and "herdrSessionOverride".
-  HerdrLink(MainLoop& loop, BackgroundPool& pool, Preferences& preferences, Doors doors);
+  // The settings are the preferences "herdrExecutable" and "herdrSessionOverride".
+  HerdrLink(MainLoop& loop, Preferences& preferences, Doors doors);
   HerdrLink(const HerdrLink&) = delete;
   HerdrLink& operator=(const HerdrLink&) = delete;
 
@@ -52,9 +49,9 @@ class HerdrLink {
   void connect();
   // Ends the link. `forget` also drops the wish to reconnect at the next launch.
   void disconnect(bool forget);
-  // Asks for a step soon: 0.1 seconds after the first request of a burst. Without effect while the link is
-  // off.
-  void requestRefresh();
+  // Looks at a session's agents soon: 0.1 seconds after the first request of a burst. Without effect where it
+  // is not known, as while the link is off.
+  void refresh(const std::string& session);
 
   // The person's choice, else what is installed; a stale choice is not replaced by a search, so that it fails
   // visibly.
@@ -65,44 +62,41 @@ class HerdrLink {
   Published<std::string>& executablePath() { return executablePath_; }  // empty: search
   Published<std::string>& sessionName() { return sessionName_; }        // empty: all sessions
   Published<bool>& active() { return active_; }                         // a link is wanted and its tasks run
-  Published<bool>& connecting() { return connecting_; }                 // no step has finished yet
-  Published<bool>& connected() { return connected_; }                   // a session answered in the last step
+  Published<bool>& connecting() { return connecting_; }  // not every session has answered or failed yet
+  Published<bool>& connected() { return connected_; }    // a session answered when it was last asked
   const Published<bool>& connected() const { return connected_; }
   Published<std::optional<std::string>>& error() { return error_; }
   Published<int>& sessionCount() { return sessionCount_; }             // sessions that answered
   Published<bool>& inventoryComplete() { return inventoryComplete_; }  // all running sessions answered
   Published<std::vector<HerdrAgent>>& agents() { return agents_; }
   const Published<std::vector<HerdrAgent>>& agents() const { return agents_; }
-  // Changes after each finished step, successful or not.
+  // Changes with every answer of a session and with every failure.
   Published<std::uint64_t>& steps() { return steps_; }
 
-  // The socket of a session of the last step that tells of one.
+  // The command line of Herdr, for what else is to be run.
+  HerdrCli& cli() { return cli_; }
+  // The socket of a running session that tells of one.
   std::optional<std::string> socketPath(const std::string& session) const;
 
   // Called at `connect`, for what else is to be asked of the executable.
   std::function<void()> onConnect;
 
  private:
-  struct Stream {
-    std::string key;  // empty once the stream has failed: the next step opens a new one
-    std::unique_ptr<TaskScope> task;
-  };
-
   Task<void> poll(std::filesystem::path executable, std::string filter);
   Task<void> step(std::filesystem::path executable, std::string filter);
   Task<void> beat();
-  Task<void> debounce();
-  Task<void> stream(std::string session, std::string path, std::vector<std::string> panes);
-  Task<std::string> command(std::filesystem::path executable, std::vector<std::string> arguments);
-  void updateEventStreams();
-  void stepFailed(const std::string& message);
+  void setSessions(const std::map<std::string, std::string>& sockets,
+                   const std::filesystem::path& executable);
+  void listFailed(const std::string& message);
+  void publish();
+  std::optional<std::string> problem() const;
+  bool everySessionStreams() const;
+  void dropSessions();
 
   MainLoop& loop_;
-  BackgroundPool& pool_;
   Preferences& preferences_;
   Doors doors_;
-  // Each event stream blocks a thread for as long as its session lives.
-  BackgroundPool streamPool_;
+  HerdrCli cli_;
 
   Published<std::string> executablePath_;
   Published<std::string> sessionName_;
@@ -115,13 +109,15 @@ class HerdrLink {
   Published<std::vector<HerdrAgent>> agents_;
   Published<std::uint64_t> steps_{0};
 
+  using Sessions = std::map<std::string, std::unique_ptr<HerdrSession>>;  // by name
   std::int64_t protocol_ = 0;
-  WakeFlag refresh_;
-  bool refreshPending_ = false;                     // the debounce runs
-  std::map<std::string, std::string> socketPaths_;  // by session
-  std::map<std::string, Stream> streams_;
-  // Tells events that arrive on their thread whether the link that asked for them still stands.
-  std::shared_ptr<bool> generation_;
+  Sessions sessions_;
+  std::vector<std::unique_ptr<HerdrSession>> ended_;  // of an earlier link
+  bool filtered_ = false;                             // other sessions run too
+  std::optional<std::string> listError_;              // why it is not known which sessions run
+  WakeFlag wanted_;                                   // a step
+  WakeFlag pace_;                                     // the beat may have changed
+  TimePoint lastStep_;
   TaskScope heartbeat_;
   TaskScope polling_;
 };

@@ -1,11 +1,14 @@
 #include "Client/IntegrationSetup.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 #include <fmt/ranges.h>
 
+#include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 
 namespace ostrel {
 
@@ -17,8 +20,9 @@ bool contains(const std::vector<std::string>& words, std::string_view word) {
 
 }  // namespace
 
-IntegrationSetup::IntegrationSetup(MainLoop& loop, BackgroundPool& pool, Doors doors)
-    : pool_(pool), doors_(std::move(doors)), tasks_(loop) {}
+IntegrationSetup::IntegrationSetup(MainLoop& loop, HerdrCli& cli,
+                                   std::function<std::optional<std::filesystem::path>()> executable)
+    : cli_(cli), executable_(std::move(executable)), tasks_(loop) {}
 
 std::vector<std::string> IntegrationSetup::recommended(const std::vector<HerdrAgent>& agents) const {
   return HerdrIntegration::recommended(*integrations_, agents);
@@ -26,7 +30,7 @@ std::vector<std::string> IntegrationSetup::recommended(const std::vector<HerdrAg
 
 void IntegrationSetup::check() {
   if (*busy_) return;
-  const auto executable = doors_.executable();
+  const auto executable = executable_();
   if (!executable) return;
   busy_.set(true);
   tasks_.start(runCheck(*executable));
@@ -34,23 +38,15 @@ void IntegrationSetup::check() {
 
 void IntegrationSetup::install(std::vector<std::string> targets) {
   if (*busy_ || targets.empty()) return;
-  const auto executable = doors_.executable();
+  const auto executable = executable_();
   if (!executable) return;
   busy_.set(true);
   tasks_.start(runInstall(*executable, std::move(targets)));
 }
 
-Task<std::string> IntegrationSetup::command(std::filesystem::path executable,
-                                            std::vector<std::string> arguments) {
-  co_return co_await pool_.run([run = doors_.run, executable = std::move(executable),
-                                arguments = std::move(arguments)](std::stop_token stop) {
-    return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
-  });
-}
-
 Task<void> IntegrationSetup::runCheck(std::filesystem::path executable) {
   try {
-    integrations_.set(HerdrIntegration::parse(co_await command(executable, {"integration", "status"})));
+    integrations_.set(HerdrIntegration::parse(co_await cli_.run(executable, {"integration", "status"})));
   } catch (const Failure& failure) {
     integrations_.set({});
     message_.set(failure.message());
@@ -59,28 +55,34 @@ Task<void> IntegrationSetup::runCheck(std::filesystem::path executable) {
 }
 
 Task<void> IntegrationSetup::runInstall(std::filesystem::path executable, std::vector<std::string> targets) {
-  std::vector<std::string> failed;
+  std::map<std::string, std::string> failed;  // with Herdr's own words, where it says why
   for (const std::string& target : targets) {
     try {
-      co_await command(executable, {"integration", "install", target});
+      co_await cli_.run(executable, {"integration", "install", target});
+    } catch (const HerdrProtocol::Refusal& refusal) {
+      failed[target] = fmt::format(" ({})", text::dropSuffix(refusal.message(), "."));
     } catch (const Failure&) {
-      failed.push_back(target);
+      failed[target] = "";
     }
   }
   try {
-    auto now = HerdrIntegration::parse(co_await command(executable, {"integration", "status"}));
+    auto now = HerdrIntegration::parse(co_await cli_.run(executable, {"integration", "status"}));
     for (const HerdrIntegration& integration : now) {
-      if (contains(targets, integration.id) && !integration.isCurrent() && !contains(failed, integration.id))
-        failed.push_back(integration.id);
+      if (contains(targets, integration.id) && !integration.isCurrent()) failed.try_emplace(integration.id);
     }
     integrations_.set(std::move(now));
+    std::vector<std::string> listed;
+    for (const std::string& target : targets) {
+      if (const auto found = failed.find(target); found != failed.end())
+        listed.push_back(target + found->second);
+    }
     message_.set(
         failed.empty()
             ? "Integrations installed. Existing agents may need to be resumed or restarted in Herdr to "
               "load their hooks. Live links appear after they report their session."
             : fmt::format("Setup needs attention: {}. Check provider installation and configuration, "
                           "then retry.",
-                          fmt::join(failed, ", ")));
+                          fmt::join(listed, ", ")));
   } catch (const Failure& failure) {
     message_.set("Setup ran, but verification failed: " + failure.message());
   }

@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
-#include "Herdr/HerdrCommand.h"
+#include "Herdr/HerdrCli.h"
 #include "Herdr/HerdrIntegrations.h"
-#include "Runtime/Background.h"
 #include "Runtime/Published.h"
 #include "Runtime/Task.h"
 
@@ -20,12 +19,9 @@ namespace ostrel {
 
 class IntegrationSetup {
  public:
-  struct Doors {
-    HerdrCommand::Run run;
-    // The executable to use; none, and nothing is done.
-    std::function<std::optional<std::filesystem::path>()> executable;
-  };
-  IntegrationSetup(MainLoop& loop, BackgroundPool& pool, Doors doors);
+  // `executable` tells the one to use; none, and nothing is done.
+  IntegrationSetup(MainLoop& loop, HerdrCli& cli,
+                   std::function<std::optional<std::filesystem::path>()> executable);
 
   void check();
   // The targets in order; a failure of one does not keep the others back.
@@ -42,10 +38,9 @@ class IntegrationSetup {
  private:
   Task<void> runCheck(std::filesystem::path executable);
   Task<void> runInstall(std::filesystem::path executable, std::vector<std::string> targets);
-  Task<std::string> command(std::filesystem::path executable, std::vector<std::string> arguments);
 
-  BackgroundPool& pool_;
-  Doors doors_;
+  HerdrCli& cli_;
+  const std::function<std::optional<std::filesystem::path>()> executable_;
   Published<std::vector<HerdrIntegration>> integrations_;
   Published<bool> busy_{false};
   Published<std::optional<std::string>> message_;

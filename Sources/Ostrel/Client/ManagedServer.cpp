@@ -35,10 +35,10 @@ class WhileStarting {
 
 }  // namespace
 
-ManagedServer::ManagedServer(BackgroundPool& pool, Preferences& preferences, Doors doors)
-    : pool_(pool), preferences_(preferences), doors_(std::move(doors)) {}
+ManagedServer::ManagedServer(HerdrCli& cli, Preferences& preferences, Doors doors)
+    : cli_(cli), preferences_(preferences), doors_(std::move(doors)) {}
 
-Task<std::string> ManagedServer::ensureSession() {
+Task<std::string> ManagedServer::ensureSession(bool start) {
   const auto executable = doors_.executable();
   if (!executable) throw Failure("Choose the installed Herdr executable in Advanced.");
   if (*starting_ || doors_.connecting()) throw Failure("The background connection is still starting.");
@@ -52,7 +52,7 @@ Task<std::string> ManagedServer::ensureSession() {
   }
   if (contains(sessions, session)) co_return session;
   if (sessions.size() == 1) co_return sessions.front();
-  if (!preferences_.boolean(kWanted) && !doors_.fixture)
+  if (!start && !preferences_.boolean(kWanted) && !doors_.fixture)
     throw Failure("Choose a Herdr session in Advanced before continuing.");
 
   if (!server_ || !server_->running()) launch(*executable);
@@ -78,10 +78,7 @@ Task<std::string> ManagedServer::ensureSession() {
 }
 
 Task<std::vector<std::string>> ManagedServer::running(std::filesystem::path executable) {
-  const std::string document = co_await pool_.run([run = doors_.run, executable](std::stop_token stop) {
-    return run(executable, {"session", "list", "--json"}, HerdrCommand::kUsualTime, std::move(stop));
-  });
-  co_return HerdrProtocol::sessions(document);
+  co_return HerdrProtocol::sessions(co_await cli_.run(std::move(executable), {"session", "list", "--json"}));
 }
 
 void ManagedServer::launch(const std::filesystem::path& executable) {

@@ -10,10 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Herdr/HerdrCommand.h"
+#include "Herdr/HerdrCli.h"
 #include "Platform/Preferences.h"
 #include "Platform/ServerLauncher.h"
-#include "Runtime/Background.h"
 #include "Runtime/Published.h"
 #include "Runtime/Task.h"
 
@@ -25,7 +24,6 @@ class ManagedServer {
   static constexpr char session[] = "ostrel";
 
   struct Doors {
-    HerdrCommand::Run run;
     std::function<std::optional<std::filesystem::path>()> executable;
     std::function<std::string()> chosenSession;  // the person's filter, trimmed; empty for all
     std::function<bool()> connecting;            // a connection is being made
@@ -33,11 +31,12 @@ class ManagedServer {
     ServerLauncher& launcher;
     bool fixture = false;  // a run that leaves no claim of a managed server
   };
-  ManagedServer(BackgroundPool& pool, Preferences& preferences, Doors doors);
+  ManagedServer(HerdrCli& cli, Preferences& preferences, Doors doors);
 
-  // The name of a running session to use. Throws `Failure` in the user's words. A server is launched at most
-  // once for as long as it runs.
-  Task<std::string> ensureSession();
+  // The name of a running session to use. Throws `Failure` in the user's words. Where none is clear, one is
+  // started if the person asks for that now (`start`) or did before. A server is launched at most once for as
+  // long as it runs.
+  Task<std::string> ensureSession(bool start);
 
   // A server is being started and waited for.
   Published<bool>& starting() { return starting_; }
@@ -46,7 +45,7 @@ class ManagedServer {
   Task<std::vector<std::string>> running(std::filesystem::path executable);
   void launch(const std::filesystem::path& executable);
 
-  BackgroundPool& pool_;
+  HerdrCli& cli_;
   Preferences& preferences_;
   Doors doors_;
   Published<bool> starting_{false};

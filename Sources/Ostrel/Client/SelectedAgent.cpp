@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Client/ConversationLinks.h"
+#include "Herdr/HerdrProtocol.h"
 #include "Herdr/HerdrProviders.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"
@@ -19,14 +20,8 @@ constexpr Duration kSocketLook =
 
 }  // namespace
 
-SelectedAgent::SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Preferences& preferences,
-                             HerdrLink& link, Doors doors)
-    : pool_(pool),
-      preferences_(preferences),
-      link_(link),
-      doors_(std::move(doors)),
-      history_(loop),
-      following_(loop) {}
+SelectedAgent::SelectedAgent(MainLoop& loop, const Preferences& preferences, HerdrLink& link, Doors doors)
+    : preferences_(preferences), link_(link), doors_(std::move(doors)), history_(loop), following_(loop) {}
 
 bool SelectedAgent::hasHistory(const HerdrAgent& agent) {
   if (agent.isRemote()) return false;
@@ -158,6 +153,10 @@ Task<void> SelectedAgent::followPane(HerdrAgent agent) {
       outputs_.put(key, text);
       shown_.output.set(std::move(text));
       shown_.hasLoadedOutput.set(true);
+    } catch (const HerdrProtocol::Refusal& refusal) {
+      problem = refusal.message();
+      // A pane that has gone takes its row along.
+      if (refusal.isNotFound() && !record->isRemote()) link_.refresh(record->session);
     } catch (const Failure& failure) {
       problem = failure.message();
     }
@@ -167,21 +166,13 @@ Task<void> SelectedAgent::followPane(HerdrAgent agent) {
 }
 
 Task<std::string> SelectedAgent::read(HerdrAgent agent, std::optional<std::string> socket) {
-  if (socket) {
-    co_return co_await pool_.run(
-        [readPane = doors_.readPane, socket = *socket, pane = agent.paneID](std::stop_token stop) {
-          return readPane(socket, pane, "visible", stop);
-        });
-  }
+  if (socket) co_return co_await doors_.readPane(*socket, agent.paneID, "visible");
   const auto executable = link_.resolveExecutable();
   if (!executable) throw Failure("Herdr was not found. Install it or choose its executable below.");
   std::vector<std::string> arguments = agent.commandPrefix();
   arguments.insert(arguments.end(),
                    {"pane", "read", agent.paneID, "--source", "visible", "--format", "text"});
-  std::string text = co_await pool_.run(
-      [run = doors_.run, executable = *executable, arguments = std::move(arguments)](std::stop_token stop) {
-        return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
-      });
+  std::string text = co_await link_.cli().run(*executable, std::move(arguments));
   if (!text::isUtf8(text)) throw Failure("Terminal output is not valid UTF-8 text.");
   co_return text;
 }

@@ -1,5 +1,5 @@
 // What is shown of the agent that the person has open: its conversation and its terminal's text, kept fresh
-// for as long as it is open. Main thread only; files, sockets and commands are read in the background.
+// for as long as it is open. Main thread only; files and commands are read in the background.
 //
 // A switch shows what was last seen of the agent at once, before anything is read. A failed read never blanks
 // what is shown.
@@ -8,7 +8,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -16,9 +15,7 @@
 #include "Client/HerdrLink.h"
 #include "Client/SelectedConversation.h"
 #include "Conversations/AgentTranscript.h"
-#include "Herdr/HerdrCommand.h"
 #include "Platform/Preferences.h"
-#include "Runtime/Background.h"
 #include "Runtime/Task.h"
 
 namespace ostrel {
@@ -30,16 +27,12 @@ class SelectedAgent {
     std::function<Task<AgentTranscriptSnapshot>(std::optional<std::string> reference,
                                                 std::optional<std::string> kind, std::string provider)>
         loadHistory;
-    // As `HerdrSocket::read`; called on background threads.
-    std::function<std::string(const std::string& path, const std::string& pane, const std::string& source,
-                              const std::stop_token& stop)>
-        readPane;
-    HerdrCommand::Run run;
+    // As `HerdrSocket::read`.
+    std::function<Task<std::string>(std::string path, std::string pane, std::string source)> readPane;
     // The record of an agent as its source has it now, by id; nothing once it has gone.
     std::function<std::optional<HerdrAgent>(const std::string& id)> current;
   };
-  SelectedAgent(MainLoop& loop, BackgroundPool& pool, const Preferences& preferences, HerdrLink& link,
-                Doors doors);
+  SelectedAgent(MainLoop& loop, const Preferences& preferences, HerdrLink& link, Doors doors);
 
   // Whether conversations of this kind of agent can be read at all; of the others only the terminal.
   static bool hasHistory(const HerdrAgent& agent);
@@ -81,7 +74,6 @@ class SelectedAgent {
   Task<void> followPane(HerdrAgent agent);
   Task<std::string> read(HerdrAgent agent, std::optional<std::string> socket);
 
-  BackgroundPool& pool_;
   const Preferences& preferences_;
   HerdrLink& link_;
   Doors doors_;

@@ -106,7 +106,12 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.externalProcess = process;
   agent.herdrOwned =
       anyAncestor(process, own, [](const ExternalProcess& ancestor) { return ancestor.name() == "herdr"; });
-  if (!agent.herdrOwned) agent.externalProcess->hostApp = hostApp(table, process, hosts);
+  if (!agent.herdrOwned) {
+    agent.externalProcess->hostApp = hostApp(table, process, hosts);
+    // A Herdr that has handed its panes over to a new server is no ancestor of what runs in them.
+    if (sources_.processes.variable(pid, "HERDR_ENV"))
+      agent.externalProcess->herdrPane = sources_.processes.variable(pid, "HERDR_PANE_ID");
+  }
   if (const auto& host = agent.externalProcess->hostApp)
     agent.externalProcess->hostName = sources_.hosts.nameOf(*host);
 

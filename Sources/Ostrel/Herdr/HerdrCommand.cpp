@@ -1,21 +1,24 @@
 #include "Herdr/HerdrCommand.h"
 
-#include <optional>
 #include <utility>
 
+#include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Json.h"
 #include "Runtime/Subprocess.h"
+#include "Runtime/Text.h"
 
 namespace ostrel::HerdrCommand {
 
 namespace {
 
-// What a failed command says itself.
-std::optional<std::string> messageIn(const std::string& output) {
-  const auto document = json::parse(output);
-  const Json* const error = document ? json::member(*document, "error") : nullptr;
-  return error && error->is_object() ? json::string(*error, "message") : std::nullopt;
+// What a command that has failed says itself, as a document or as plain words.
+void throwOwnWords(const std::string& output) {
+  if (const auto document = json::parse(output); document && document->is_object()) {
+    HerdrProtocol::result(output);
+    return;
+  }
+  if (!text::trim(output).empty()) throw HerdrProtocol::Refusal(output);
 }
 
 }  // namespace
@@ -27,7 +30,7 @@ std::string run(const std::filesystem::path& executable, const std::vector<std::
   if (result.succeeded()) return std::move(result.output);
   if (result.end == Subprocess::End::outputTooLong)
     throw Failure("Herdr response exceeded the local size limit.");
-  if (auto message = messageIn(result.output)) throw Failure(*message);
+  if (result.end == Subprocess::End::exited) throwOwnWords(result.output);
   throw Failure("Herdr request failed. Check the selected session and installed CLI version.");
 }
 

@@ -13,7 +13,8 @@ namespace ostrel::HerdrProtocol {
 
 namespace {
 
-constexpr std::size_t kLongestID = 4096;  // bytes
+constexpr std::size_t kLongestID = 4096;    // bytes
+constexpr std::size_t kLongestWords = 300;  // bytes of what Herdr says of a failure
 
 // A member that is an object, else nothing.
 const Json* object(const Json& parent, std::string_view key) {
@@ -63,6 +64,14 @@ HerdrAgent agent(const Json& row, const Json& pane, std::string paneID) {
   return agent;
 }
 
+// The first line that says something.
+std::string shown(std::string_view words) {
+  std::string_view line = text::trim(words);
+  line = text::trim(line.substr(0, line.find('\n')));
+  if (line.size() > kLongestWords) line = line.substr(0, kLongestWords);
+  return line.empty() ? "Herdr request failed." : text::escapeControls(text::repairUtf8(line));
+}
+
 bool isValidID(std::string_view provider, const std::string& id) {
   const HerdrProvider* row = HerdrProvider::find(provider);
   if (!row || !row->integration || id.empty() || id.starts_with('-') || id.size() > kLongestID ||
@@ -74,11 +83,16 @@ bool isValidID(std::string_view provider, const std::string& id) {
 
 }  // namespace
 
+Refusal::Refusal(std::string_view words, std::string_view code)
+    : Failure(shown(words)),
+      notFound_(code.ends_with("not_found") || text::lowercase(words).contains("not found")) {}
+
 Json result(std::string_view data) {
   auto document = json::parse(data);
   if (!document || !document->is_object()) throw Failure("Herdr returned an unsupported response.");
   if (const Json* error = object(*document, "error")) {
-    throw Failure(json::string(*error, "message").value_or("Herdr request failed."));
+    throw Refusal(json::string(*error, "message").value_or("Herdr request failed."),
+                  json::string(*error, "code").value_or(""));
   }
   if (const Json* inner = object(*document, "result")) return *inner;
   return std::move(*document);
@@ -97,9 +111,25 @@ std::vector<std::string> sessions(std::string_view data) {
   return {running.begin(), running.end()};
 }
 
+std::map<std::string, std::string> sockets(std::string_view data) {
+  std::map<std::string, std::string> found;
+  for (std::string& name : sessions(data)) found.emplace(std::move(name), "");
+  const Json document = result(data);
+  for (const Json& session : listOfObjects(document, "sessions", "")) {
+    const auto place = found.find(json::string(session, "name").value_or(""));
+    const auto path = json::string(session, "socket_path");
+    if (place != found.end() && path && path->starts_with('/')) place->second = *path;
+  }
+  return found;
+}
+
 std::vector<HerdrAgent> agents(std::string_view data, const std::string& session,
                                const std::optional<HerdrMachine>& machine) {
-  const Json document = result(data);
+  return agentsIn(result(data), session, machine);
+}
+
+std::vector<HerdrAgent> agentsIn(const Json& document, const std::string& session,
+                                 const std::optional<HerdrMachine>& machine) {
   std::vector<HerdrAgent> list;
   std::set<std::string> seen;
   for (const Json& row :
@@ -118,8 +148,9 @@ std::vector<HerdrAgent> agents(std::string_view data, const std::string& session
   return list;
 }
 
-std::string output(std::string_view data) {
-  const Json document = result(data);
+std::string output(std::string_view data) { return outputIn(result(data)); }
+
+std::string outputIn(const Json& document) {
   const Json* inner = object(document, "read");
   const Json& read = inner ? *inner : document;
   if (auto text = firstText({{&read, "text"}, {&read, "content"}, {&read, "output"}})) return *text;

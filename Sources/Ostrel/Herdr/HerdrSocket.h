@@ -1,22 +1,20 @@
-// The socket of a running Herdr session: reading a pane's screen and receiving events, for which starting a
-// command would be too slow.
+// The socket of a running Herdr session: its agents, a pane's screen and events, for which starting a command
+// would be too slow.
 //
-// The wire is newline-delimited JSON over a Unix socket, one request outstanding on a connection. Everything
-// here blocks and runs on a background thread; a stop token ends any wait at once with `Cancelled`. All other
-// failures are `Failure`s in the user's words.
+// The wire is newline-delimited JSON over a Unix socket. A connection takes one request: the server closes it
+// behind the answer, unless that was a subscription, whose connection then carries events. Everything here
+// runs on the main loop without blocking it; cancelling the task ends any wait at once. A server that runs as
+// another user is told nothing. Failures are `Failure`s in the user's words.
 #pragma once
 
 #include <cstddef>
 #include <functional>
-#include <optional>
-#include <span>
-#include <stop_token>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "Runtime/Json.h"
 #include "Runtime/MainLoop.h"
+#include "Runtime/Task.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel::HerdrSocket {
@@ -26,17 +24,17 @@ inline constexpr std::size_t kLongestPath =
 inline constexpr std::size_t kLargestLine = 8'000'000;  // bytes
 inline constexpr Duration kReplyTime = std::chrono::seconds(3);
 
-// One connection, used by one thread.
+// One connection, used by one task, which it outlives.
 class Wire {
  public:
   explicit Wire(const std::string& path);
   // Over a stream socket that is connected already.
   explicit Wire(UniqueFd connected) : fd_(std::move(connected)) {}
 
-  void send(std::string_view id, std::string_view method, const Json& params);
-  // The next line without its newline; what came behind it is kept for the next call. No deadline means
-  // waiting for ever.
-  std::string next(std::optional<TimePoint> deadline, const std::stop_token& stop);
+  Task<void> send(std::string id, std::string method, Json params);
+  // The next line without its newline; what came behind it is kept for the next call. `Duration::max()` waits
+  // for ever.
+  Task<std::string> next(Duration limit);
 
  private:
   UniqueFd fd_;
@@ -44,14 +42,14 @@ class Wire {
   std::size_t searched_ = 0;  // no newline stands in `buffer_` before this offset
 };
 
-// The last 200 lines that the pane shows, without escape sequences: one connection, one request, one reply.
-std::string read(const std::string& path, const std::string& pane, const std::string& source,
-                 const std::stop_token& stop);
+// One connection, one request, the result of its reply. What Herdr refuses is a `HerdrProtocol::Refusal`.
+Task<Json> request(std::string path, std::string method, Json params);
 
-// Calls `receive` once when subscribed and once for each event, on this thread, until stopped (then it throws
-// `Cancelled`) or until the connection fails. `protocolVersion` is the version that the server must still
-// speak.
-void events(const std::string& path, std::int64_t protocolVersion, std::span<const std::string> panes,
-            const std::function<void()>& receive, const std::stop_token& stop);
+// The last 200 lines that the pane shows, without escape sequences.
+Task<std::string> read(std::string path, std::string pane, std::string source);
+
+// Subscribes, calls `subscribed`, then `receive` with each event until the connection fails.
+Task<void> events(std::string path, Json subscriptions, std::function<void()> subscribed,
+                  std::function<void(const Json& event)> receive);
 
 }  // namespace ostrel::HerdrSocket

@@ -73,6 +73,10 @@ class Processes {
   // arguments at the end are left out: a program that renames itself leaves such behind.
   virtual std::vector<std::string> argumentList(std::int32_t pid) = 0;
 
+  // A variable of the environment with which the process was started, repaired UTF-8; nothing where it is not
+  // set, and on any failure.
+  virtual std::optional<std::string> variable(std::int32_t pid, std::string_view name) = 0;
+
   // The open files in the field format of `lsof -F`: "fcwd", "n<folder>", then per open file "f<descriptor>",
   // "a<r|w|u>", "n<path as one line>", joined by newlines; possibly empty. Sockets, pipes, devices, memory
   // files and files that have no name any more are passed over.

@@ -9,21 +9,20 @@
 #include <functional>
 #include <map>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Herdr/HerdrProtocol.h"
 #include "Herdr/HerdrProviders.h"
-#include "Herdr/HerdrSocket.h"
+#include "LocalSocket.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Files.h"
 #include "Runtime/Text.h"
 #include "Server.h"
 #include "StateFolder.h"
-#include "TerminalRelay.h"
 
 namespace ostrel::standin {
 
@@ -62,11 +61,10 @@ Answer failed(std::string_view message) { return document({{"error", {{"message"
 
 // Asks the session's server; its line is the command's output.
 Answer ask(const Call& call, std::string_view method, const Json& params) {
-  HerdrSocket::Wire wire(call.folder.socket(call.session));
-  wire.send("cli", method, params);
-  const std::string line = wire.next({}, {});
+  const std::string line = request(call.folder.socket(call.session), method, params);
   const auto reply = json::parse(line);
-  return {line + "\n", reply && reply->contains("error") ? 1 : 0};
+  if (!reply) return failed("The session's server has hung up.");
+  return {line + "\n", reply->contains("error") ? 1 : 0};
 }
 
 Answer paneAnswer(const Call& call, std::string_view method, Json params = Json::object()) {
@@ -75,16 +73,29 @@ Answer paneAnswer(const Call& call, std::string_view method, Json params = Json:
 }
 
 Answer sessionList(const Call& call) {
+  std::vector<std::string> names = call.folder.sessions();
+  if (std::ranges::find(names, "default") == names.end()) names.insert(names.begin(), "default");
   Json rows = Json::array();
-  for (const std::string& name : call.folder.sessions()) {
+  for (const std::string& name : names) {
     const std::string socket = call.folder.socket(name);
-    rows.push_back({{"name", name}, {"running", isRunning(socket)}, {"socket_path", socket}});
+    rows.push_back({{"name", name},
+                    {"default", name == "default"},
+                    {"running", isRunning(socket)},
+                    {"session_dir", call.folder.session(name).string()},
+                    {"socket_path", socket}});
   }
-  return document({{"result", {{"type", "session_list"}, {"sessions", rows}}}});
+  return document({{"sessions", rows}});
 }
 
 Answer serve(const Call& call) {
   Server(call.folder, call.session).run();
+  return {};
+}
+
+// The server that listens next takes over the panes of this one.
+Answer liveHandoff(const Call& call) {
+  request(call.folder.socket(call.session), "standin.handoff", Json::object());
+  while (!isRunning(call.folder.socket(call.session))) std::this_thread::sleep_for(5ms);
   return {};
 }
 
@@ -118,23 +129,14 @@ Answer sessionStart(const Call& call) {
 
 void stopSession(const StateFolder& folder, const std::string& name) {
   try {
-    HerdrSocket::Wire wire(folder.socket(name));
-    wire.send("cli", "standin.stop", Json::object());
-    wire.next({}, {});
-  } catch (const Failure&) {  // not running, or disconnected: everything is gone
+    request(folder.socket(name), "standin.stop", Json::object());
+  } catch (const Failure&) {  // not running
   }
-}
-
-void stopAll(const StateFolder& folder) {
-  for (const std::string& name : folder.sessions()) stopSession(folder, name);
-  std::error_code error;
-  for (const auto& machine : std::filesystem::directory_iterator(folder.path() / "machines", error))
-    stopAll(StateFolder(machine.path()));
 }
 
 Answer sessionStop(const Call& call) {
   if (call.options.contains("all")) {
-    stopAll(call.folder);
+    for (const std::string& name : call.folder.sessions()) stopSession(call.folder, name);
   } else {
     stopSession(call.folder, call.words.empty() ? call.session : call.word(0));
   }
@@ -159,30 +161,20 @@ Answer paneReport(const Call& call) {
   return answer;
 }
 
-Answer agentStart(const Call& call) {
-  const auto quoted = [](const std::string& word) {
-    std::string result = "'";
-    for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return result + "'";
-  };
-  const HerdrProvider* provider = HerdrProvider::find(call.option("kind"));
-  if (!provider) return failed("Unknown kind of agent: " + call.option("kind"));
-  std::string line(provider->executable);
-  for (const std::string& word : call.rest) line += " " + quoted(word);
-  return ask(call, "standin.start",
-             {{"name", call.word(0)},
-              {"kind", provider->id},
-              {"pane_id", call.option("pane")},
-              {"timeout", call.number("timeout", 30'000)},
-              {"line", line}});
+// The targets of Herdr's integrations, in the order in which it lists them.
+std::vector<std::string> targets() {
+  std::vector<std::string> known;
+  for (const HerdrProvider& provider : HerdrProvider::all()) {
+    if (provider.integration && *provider.integration != "qwen" && *provider.integration != "letta")
+      known.emplace_back(*provider.integration);
+  }
+  return known;
 }
 
 Answer integrationStatus(const Call& call) {
   const Json states = call.folder.read("integrations.json", Json::object());
-  std::string text = "Integrations:\n";
-  for (const HerdrProvider& provider : HerdrProvider::all()) {
-    if (!provider.integration) continue;
-    const std::string target(*provider.integration);
+  std::string text;
+  for (const std::string& target : targets()) {
     text += fmt::format("{}: {} (/opt/{})\n", target, json::string(states, target).value_or("not installed"),
                         target);
   }
@@ -191,25 +183,20 @@ Answer integrationStatus(const Call& call) {
 
 Answer integrationInstall(const Call& call) {
   Json states = call.folder.read("integrations.json", Json::object());
-  const bool known = std::ranges::any_of(
-      HerdrProvider::all(), [&](const HerdrProvider& each) { return each.integration == call.word(0); });
-  if (!known) return {"unknown integration target: " + call.word(0) + "\n", 2};
-  states[call.word(0)] = "current (1.0)";
+  const std::string& target = call.word(0);
+  const std::vector<std::string> known = targets();
+  if (std::ranges::find(known, target) == known.end())
+    return {"unknown integration target: " + target + "\n", 2};
+  const char* const home = std::getenv("HOME");
+  const auto folder = std::filesystem::path(home ? home : "/") / ("." + target);
+  if (!std::filesystem::is_directory(folder)) {
+    return {
+        fmt::format("{0} config directory not found at {1}. install {0} first\n", target, folder.string()),
+        1};
+  }
+  states[target] = "current (1.0)";
   call.folder.write("integrations.json", states);
   return {"installed\n"};
-}
-
-Json machines(const Call& call) { return call.folder.read("machines.json", Json::array()); }
-
-template <class Change>
-Answer changeMachine(const Call& call, Change change) {
-  Json rows = machines(call);
-  const auto row =
-      std::ranges::find_if(rows, [&](const Json& each) { return json::string(each, "id") == call.word(0); });
-  if (row == rows.end()) return failed("No such machine.");
-  change(rows, row);
-  call.folder.write("machines.json", rows);
-  return {};
 }
 
 struct Command {
@@ -222,19 +209,12 @@ const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands = {
       {"api schema", false,
        [](const Call&) { return document({{"protocol", kProtocol}, {"schemas", Json::object()}}); }},
+      {"server live-handoff", false, liveHandoff},
       {"server", false, serve},
       {"session list", false, sessionList},
       {"session start", false, sessionStart},
       {"session stop", false, sessionStop},
       {"agent list", false, [](const Call& call) { return ask(call, "standin.agents", Json::object()); }},
-      {"agent prompt", true,
-       [](const Call& call) { return paneAnswer(call, "standin.prompt", {{"text", call.word(1)}}); }},
-      {"agent send-keys", true,
-       [](const Call& call) {
-         return paneAnswer(call, "standin.keys",
-                           {{"keys", std::vector(call.words.begin() + 1, call.words.end())}});
-       }},
-      {"agent start", false, agentStart},
       {"pane read", false, paneRead},
       {"pane send-text", true,
        [](const Call& call) { return paneAnswer(call, "standin.text", {{"text", call.word(1)}}); }},
@@ -245,32 +225,8 @@ const std::vector<Command>& commands() {
          return ask(call, "standin.open", {{"cwd", call.option("cwd", "/")}, {"command", call.rest}});
        }},
       {"pane report", false, paneReport},
-      {"workspace create", false,
-       [](const Call& call) {
-         return ask(call, "standin.workspace",
-                    {{"cwd", call.option("cwd", "/")}, {"label", call.option("label", "workspace")}});
-       }},
-      {"terminal session control", false,
-       [](const Call& call) -> Answer {
-         const Json attach{{"terminal_id", call.word(0)},
-                           {"cols", call.number("cols", 100)},
-                           {"rows", call.number("rows", 30)}};
-         relayTerminal(call.folder.socket(call.session), attach);
-         return {};
-       }},
       {"integration status", false, integrationStatus},
       {"integration install", false, integrationInstall},
-      {"machine list", false, [](const Call& call) -> Answer { return {json::dump(machines(call)) + "\n"}; }},
-      {"machine enable", false,
-       [](const Call& call) {
-         return changeMachine(call, [](Json&, auto row) { (*row)["enabled"] = true; });
-       }},
-      {"machine disable", false,
-       [](const Call& call) {
-         return changeMachine(call, [](Json&, auto row) { (*row)["enabled"] = false; });
-       }},
-      {"machine remove", false,
-       [](const Call& call) { return changeMachine(call, [](Json& rows, auto row) { rows.erase(row); }); }},
   };
   return kCommands;
 }
@@ -283,7 +239,7 @@ void parse(Call& call, const std::vector<std::string>& words, std::size_t from, 
     } else if (word == "--") {
       call.rest.assign(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end());
       return;
-    } else if (word == "--json" || word == "--no-focus" || word == "--all" || i + 1 == words.size()) {
+    } else if (word == "--json" || word == "--all" || i + 1 == words.size()) {
       call.options[word.substr(2)] = "";
     } else {
       call.options[word.substr(2)] = words[++i];
@@ -309,33 +265,17 @@ int finish(Answer answer, const std::optional<Fault>& fault) {
   return answer.status;
 }
 
-std::optional<std::string> ownSession() {
-  const char* name = std::getenv("HERDR_SESSION");
-  return name && *name != 0 ? std::optional<std::string>(name) : std::nullopt;
-}
-
-// The state folder and the session on a saved machine, in place of the local ones; false where it refuses.
-bool enterMachine(Call& call, const std::string& id) {
-  for (const Json& row : machines(call)) {
-    if (json::string(row, "id") != id || !json::boolean(row, "enabled").value_or(false)) continue;
-    call.session = json::string(row, "session").value_or("default");
-    call.folder = call.folder.machine(id);
-    return true;
-  }
-  return false;
+// Inside a pane, that of the pane.
+std::string usualSession() {
+  const char* const socket = std::getenv("HERDR_SOCKET_PATH");
+  return socket ? std::filesystem::path(socket).parent_path().filename().string() : "default";
 }
 
 int dispatch(const std::vector<std::string>& words) {
-  Call call{.folder = StateFolder::fromEnvironment(), .session = ownSession().value_or("default")};
+  Call call{.folder = StateFolder::fromEnvironment(), .session = usualSession()};
   call.folder.log(fmt::format("{}", fmt::join(words, " ")));
   std::size_t from = 0;
-  for (; from + 1 < words.size() && words[from].starts_with("--"); from += 2) {
-    if (words[from] == "--session") {
-      call.session = words[from + 1];
-    } else if (words[from] != "--machine" || !enterMachine(call, words[from + 1])) {
-      return finish(failed("The machine is unknown or disabled."), {});
-    }
-  }
+  for (; from + 1 < words.size() && words[from] == "--session"; from += 2) call.session = words[from + 1];
 
   const std::string all =
       fmt::format("{} ", fmt::join(words.begin() + static_cast<std::ptrdiff_t>(from), words.end(), " "));
@@ -352,8 +292,6 @@ int dispatch(const std::vector<std::string>& words) {
   }
   try {
     return finish(command->run(call), fault);
-  } catch (const StreamFailure&) {
-    throw;
   } catch (const Failure& failure) {
     return finish(failed(failure.message()), fault);
   }

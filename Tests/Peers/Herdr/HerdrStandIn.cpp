@@ -1,10 +1,12 @@
 #include "HerdrStandIn.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <unistd.h>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
@@ -45,13 +47,14 @@ ChildProcess::Finished HerdrStandIn::run(const std::vector<std::string>& argumen
   return runCommand(command, environment_);
 }
 
-ChildProcess::Finished HerdrStandIn::run(const Place& place, std::vector<std::string> arguments) const {
-  arguments.insert(arguments.begin(), place.prefix.begin(), place.prefix.end());
+ChildProcess::Finished HerdrStandIn::run(const std::string& session,
+                                         std::vector<std::string> arguments) const {
+  arguments.insert(arguments.begin(), {"--session", session});
   return run(arguments);
 }
 
-Json HerdrStandIn::result(const Place& place, std::vector<std::string> arguments) const {
-  const auto finished = run(place, arguments);
+Json HerdrStandIn::result(const std::string& session, const std::vector<std::string>& arguments) const {
+  const auto finished = run(session, arguments);
   if (finished.status != 0) {
     throw std::runtime_error(
         fmt::format("herdr {}: {}{}", fmt::join(arguments, " "), finished.output, finished.errors));
@@ -59,19 +62,19 @@ Json HerdrStandIn::result(const Place& place, std::vector<std::string> arguments
   return finished.output.empty() ? Json() : HerdrProtocol::result(finished.output);
 }
 
-void HerdrStandIn::start(const Place& place) { result(place, {"session", "start"}); }
+void HerdrStandIn::start(const std::string& session) { result(session, {"session", "start"}); }
 
-void HerdrStandIn::stop(const Place& place) { result(place, {"session", "stop"}); }
+void HerdrStandIn::stop(const std::string& session) { result(session, {"session", "stop"}); }
 
-HerdrStandIn::Pane HerdrStandIn::open(const Place& place, const std::vector<std::string>& command,
+HerdrStandIn::Pane HerdrStandIn::open(const std::string& session, const std::vector<std::string>& command,
                                       const std::string& cwd) {
   std::vector<std::string> words = {"pane", "open", "--cwd", cwd, "--"};
   words.insert(words.end(), command.begin(), command.end());
-  const Json opened = result(place, words).at("pane");
+  const Json opened = result(session, words).at("pane");
   return {opened.at("pane_id"), opened.at("terminal_id")};
 }
 
-void HerdrStandIn::report(const Place& place, const Pane& pane, const Report& report) {
+void HerdrStandIn::report(const std::string& session, const Pane& pane, const Report& report) {
   std::vector<std::string> words = {"pane", "report", "--pane", pane.id};
   for (const auto& [option, value] : {std::pair("--agent", report.agent),
                                       {"--status", report.status},
@@ -80,29 +83,22 @@ void HerdrStandIn::report(const Place& place, const Pane& pane, const Report& re
                                       {"--session-kind", report.referenceKind}}) {
     if (!value.empty()) words.insert(words.end(), {option, value});
   }
-  result(place, words);
+  result(session, words);
 }
 
-void HerdrStandIn::move(const Place& place, Pane& pane) {
-  pane.terminal = result(place, {"pane", "move", pane.id}).at("terminal_id");
+void HerdrStandIn::move(const std::string& session, Pane& pane) {
+  pane.terminal = result(session, {"pane", "move", pane.id}).at("terminal_id");
 }
 
-void HerdrStandIn::setFaults(const Json& list, const Place& place) {
-  const bool remote = place.prefix.front() == "--machine";
-  const fs::path folder = remote ? folder_.path() / "machines" / place.prefix.back() : folder_.path();
-  files::replace(folder / "faults.json", json::dumpPretty(list));
+void HerdrStandIn::handOff(const std::string& session) { result(session, {"server", "live-handoff"}); }
+
+pid_t HerdrStandIn::server(const std::string& session) const {
+  const auto file = folder_.path() / "sessions" / session / "pid";
+  return static_cast<pid_t>(text::parseInteger(text::trim(files::read(file).value_or(""))).value_or(0));
 }
 
-void HerdrStandIn::setMachines(const std::vector<HerdrMachine>& machines) {
-  Json rows = Json::array();
-  for (const HerdrMachine& machine : machines) {
-    rows.push_back({{"id", machine.id},
-                    {"label", machine.label},
-                    {"target", machine.target},
-                    {"session", machine.session},
-                    {"enabled", machine.enabled}});
-  }
-  files::replace(folder_.path() / "machines.json", json::dumpPretty(rows));
+void HerdrStandIn::setFaults(const Json& list) {
+  files::replace(folder_.path() / "faults.json", json::dumpPretty(list));
 }
 
 void HerdrStandIn::setIntegrations(const Json& states) {
@@ -116,6 +112,12 @@ std::vector<std::string> HerdrStandIn::commands() const {
     if (!line.empty()) lines.emplace_back(line);
   }
   return lines;
+}
+
+std::size_t HerdrStandIn::processes() const {
+  const auto all = commands();
+  return static_cast<std::size_t>(
+      std::ranges::count_if(all, [](const std::string& line) { return !line.starts_with("socket "); }));
 }
 
 }  // namespace ostrel

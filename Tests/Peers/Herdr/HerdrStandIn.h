@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
-#include "Agents/HerdrAgent.h"
 #include "Runtime/Json.h"
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
@@ -17,13 +17,6 @@ namespace ostrel {
 
 class HerdrStandIn {
  public:
-  // Where a command is aimed: a local session, or a saved machine's.
-  struct Place {
-    std::vector<std::string> prefix;
-    Place(const char* session) : prefix{"--session", session} {}
-    Place(const std::string& session) : prefix{"--session", session} {}
-    Place(const HerdrMachine& machine) : prefix{"--machine", machine.id} {}
-  };
   struct Pane {
     std::string id, terminal;
   };
@@ -45,31 +38,37 @@ class HerdrStandIn {
   // The path of a local session's socket, whether it runs or not.
   std::string socket(const std::string& session) const;
 
-  void start(const Place& place);
-  void stop(const Place& place);
+  void start(const std::string& session);
+  void stop(const std::string& session);
   // Opens a pane that runs `command` in `cwd`.
-  Pane open(const Place& place, const std::vector<std::string>& command, const std::string& cwd = "/");
-  void report(const Place& place, const Pane& pane, const Report& report);
+  Pane open(const std::string& session, const std::vector<std::string>& command,
+            const std::string& cwd = "/");
+  void report(const std::string& session, const Pane& pane, const Report& report);
   // Gives the pane another terminal, as when it was taken over; updates `pane`.
-  void move(const Place& place, Pane& pane);
+  void move(const std::string& session, Pane& pane);
+
+  // The server hands its panes over to a new one, as at an update.
+  void handOff(const std::string& session);
+  // The process that serves a running session.
+  pid_t server(const std::string& session) const;
 
   // From now on the command or method named by "on" goes wrong as the other members say: those of
   // `standin::Fault`, and "session". It replaces an earlier fault.
-  void setFault(const Json& fault, const Place& place = "") { setFaults(Json::array({fault}), place); }
+  void setFault(const Json& fault) { setFaults(Json::array({fault})); }
   // Several, the first that fits counting; none for a Herdr without faults.
-  void setFaults(const Json& list, const Place& place = "");
-  // A machine has a state folder of its own; it refuses commands unless it is enabled.
-  void setMachines(const std::vector<HerdrMachine>& machines);
+  void setFaults(const Json& list);
   void setIntegrations(const Json& states);
 
-  // Any command: Herdr's own with a place's prefix, for instance.
+  // Any command, without or with a session.
   ChildProcess::Finished run(const std::vector<std::string>& arguments) const;
-  ChildProcess::Finished run(const Place& place, std::vector<std::string> arguments) const;
+  ChildProcess::Finished run(const std::string& session, std::vector<std::string> arguments) const;
   // Every command run so far and every public request served ("socket SESSION METHOD"), in order.
   std::vector<std::string> commands() const;
+  // How many processes of Herdr's command line were started so far.
+  std::size_t processes() const;
 
  private:
-  Json result(const Place& place, std::vector<std::string> arguments) const;
+  Json result(const std::string& session, const std::vector<std::string>& arguments) const;
 
   TemporaryFolder folder_;
   std::map<std::string, std::string> environment_;

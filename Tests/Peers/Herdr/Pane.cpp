@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <pty.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -67,7 +66,6 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
   pid_ = ::forkpty(&master, nullptr, nullptr, &size);
   if (pid_ < 0) throw Failure::ofErrno("Could not open a pane", errno);
   if (pid_ == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -78,8 +76,44 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
   writer.reset();
   char none;
   [[maybe_unused]] const auto end = ::read(reader.get(), &none, 1);
-  ::fcntl(master, F_SETFD, FD_CLOEXEC);
-  ::fcntl(master, F_SETFL, O_NONBLOCK);
+  follow();
+}
+
+Pane::Pane(MainLoop& loop, const Json& saved, Events events)
+    : id(saved.at("id")),
+      terminal(saved.at("terminal")),
+      stateChanges(saved.at("state_changes")),
+      agent(saved.at("agent")),
+      status(saved.at("status")),
+      title(saved.at("title")),
+      reference(saved.at("reference")),
+      referenceKind(saved.at("reference_kind")),
+      loop_(loop),
+      events_(std::move(events)),
+      screen_(kColumns, kRows, [this](std::string_view bytes) { type(bytes); }),
+      pid_(saved.at("pid")),
+      master_(saved.at("master").get<int>()) {
+  screen_.feed(saved.at("screen").get<std::string>());
+  follow();
+}
+
+Json Pane::saved() const {
+  return {{"id", id},
+          {"terminal", terminal},
+          {"state_changes", stateChanges},
+          {"agent", agent},
+          {"status", status},
+          {"title", title},
+          {"reference", reference},
+          {"reference_kind", referenceKind},
+          {"screen", screen_.repaint()},
+          {"pid", pid_},
+          {"master", master_.get()}};
+}
+
+void Pane::follow() {
+  ::fcntl(master_.get(), F_SETFD, FD_CLOEXEC);
+  ::fcntl(master_.get(), F_SETFL, O_NONBLOCK);
   process_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
   listen();
   exitWatch_ = loop_.watch(process_.get(), {.read = true}, [this](Interest) {
@@ -92,6 +126,7 @@ Pane::Pane(MainLoop& loop, std::string id_, std::string terminal_, const Program
 Pane::~Pane() {
   terminalWatch_.reset();
   exitWatch_.reset();
+  if (pid_ <= 0) return;
   // The leader too is waited for only afterwards, so that the session's number stays its own.
   for (const pid_t process : processesOfSession(pid_)) ::kill(process, SIGKILL);
   ::kill(pid_, SIGKILL);
@@ -122,7 +157,6 @@ void Pane::drain() {
     }
     const std::string_view chunk(bytes, static_cast<std::size_t>(count));
     screen_.feed(chunk);
-    events_.output(chunk);
   }
   if (screen_.title() != before) events_.titled();
 }
@@ -144,21 +178,7 @@ void Pane::flush() {
   if (waited && terminalWatch_) listen();
 }
 
-void Pane::resize(int columns, int rows) {
-  screen_.resize(columns, rows);
-  const winsize size{.ws_row = static_cast<unsigned short>(rows),
-                     .ws_col = static_cast<unsigned short>(columns),
-                     .ws_xpixel = 0,
-                     .ws_ypixel = 0};
-  ::ioctl(master_.get(), TIOCSWINSZ, &size);
-}
-
 pid_t Pane::foreground() const { return ::tcgetpgrp(master_.get()); }
-
-std::string Pane::foregroundName() const {
-  const auto comm = files::read(fmt::format("/proc/{}/comm", foreground()));
-  return comm ? std::string(text::trim(*comm)) : "";
-}
 
 std::string Pane::folderOf(pid_t process) const {
   std::error_code error;
@@ -166,18 +186,28 @@ std::string Pane::folderOf(pid_t process) const {
 }
 
 Json Pane::row() const {
-  Json row{{"pane_id", id}, {"terminal_id", terminal}, {"workspace_id", workspace}};
+  Json row{{"pane_id", id},
+           {"terminal_id", terminal},
+           {"workspace_id", workspace},
+           {"tab_id", workspace + ":t1"},
+           {"focused", false},
+           {"interactive_ready", true},
+           {"state_change_seq", stateChanges},
+           {"state_labels", Json::object()}};
   const std::pair<const char*, std::string> texts[] = {{"agent", agent},
+                                                       {"display_agent", agent},
                                                        {"agent_status", status},
                                                        {"title", title},
-                                                       {"name", name},
                                                        {"terminal_title_stripped", screen_.title()},
                                                        {"cwd", folderOf(pid_)},
                                                        {"foreground_cwd", folderOf(foreground())}};
   for (const auto& [key, value] : texts) {
     if (!value.empty()) row[key] = value;
   }
-  if (!reference.empty()) row["agent_session"] = {{"kind", referenceKind}, {"value", reference}};
+  if (!reference.empty()) {
+    row["agent_session"] = {
+        {"agent", agent}, {"source", "herdr:" + agent}, {"kind", referenceKind}, {"value", reference}};
+  }
   return row;
 }
 

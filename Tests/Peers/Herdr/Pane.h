@@ -25,13 +25,14 @@ class Pane {
     std::map<std::string, std::string> variables;  // on top of this program's own
   };
   struct Events {
-    std::function<void(std::string_view)> output;
     std::function<void()> titled;  // the program set another title
     std::function<void()> exited;  // the program has ended; the pane may be destroyed from here
   };
 
   // Starts the program, 100 columns by 30 rows. Throws `Failure`.
   Pane(MainLoop& loop, std::string id, std::string terminal, const Program& program, Events events);
+  // The terminal and its program as another server left them.
+  Pane(MainLoop& loop, const Json& saved, Events events);
   Pane(const Pane&) = delete;
   Pane& operator=(const Pane&) = delete;
   // Kills the program and everything that it started on this terminal.
@@ -39,20 +40,26 @@ class Pane {
 
   // Types into the terminal.
   void type(std::string_view bytes);
-  void resize(int columns, int rows);
   Screen& screen() { return screen_; }
-  // What runs in the foreground: its process name, "" where there is none.
-  std::string foregroundName() const;
   // The pane's row in `agent list`.
   Json row() const;
 
+  // For the server that takes this pane over: what its constructor needs, and the terminal's descriptor,
+  // whose number stands in it.
+  Json saved() const;
+  int master() const { return master_.get(); }
+  // Nothing is killed any more.
+  void leave() { pid_ = -1; }
+
   const std::string id;
   std::string terminal;
-  std::string workspace;
+  std::string workspace = "w1";
+  int stateChanges = 0;
   // As reported; empty where nothing was.
-  std::string agent, status, title, name, reference, referenceKind;
+  std::string agent, status, title, reference, referenceKind;
 
  private:
+  void follow();
   void listen();
   void ready(Interest interest);
   void drain();

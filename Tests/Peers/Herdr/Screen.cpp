@@ -87,8 +87,6 @@ void Screen::feed(std::string_view bytes) {
   ::vterm_input_write(terminal_.get(), bytes.data(), bytes.size());
 }
 
-void Screen::resize(int columns, int rows) { ::vterm_set_size(terminal_.get(), rows, columns); }
-
 int Screen::columns() const {
   int rows = 0, columns = 0;
   ::vterm_get_size(terminal_.get(), &rows, &columns);
@@ -132,27 +130,6 @@ std::string Screen::repaint() const {
   VTermPos cursor{};
   ::vterm_state_get_cursorpos(::vterm_obtain_state(terminal_.get()), &cursor);
   return bytes + fmt::format("\x1b[{};{}H", cursor.row + 1, cursor.col + 1);
-}
-
-bool Screen::key(std::string_view name) {
-  static constexpr std::pair<std::string_view, VTermKey> kKeys[] = {
-      {"up", VTERM_KEY_UP},       {"down", VTERM_KEY_DOWN},          {"left", VTERM_KEY_LEFT},
-      {"right", VTERM_KEY_RIGHT}, {"enter", VTERM_KEY_ENTER},        {"esc", VTERM_KEY_ESCAPE},
-      {"tab", VTERM_KEY_TAB},     {"backspace", VTERM_KEY_BACKSPACE}};
-  for (const auto& [word, code] : kKeys) {
-    if (word != name) continue;
-    ::vterm_keyboard_key(terminal_.get(), code, VTERM_MOD_NONE);
-    return true;
-  }
-  const std::string_view bytes = name == "space" ? " " : name == "ctrl+c" ? "\x03" : "";
-  reply_(bytes);
-  return !bytes.empty();
-}
-
-void Screen::paste(std::string_view text) {
-  ::vterm_keyboard_start_paste(terminal_.get());
-  reply_(text);
-  ::vterm_keyboard_end_paste(terminal_.get());
 }
 
 }  // namespace ostrel::standin

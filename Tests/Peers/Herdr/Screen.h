@@ -22,9 +22,6 @@ class Screen {
   Screen& operator=(const Screen&) = delete;
 
   void feed(std::string_view bytes);
-  void resize(int columns, int rows);
-  int columns() const;
-  int rows() const;
   // The title that the program set last.
   const std::string& title() const { return title_; }
 
@@ -35,12 +32,9 @@ class Screen {
   // Bytes that make another screen of this size show the same text and cursor.
   std::string repaint() const;
 
-  // A key by Herdr's name ("up", "enter", "ctrl+c"); false for an unknown one.
-  bool key(std::string_view name);
-  // Text as a paste, marked as such where the program asked for that.
-  void paste(std::string_view text);
-
  private:
+  int columns() const;
+  int rows() const;
   struct Callbacks;
   struct Free {
     void operator()(VTerm* terminal) const;

@@ -1,7 +1,9 @@
 #include "Server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -9,7 +11,7 @@
 
 #include <fmt/format.h>
 
-#include "Herdr/HerdrSocket.h"
+#include "LocalSocket.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Files.h"
 #include "Runtime/Text.h"
@@ -21,13 +23,18 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr Duration kIdleLimit = 600s;
+constexpr Duration kBetweenEvents = 100ms;
+constexpr std::size_t kKeptEvents = 512;
+constexpr std::size_t kLongestPath = 107;  // bytes of `sun_path`
 
-UniqueFd listenAt(const std::string& path) {
-  if (path.size() > HerdrSocket::kLongestPath) throw Failure("The socket's path is too long: " + path);
+UniqueFd listenFor(const StateFolder& folder, const std::string& session) {
+  const std::string path = folder.socket(session);
+  if (path.size() > kLongestPath) throw Failure("The socket's path is too long: " + path);
   files::makeFolders(std::filesystem::path(path).parent_path());
   if (isRunning(path)) throw Failure("The session is already running.");
   ::unlink(path.c_str());  // left by a server that was killed
   UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  folder.write("sessions/" + session + "/pid", ::getpid());
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, path.data(), path.size());
@@ -51,17 +58,19 @@ UniqueFd endingSignals() {
 Server::Server(StateFolder folder, std::string session)
     : folder_(std::move(folder)),
       session_(std::move(session)),
-      listener_(listenAt(folder_.socket(session_))),
+      listener_(listenFor(folder_, session_)),
       signals_(endingSignals()),
       owner_(ownerDescriptor()),
       lastRequest_(loop_.now()) {
   listenerWatch_ = loop_.watch(listener_.get(), {.read = true}, [this](Interest) { accept(); });
   signalWatch_ = loop_.watch(signals_.get(), {.read = true}, [this](Interest) { loop_.stop(); });
   if (owner_) ownerWatch_ = loop_.watch(owner_.get(), {.read = true}, [this](Interest) { loop_.stop(); });
+  if (const char* const file = std::getenv("STANDIN_HERDR_HANDOFF")) takeOver(file);
   checkIdle();
 }
 
 Server::~Server() {
+  if (handedOver_) return;
   panes_.clear();
   ::unlink(folder_.socket(session_).c_str());
 }
@@ -115,24 +124,21 @@ void Server::ready(ID id, Interest interest) {
   const ssize_t count = ::recv(connection.fd.get(), bytes, sizeof bytes, 0);
   if (count < 0 && errno == EAGAIN) return;
   if (count <= 0) return void(connections_.erase(id));
+  if (connection.asked) return;  // nothing behind the one request is read
   connection.in.append(bytes, static_cast<std::size_t>(count));
-  for (auto end = connection.in.find('\n'); end != std::string::npos; end = connection.in.find('\n')) {
-    const std::string line = connection.in.substr(0, end);
-    connection.in.erase(0, end + 1);
-    receive(id, line);
-    if (!connections_.contains(id)) return;
-  }
+  const auto end = connection.in.find('\n');
+  if (end == std::string::npos) return;
+  connection.asked = true;
+  receive(id, connection.in.substr(0, end));
 }
 
 void Server::receive(ID id, const std::string& line) {
   lastRequest_ = loop_.now();
   const auto document = json::parse(line);
   if (!document || !document->is_object()) return void(connections_.erase(id));
-  if (!connections_.at(id).attached.empty()) return stream(id, *document);
   const Json* params = json::member(*document, "params");
   const Json* requestID = json::member(*document, "id");
   Request request{.from = id,
-                  .session = session_,
                   .method = json::string(*document, "method").value_or(""),
                   .id = requestID ? *requestID : Json(),
                   .params = params ? *params : Json::object()};
@@ -148,36 +154,67 @@ void Server::receive(ID id, const std::string& line) {
     if (auto result = (this->*method->second)(request))
       reply(request, {{"result", std::move(*result)}}, fault);
   } catch (const Failure& failure) {
-    reply(request, {{"error", {{"message", failure.message()}}}}, fault);
+    const bool missing = failure.message().ends_with("not found");
+    reply(request,
+          {{"error", {{"code", missing ? "pane_not_found" : "bad_request"}, {"message", failure.message()}}}},
+          fault);
   }
 }
 
 void Server::reply(const Request& request, const Json& member, const std::optional<Fault>& fault) {
   Json document = member;
   document["id"] = request.id;
-  transmit(request.from, json::dump(document) + "\n", fault);
+  std::string bytes = json::dump(document) + "\n";
+  if (fault) bytes = fault->applied(std::move(bytes));
+  connections_.at(request.from).closing = connections_.at(request.from).subscriptions.empty();
+  transmit(request.from, bytes);
 }
 
-void Server::transmit(ID id, std::string bytes, const std::optional<Fault>& fault) {
-  const auto found = connections_.find(id);
-  if (found == connections_.end()) return;
-  Connection& connection = found->second;
-  if (fault) bytes = fault->applied(std::move(bytes));
-  connection.out += bytes;
+void Server::transmit(ID id, const std::string& bytes) {
+  connections_.at(id).out += bytes;
   watch(id);
 }
 
-void Server::emit(std::string_view event, const std::string& pane) {
-  const Json subscription =
-      event == "pane.agent_status_changed" ? Json{{"type", event}, {"pane_id", pane}} : Json{{"type", event}};
-  const std::string line = json::dump({{"event", event}, {"data", {{"pane_id", pane}}}}) + "\n";
-  for (auto& [id, connection] : connections_) {
-    for (const Json& each : connection.subscriptions) {
-      if (each != subscription) continue;
-      transmit(id, line);
-      break;
-    }
+// Plain events are named with an underscore on the wire, those of a pane's status with dots.
+void Server::emit(const std::string& type, const std::string& pane, Json data) {
+  std::string name = type;
+  if (type != "pane.agent_status_changed") {
+    std::ranges::replace(name, '.', '_');
+    data["type"] = name;
   }
+  events_.push_back({nextEvent_++, type, pane, json::dump({{"event", name}, {"data", data}}) + "\n"});
+  if (events_.size() > kKeptEvents) events_.pop_front();
+  if (!pumping_) pumping_ = loop_.after(kBetweenEvents, [this] { pump(); });
+}
+
+void Server::emitStatus(const Pane& pane) {
+  emit("pane.agent_status_changed", pane.id,
+       {{"pane_id", pane.id},
+        {"workspace_id", pane.workspace},
+        {"agent_status", pane.status},
+        {"agent", pane.agent}});
+}
+
+void Server::pump() {
+  pumping_.reset();
+  bool more = false;
+  for (auto& [id, connection] : connections_) {
+    for (Subscription& each : connection.subscriptions) more |= sendNext(id, each);
+  }
+  if (more) pumping_ = loop_.after(kBetweenEvents, [this] { pump(); });
+}
+
+// Whether it may have more to send.
+bool Server::sendNext(ID id, Subscription& subscription) {
+  for (const Event& event : events_) {
+    if (event.number < subscription.next || event.type != subscription.type) continue;
+    if (!subscription.pane.empty() && event.pane != subscription.pane) continue;
+    subscription.next = event.number + 1;
+    transmit(id, event.line);
+    return true;
+  }
+  subscription.next = nextEvent_;
+  return false;
 }
 
 }  // namespace ostrel::standin

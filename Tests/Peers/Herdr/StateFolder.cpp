@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <sys/syscall.h>
 
-#include "Herdr/HerdrSocket.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Files.h"
 #include "Runtime/Text.h"
@@ -17,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kOversize = HerdrSocket::kLargestLine + 100;  // bytes
+constexpr std::size_t kOversize = 8'000'100;  // bytes
 
 }  // namespace
 
@@ -80,15 +79,6 @@ UniqueFd ownerDescriptor() {
   UniqueFd descriptor(static_cast<int>(::syscall(SYS_pidfd_open, std::atoi(owner), 0)));
   if (!descriptor) throw Failure::ofErrno("The owner has ended", errno);
   return descriptor;
-}
-
-bool isRunning(const std::string& socket) {
-  try {
-    HerdrSocket::Wire wire(socket);
-    return true;
-  } catch (const Failure&) {
-    return false;
-  }
 }
 
 }  // namespace ostrel::standin

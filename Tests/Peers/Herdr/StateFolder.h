@@ -3,7 +3,7 @@
 //
 //   sessions/NAME/socket   the socket of a session; the folder stays when the session has stopped
 //   sessions/NAME/log      what the server wrote on its standard error
-//   machines.json          the rows of `machine list`; machines/ID/ is the state folder on that machine
+//   sessions/NAME/pid      the process that serves it
 //   integrations.json      target to state, for what is not "not installed"
 //   faults.json            see `Fault`
 //   commands.log           one line for each command run and each public request served
@@ -44,7 +44,6 @@ class StateFolder {
   std::string socket(std::string_view name) const { return (session(name) / "socket").string(); }
   // The sessions that ever ran, sorted.
   std::vector<std::string> sessions() const;
-  StateFolder machine(std::string_view id) const { return StateFolder(path_ / "machines" / id); }
 
   // A JSON file; `otherwise` when it is missing or broken.
   Json read(std::string_view name, Json otherwise) const;
@@ -60,8 +59,5 @@ class StateFolder {
 // Readable when the process named by STANDIN_HERDR_OWNER has ended: nothing of the stand-in outlives the test
 // that uses it. Empty without that variable. Throws `Failure` when it has ended already.
 UniqueFd ownerDescriptor();
-
-// Whether a server listens there.
-bool isRunning(const std::string& socket);
 
 }  // namespace ostrel::standin

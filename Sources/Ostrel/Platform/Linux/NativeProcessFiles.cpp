@@ -41,6 +41,15 @@ std::vector<std::string> NativeProcesses::argumentList(std::int32_t pid) {
   return arguments;
 }
 
+std::optional<std::string> NativeProcesses::variable(std::int32_t pid, std::string_view name) {
+  const std::string bytes = readProcFile(root_.get(), ProcessPath(pid, "environ").c_str(), kArgumentsCap);
+  for (const auto pair : text::split(bytes, '\0')) {
+    if (pair.size() > name.size() && pair.starts_with(name) && pair[name.size()] == '=')
+      return text::repairUtf8(pair.substr(name.size() + 1));
+  }
+  return std::nullopt;
+}
+
 std::string NativeProcesses::openFiles(std::int32_t pid) {
   std::string records;
   const auto add = [&records](std::string_view line) {

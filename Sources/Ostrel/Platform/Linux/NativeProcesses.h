@@ -35,6 +35,7 @@ class NativeProcesses : public Processes {
   std::string terminalName(std::int32_t device) override;
   std::string startString(std::int64_t seconds) override;
   std::vector<std::string> argumentList(std::int32_t pid) override;
+  std::optional<std::string> variable(std::int32_t pid, std::string_view name) override;
   std::string openFiles(std::int32_t pid) override;
   std::string executablePath(std::int32_t pid) override;
   bool alive(std::int32_t pid) override;
