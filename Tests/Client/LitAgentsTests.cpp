@@ -19,7 +19,8 @@ class LitAgentsTest : public testing::Test {
     agent.state = state;
     return agent;
   }
-  void now(const std::string& state) { inventory_.primary = AgentList({agent(state)}); }
+  void now(const HerdrAgent& agent) { inventory_.all = inventory_.primary = AgentList({agent}); }
+  void now(const std::string& state) { now(agent(state)); }
   AgentLight light() const { return lit_.list().agents.at(0).light; }
 
   VirtualLoop loop_;
@@ -67,7 +68,7 @@ TEST_F(LitAgentsTest, BurstsAreDeliveredOnceAndQuietRoundsNotAtAll) {
   growing.externalProcess = ExternalProcess{};
   growing.transcriptKind = "path";
   growing.since = loop_.wallNow();
-  inventory_.primary = AgentList({growing});
+  now(growing);
   lit_.changed();
   callsIn(9s);
   EXPECT_EQ(light(), working);

@@ -8,6 +8,7 @@
 
 #include "ConversationBridge.h"
 #include "MessageText.h"
+#include "Offscreen.h"
 #include "SampleRequests.h"
 #include "Support/FakeAgents.h"
 #include "Support/FakeDesktop.h"
@@ -19,21 +20,6 @@ namespace ostrel {
 namespace {
 
 using namespace std::chrono_literals;
-
-// Qt's own, without a display.
-class Offscreen {
- public:
-  Offscreen() {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    application_.emplace(count_, arguments_);
-  }
-
- private:
-  int count_ = 1;
-  char name_[5] = "test";
-  char* arguments_[2] = {name_, nullptr};
-  std::optional<QGuiApplication> application_;
-};
 
 AgentTranscriptMessage said(std::string id, std::string role, std::string text) {
   return {.id = std::move(id), .role = std::move(role), .text = std::move(text), .timestamp = {}};
@@ -64,7 +50,7 @@ class ConversationTest : public testing::Test {
     return result;
   }
 
-  Offscreen offscreen_;
+  QApplication& offscreen_ = offscreen();
   TemporaryFolder home_;
   HerdrAgent agent_ = agentOf("a", home_.path().string());
   VirtualLoop loop_;

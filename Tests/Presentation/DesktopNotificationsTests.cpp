@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "DesktopNotifications.h"
+#include "Offscreen.h"
 
 namespace ostrel {
 namespace {
@@ -47,10 +48,7 @@ class DesktopNotificationsTest : public testing::Test {
 };
 
 TEST_F(DesktopNotificationsTest, AQuickSecondBannerReplacesTheFirstAndBodiesAreNoMarkup) {
-  int count = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  const QCoreApplication application(count, arguments);
+  offscreen();
   QProcess bus;
   bus.start(QStringLiteral("dbus-daemon"),
             {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});

@@ -12,6 +12,7 @@
 
 #include "App/OstrelSetting.h"
 #include "Appearance.h"
+#include "Offscreen.h"
 #include "PanelBridges.h"
 #include "Runtime/UniqueFd.h"
 #include "Support/FakeAgents.h"
@@ -95,14 +96,7 @@ class EdgeViewsTest : public testing::Test {
     return {model_, edge_, desktop_, preferences_, [] {}};
   }
 
-  int count_ = 1;
-  char name_[5] = "test";
-  char* arguments_[2] = {name_, nullptr};
-  std::optional<QApplication> application_ = [this] {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    return std::optional<QApplication>(std::in_place, count_, arguments_);
-  }();
+  QApplication& application_ = offscreen();
   VirtualLoop loop_;
   MemoryPreferences preferences_;
   FakeAgents agents_;

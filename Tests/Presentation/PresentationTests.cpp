@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "NestedLoop.h"
+#include "Offscreen.h"
 #include "RowModel.h"
 #include "X11Input.h"
 
@@ -101,10 +102,7 @@ TEST(ModifierTrackerTest, OnlyControlByItselfCounts) {
 }
 
 TEST(NestedLoopTest, TimersPostsAndDescriptorsRunInsideQtsLoop) {
-  int count = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  QCoreApplication application(count, arguments);
+  QApplication& application = offscreen();
   EpollLoop loop;
   const NestedLoop nested(loop);
   int ends[2];

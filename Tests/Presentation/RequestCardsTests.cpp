@@ -1,6 +1,7 @@
 // The cards for what agents ask, without a display: what their bridge keeps, and keys through the real views.
 #include <QApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -9,6 +10,7 @@
 
 #include "Appearance.h"
 #include "Codex/CodexAnswers.h"
+#include "Offscreen.h"
 #include "RequestsBridge.h"
 #include "Support/VirtualLoop.h"
 #include "TerminalWindow.h"
@@ -212,32 +214,131 @@ TEST(RequestsBridgeTest, CodexIsAnsweredOnce) {
   EXPECT_NE(card(0), second) << "the same number, another question";
 }
 
-TEST(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-  int count = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  const QApplication application(count, arguments);
-  Asked asked;
-  VirtualLoop loop;
-  asked.claude["1"] = {question()};
-  RequestsBridge bridge(loop, asked, {});
-  bridge.show(agent(1));
-  QQmlEngine engine;
-  const Appearance appearance(engine);
-  QQuickView view(&engine, nullptr);
-  loadView(view, QStringLiteral("RequestCards"), bridge);
-  view.resize(400, 600);
-  view.show();
-  view.requestActivate();
-  view.rootObject()->setFocus(true);
-  QCoreApplication::processEvents();
-  ASSERT_TRUE(view.isActive());
-  loop.runFor(RequestCard::kSettling);
+// The cards' real view, with a pointer and keys.
+class RequestCardsTest : public testing::Test {
+ protected:
+  void open() {
+    bridge_.show(agent(1));
+    loadView(view_, QStringLiteral("RequestCards"), bridge_);
+    view_.resize(400, 600);
+    view_.show();
+    view_.requestActivate();
+    view_.rootObject()->setFocus(true);
+    settle();
+    ASSERT_TRUE(view_.isActive());
+    loop_.runFor(RequestCard::kSettling);
+  }
+  void settle() {
+    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
+    view_.grabWindow();  // items find their places as a frame is drawn
+    QCoreApplication::processEvents();
+  }
+  // The first item of that name which can be seen.
+  QQuickItem* item(const char* name, QQuickItem* from = nullptr) {
+    QQuickItem* const root = from ? from : view_.rootObject();
+    if (root->objectName() == QLatin1String(name) && root->isVisible()) return root;
+    for (QQuickItem* const child : root->childItems()) {
+      if (QQuickItem* const found = item(name, child)) return found;
+    }
+    return nullptr;
+  }
+  static QPointF middle(const QQuickItem* item) {
+    return item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+  }
+  void click(QPointF place) {
+    for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+      QMouseEvent event(type, place, view_.mapToGlobal(place), Qt::LeftButton,
+                        type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+      event.setTimestamp(++time_);
+      QCoreApplication::sendEvent(&view_, &event);
+    }
+    settle();
+  }
+
+  QApplication& application_ = offscreen();
+  VirtualLoop loop_;
+  Asked asked_;
+  RequestsBridge bridge_{loop_, asked_, {}};
+  QQmlEngine engine_;
+  Appearance appearance_{engine_};
+  QQuickView view_{&engine_, nullptr};
+  quint64 time_ = 1'000;
+};
+
+TEST_F(RequestCardsTest, ADoubleClickAnswersOnlyWhatItWasAimedAt) {
+  asked_.codex["1"] = {command("1"), command("2"), command("3")};
+  open();
+  for (const auto pause : {120ms, 250ms}) {
+    QQuickItem* const button = item("codexChoice0");
+    ASSERT_TRUE(button && button->isEnabled());
+    const QPointF place = middle(button);
+    click(place);
+    EXPECT_EQ(std::exchange(asked_.results, {}).size(), 1u);
+    asked_.codex["1"].erase(asked_.codex["1"].begin());  // Codex has confirmed: the next card moves up
+    bridge_.refresh();
+    settle();
+    EXPECT_EQ(middle(item("codexChoice0")), place) << "the next one's button stands below the pointer";
+    loop_.runFor(pause);
+    click(place);
+    EXPECT_EQ(asked_.results.size(), 0u) << pause.count();
+    loop_.runFor(500ms);
+  }
+}
+
+TEST_F(RequestCardsTest, YesComesWithTheEndOfTheCommand) {
+  std::string lines = "echo hello";
+  for (int i = 0; i < 40; ++i) lines += "\\n";
+  asked_.claude["1"] = {permission("long", R"({"command":")" + lines + R"(rm -rf /"})")};
+  open();
+  QQuickItem* const yes = item("permissionYes");
+  ASSERT_TRUE(yes);
+  EXPECT_FALSE(yes->isEnabled());
+  EXPECT_TRUE(item("permissionUnread"));
+  EXPECT_TRUE(item("detailBelow")
+                  ->property("text")
+                  .toString()
+                  .endsWith(QStringLiteral(" more lines below · Show all")));
+  click(middle(yes));
+  EXPECT_TRUE(asked_.answers.empty());
+  click(middle(item("detailMore")));
+  loop_.runFor(500ms);
+  EXPECT_TRUE(yes->isEnabled());
+  EXPECT_FALSE(item("permissionUnread"));
+
+  asked_.claude["1"] = {permission("short", R"({"command":"ls \u202e -la"})")};
+  bridge_.refresh();
+  settle();
+  EXPECT_TRUE(item("permissionYes")->isEnabled());
+  EXPECT_EQ(item("detailText")->property("text").toString(), QStringLiteral("ls ⟨U+202E⟩ -la"));
+  loop_.runFor(500ms);
+  click(middle(item("permissionYes")));
+  EXPECT_EQ(asked_.answers, std::vector{plain("allow")});
+}
+
+TEST_F(RequestCardsTest, AWritePromptShowsWhatWouldBeWritten) {
+  std::string content;
+  for (int i = 0; i < 60; ++i) content += "line" + std::to_string(i) + "\\n";
+  asked_.claude["1"] = {
+      ClaudePermissionRequest::parse(
+          R"({"session_id":"s","tool_name":"Write","tool_input":{"file_path":"/f","content":")" + content +
+              R"("}})",
+          "w", {})
+          .value()};
+  open();
+  const RowModel* const rows = shown<PermissionCardBridge>(bridge_.claude(), 0)->diff();
+  EXPECT_EQ(rows->rows().front().values[1].toString(), QStringLiteral("write /f  +60"));
+  EXPECT_EQ(rows->rows().back().values[1].toString(), QStringLiteral("Show 50 more lines  +50"));
+  EXPECT_TRUE(item("permissionDiff") && item("permissionYes")->isEnabled());
+  shown<PermissionCardBridge>(bridge_.claude(), 0)->unfold(rows->rows().back().key);
+  EXPECT_EQ(rows->rows().back().values[1].toString(), QStringLiteral("+line59"));
+}
+
+TEST_F(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
+  asked_.claude["1"] = {question()};
+  open();
   const auto press = [&](int key, const QString& text = {}) {
     QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
-    QCoreApplication::sendEvent(&view, &event);
+    QCoreApplication::sendEvent(&view_, &event);
     QCoreApplication::processEvents();
     return event.isAccepted();
   };
@@ -251,14 +352,14 @@ TEST(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
   press(Qt::Key_Tab);
   press(Qt::Key_Up);
   press(Qt::Key_Tab);
-  EXPECT_TRUE(asked.answers.empty());
+  EXPECT_TRUE(asked_.answers.empty());
   press(Qt::Key_Down);
   press(Qt::Key_Down);
   press(Qt::Key_Return);
-  EXPECT_EQ(asked.answers, (std::vector<RequestAnswer>{
-                               {.choice = "answer", .entries = {{"One?", {"B"}}, {"Many?", {"X", "z"}}}}}));
-  EXPECT_FALSE(view.rootObject()->isVisible());
-  EXPECT_EQ(view.rootObject()->implicitHeight(), 0);
+  EXPECT_EQ(asked_.answers, (std::vector<RequestAnswer>{
+                                {.choice = "answer", .entries = {{"One?", {"B"}}, {"Many?", {"X", "z"}}}}}));
+  EXPECT_FALSE(view_.rootObject()->isVisible());
+  EXPECT_EQ(view_.rootObject()->implicitHeight(), 0);
 }
 
 TEST(TerminalWindowTest, AProcessDescendsFromThoseThatStartedIt) {

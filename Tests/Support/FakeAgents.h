@@ -31,6 +31,7 @@ struct FakeAgents final : LitSource {
       list_.agents.push_back({std::make_shared<ListedAgent>(agent), lights.at(agent.paneID)});
     return list_;
   }
+  AgentLight light(const HerdrAgent& agent) const override { return lights.at(agent.paneID); }
   Subscription observe(ChangeSignal::Observer observer) override {
     return changes.observe(std::move(observer));
   }

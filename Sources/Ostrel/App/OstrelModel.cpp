@@ -31,15 +31,6 @@ void OstrelModel::deliver() {
   if (onAgents) onAgents(source_.list());
 }
 
-AgentLight OstrelModel::light(const HerdrAgent& agent) const {
-  const std::string id = agent.id();
-  for (const auto* const list : {&source_.list().agents, &source_.list().loadedCodex}) {
-    const auto found = std::ranges::find(*list, id, &LitAgent::id);
-    if (found != list->end()) return found->light;
-  }
-  return AgentLight::idle;
-}
-
 std::vector<AgentGroup> OstrelModel::agentGroups() const {
   struct Row {
     const HerdrAgent* agent;

@@ -40,8 +40,7 @@ class OstrelModel {
   // By light, most urgent first; never frozen.
   std::vector<AgentWithLight> railAgents() const;
   std::vector<AgentLight> notchLights() const;
-  // Idle for an agent that is not listed.
-  AgentLight light(const HerdrAgent& agent) const;
+  AgentLight light(const HerdrAgent& agent) const { return source_.light(agent); }
   int agentCount() const;
   // "2 needs you · 1 working", for screen readers.
   std::string notchSummary() const;

@@ -27,9 +27,7 @@ LitList LitAgents::current() {
 
 void LitAgents::deliver() {
   // A light depends on the change of state that is noted just before it is computed.
-  const Inventory& inventory = sources_.inventory();
-  lights_.observeStates(inventory.primary, loop_.wallNow());
-  lights_.observeStates(inventory.loadedCodex, loop_.wallNow());
+  lights_.observeStates(sources_.inventory().all, loop_.wallNow());
   sources_.reconcileRequests();
   list_ = current();
   delivered_ = true;

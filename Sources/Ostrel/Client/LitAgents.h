@@ -44,6 +44,8 @@ class LitSource {
 
   // As they were delivered last.
   virtual const LitList& list() const = 0;
+  // Of any record of the inventory, also one that another stands for in the list.
+  virtual AgentLight light(const HerdrAgent& agent) const = 0;
   // Called after each delivery: something that views show may have changed, also where the list is the same.
   virtual Subscription observe(ChangeSignal::Observer observer) = 0;
 };
@@ -61,6 +63,7 @@ class LitAgents final : public LitSource {
   LitAgents(MainLoop& loop, Sources sources);
 
   const LitList& list() const override { return list_; }
+  AgentLight light(const HerdrAgent& agent) const override { return lights_.light(agent, loop_.wallNow()); }
   Subscription observe(ChangeSignal::Observer observer) override {
     return told_.observe(std::move(observer));
   }

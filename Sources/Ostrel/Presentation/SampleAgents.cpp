@@ -62,6 +62,11 @@ SampleAgents::SampleAgents(std::size_t count) {
   list_.complete = true;
 }
 
+AgentLight SampleAgents::light(const HerdrAgent& agent) const {
+  const auto found = std::ranges::find(list_.agents, agent.id(), &LitAgent::id);
+  return found == list_.agents.end() ? AgentLight::idle : found->light;
+}
+
 HerdrAgent SampleAgents::pane() {
   HerdrAgent agent;
   agent.session = "main";

@@ -15,6 +15,7 @@ class SampleAgents final : public LitSource {
   explicit SampleAgents(std::size_t count = 7);
 
   const LitList& list() const override { return list_; }
+  AgentLight light(const HerdrAgent& agent) const override;
   Subscription observe(ChangeSignal::Observer observer) override {
     return changes_.observe(std::move(observer));
   }
