@@ -6,6 +6,8 @@
 #include "CodexStandIn.h"
 #include "Runtime/Files.h"
 #include "Support/Failures.h"
+#include "Support/StrangersSocket.h"
+#include "Support/TemporaryFolder.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -107,6 +109,15 @@ TEST(CodexConnection, StopsAtOnceAndTellsWhyItCanNotBe) {
   EXPECT_THROW(connection.call("x", Json::object()), Cancelled);
   EXPECT_EQ(failureOf([] { Connection(std::string(104, 'p')); }), "Codex socket path is too long.");
   EXPECT_EQ(failureOf([] { Connection(std::string(103, 'p')); }), "The local Codex server is unavailable.");
+}
+
+TEST(CodexConnection, AnotherUserIsToldNothing) {
+  if (!StrangersSocket::possible()) GTEST_SKIP() << "only root can listen as somebody else";
+  TemporaryFolder folder;
+  const std::string socket = folder.path() / "s";
+  StrangersSocket stranger(socket);
+  EXPECT_EQ(failureOf([&] { Connection connection(socket); }), "The Codex socket belongs to another user.");
+  EXPECT_EQ(stranger.heard(), "");
 }
 
 TEST(CodexHistory, TurnsBecomeMessagesOldestFirst) {

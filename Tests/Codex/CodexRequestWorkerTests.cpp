@@ -1,3 +1,4 @@
+#include <atomic>
 #include <deque>
 #include <mutex>
 #include <random>
@@ -183,6 +184,31 @@ TEST(CodexRequestWorker, JoinsAnswersAndComesBack) {
   EXPECT_EQ(answers, (std::vector<std::string>{R"({"id":7,"result":{}})", R"({"id":"7","result":{}})",
                                                R"({"id":123456789012345678901,"result":{}})",
                                                R"({"id":7,"result":true})"}));
+}
+
+// A ping is no message: nobody waits for one behind it, and nothing is given up.
+TEST(CodexRequestWorker, APingAloneEndsNothing) {
+  std::atomic<bool> ponged = false;
+  CodexStandIn server([&](CodexStandIn::Peer& peer, int) {
+    peer.open();
+    peer.respond(peer.request(), {{"data", {threadID(1)}}});
+    const Json resume = peer.request();
+    peer.raw(CodexStandIn::bytes(0x81, asking("1", 1)));
+    peer.respond(resume, {{"thread", {{"id", threadID(1)}}}});
+    peer.respond(peer.request(), {{"data", Json::array()}});
+    peer.raw(CodexStandIn::bytes(0x89, "still there?"));
+    EXPECT_EQ(peer.frame(), "still there?");
+    ponged = true;
+    peer.head();
+  });
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.limits = {.call = 1min, .silence = 50ms}});
+  controller.start(server.socket);
+  controller.watch({threadID(1)});
+  ASSERT_TRUE(loop.waitUntil([&] { return ponged && !controller.requests()->empty(); }, 1min));
+  // Longer than the peer may be silent in the middle of a message.
+  EXPECT_FALSE(loop.waitUntil([&] { return controller.requests()->empty(); }, 400ms));
+  EXPECT_FALSE(controller.error()->has_value()) << **controller.error();
 }
 
 }  // namespace

@@ -165,10 +165,9 @@ bool CodexRequestWorker::waitForWork(int connection, TimePoint until) {
 
 void CodexRequestWorker::receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
   for (int count = 0; count < kMostMessagesAtOnce; ++count) {
-    connection.renewDeadline();
-    desk.event(connection.message());
-    pollfd ready{connection.fd(), POLLIN, 0};
-    if (::poll(&ready, 1, 0) <= 0) return;
+    auto message = connection.arrived();
+    if (!message) return;
+    desk.event(std::move(*message));
   }
 }
 
