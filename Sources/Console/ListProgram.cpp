@@ -1,5 +1,6 @@
 #include "ListProgram.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -17,16 +18,18 @@ std::string render(Listing list, const Options& options, bool columns, AgentTran
     // `watch` ends each list with an empty line.
     return asText(list, columns) + (options.command == Options::Command::watch ? "\n" : "");
   }
-  for (ShownAgent& shown : list.agents) {
+  const auto find = [&transcripts](ShownAgent& shown) {
     const HerdrAgent& agent = shown.agent;
-    if (!agent.transcriptReference) continue;
+    if (!agent.transcriptReference) return;
     try {
       shown.transcript =
           transcripts.resolve(agent.transcriptReference, agent.transcriptKind, agent.provider).string();
     } catch (const Failure&) {
       // A conversation that has no file yet.
     }
-  }
+  };
+  std::ranges::for_each(list.agents, find);
+  std::ranges::for_each(list.loadedCodex, find);
   return asJson(list);
 }
 
@@ -122,9 +125,12 @@ Listing ListProgram::current() {
   const AgentList agents = parts_.client.inventory().primary;
   parts_.client.observeStates(agents);
   Listing list;
-  for (const HerdrAgent& agent : agents) {
-    list.agents.push_back({agent, agent.displayTitle(parts_.preferences), parts_.client.light(agent), {}});
-  }
+  const auto shown = [this](const HerdrAgent& agent) {
+    return ShownAgent{agent, agent.displayTitle(parts_.preferences), parts_.client.light(agent), {}};
+  };
+  for (const HerdrAgent& agent : agents) list.agents.push_back(shown(agent));
+  for (const HerdrAgent& agent : parts_.client.inventory().loadedCodex)
+    list.loadedCodex.push_back(shown(agent));
   list.error = *parts_.client.local().error();
   HerdrLink& link = parts_.client.link();
   if (*link.active() || *link.error()) {

@@ -24,8 +24,8 @@ std::string note(const char* method, int thread, const std::string& params) {
 }
 std::string asking(const std::string& id, int thread, int turn = 0, int content = 0) {
   return fmt::format(
-      R"({{"id":{},"method":"execCommandApproval","params":{{"threadId":"{}","turnId":"{}","n":{}}}}})", id,
-      threadID(thread), turn, content);
+      R"({{"id":{},"method":"execCommandApproval","params":{{"threadId":"{}","turnId":"{}","itemId":"c","n":{}}}}})",
+      id, threadID(thread), turn, content);
 }
 std::string resolved(const std::string& id, int thread) {
   return note("serverRequest/resolved", thread, "\"requestId\":" + id);

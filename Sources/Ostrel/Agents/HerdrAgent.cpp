@@ -71,7 +71,8 @@ std::optional<AgentProvider> HerdrAgent::knownProvider() const {
 
 AgentHost HerdrAgent::host() const {
   using Kind = AgentHost::Kind;
-  if (isCodexLive()) return {Kind::codexApp, {}, {}};
+  // A thread whose terminal is known is where that terminal is.
+  if (isCodexLive() && !externalProcess) return {Kind::codexApp, {}, {}};
   if (externalProcess && externalProcess->hostApp) {
     const std::string& path = *externalProcess->hostApp;
     return {Kind::app, path, std::string(withoutExtension(text::lastPathComponent(path)))};
@@ -106,7 +107,8 @@ std::string HerdrAgent::displayTitle(const Preferences& preferences) const {
 }
 
 bool HerdrAgent::recentlyActive(WallTime now) const {
-  if (!isExternal() || !transcriptReference || !transcriptReference->starts_with('/')) return false;
+  if (tellsState || !isExternal() || !transcriptReference || !transcriptReference->starts_with('/'))
+    return false;
   const auto status = files::status(*transcriptReference);
   return status && now - status->modified < kActiveWindow;
 }
