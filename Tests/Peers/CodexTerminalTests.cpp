@@ -9,6 +9,7 @@
 
 #include "Codex/CodexLive.h"
 #include "PeerWorld.h"
+#include "Runtime/Files.h"
 #include "Serving.h"
 
 namespace ostrel {
@@ -157,11 +158,32 @@ class Truth {
   std::thread thread_;
 };
 
+// What a plain terminal starts for itself outlives it: ended with the test, however that ends.
+class ManagedDaemon {
+ public:
+  explicit ManagedDaemon(const PeerWorld& world) : folder_(world.home() / ".codex/app-server-daemon") {}
+  ManagedDaemon(const ManagedDaemon&) = delete;
+  ManagedDaemon& operator=(const ManagedDaemon&) = delete;
+  ~ManagedDaemon() {
+    for (const char* const name : {"daemon-updater.pid", "daemon.pid"}) {
+      const auto file = json::parse(files::read(folder_ / name).value_or(""));
+      const auto pid = file ? json::integer(*file, "pid") : std::nullopt;
+      if (!pid || *pid <= 1) continue;
+      const auto ends = [&] { return ::kill(static_cast<pid_t>(*pid), SIGTERM) != 0; };
+      if (!eventually(ends, 5s)) ::kill(static_cast<pid_t>(*pid), SIGKILL);
+    }
+  }
+
+ private:
+  fs::path folder_;
+};
+
 // Two terminals at once, the plain one with the server that it starts for itself.
 TEST(RealCodexTerminals, AreTiedToTheirThreadsAndLitAtOnce) {
   PeerWorld world;
   const fs::path plain = world.project("plain"), remote = world.project("remote");
   const std::string socket = (world.home() / ".codex/app-server-control/app-server-control.sock").string();
+  const ManagedDaemon daemon(world);
   ChildProcess watching({world.ostrelctl(), "watch", "--json"}, world.variables());
   Serving serving(world.ostrelctl(), world.variables(), world.home());
   Listener watch(world, {plain, remote}, [&] { return watching.line(200ms); });
@@ -234,8 +256,6 @@ TEST(RealCodexTerminals, AreTiedToTheirThreadsAndLitAtOnce) {
     EXPECT_TRUE(each->timeline().when(remote, "gone", since)) << each->timeline().all(remote);
   EXPECT_EQ(std::ranges::count(Truth::loaded(socket), plain.string()), 1);
   truth.reset();
-  first.reset();
-  runCommand({"codex", "app-server", "daemon", "stop"}, world.variables());
 }
 
 }  // namespace

@@ -64,6 +64,9 @@ class CodexRequestDesk {
   // The items of a page of turns, for the cards of requests that refer to them.
   void turns(const std::string& thread, const Json& page);
 
+  // Of items and requests.
+  std::size_t keptBytes() const { return itemBytes_ + pendingBytes_; }
+
   // A message that is no response to a call.
   void event(std::string bytes);
 
