@@ -49,7 +49,6 @@ void stat(std::string_view bytes) {
     require(ExternalAgents::processes(line, 501).size() == 1);
   }
   parseBootTime(bytes);
-  parseProcessorTime(bytes);
   for (const int device : {0x0401, 0xBC02, -1, 0x2305}) parseTerminalName(device, bytes);
 }
 

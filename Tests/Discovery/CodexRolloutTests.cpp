@@ -54,8 +54,8 @@ TEST(CodexRolloutParser, BelievesItsLinesHoweverTheyAreCut) {
 class RolloutFile : public testing::Test {
  protected:
   void append(const std::string& text) { std::ofstream(path_, std::ios::app | std::ios::binary) << text; }
-  std::string state(std::optional<std::uint64_t> used = {}) {
-    const auto turn = rollouts_.look(path_, used);
+  std::string state(std::optional<bool> mayAsk = {}) {
+    const auto turn = rollouts_.look(path_, mayAsk);
     return turn ? turn->state : "none";
   }
   TemporaryFolder folder_;
@@ -83,20 +83,29 @@ TEST_F(RolloutFile, IsReadFromItsEndAndThenByWhatIsAppended) {
 }
 
 // It may ask its terminal something, which no line tells.
-TEST_F(RolloutFile, SilenceOfARestingProcessIsNotWorkForEver) {
-  append(event("task_started"));
-  fs::last_write_time(path_, fs::file_time_type::clock::now() - 70s);
-  EXPECT_EQ(state(100), "working") << "its first look";
-  EXPECT_EQ(state(103), "working") << "it computes";
-  EXPECT_EQ(state(103), "unknown");
+TEST_F(RolloutFile, AToolThatDoesNotAnswerIsNotWorkForEver) {
+  const auto call = [](const char* type, const char* id) {
+    return fmt::format(R"({{"type":"response_item","payload":{{"type":"{}","call_id":"{}"}}}})"
+                       "\n",
+                       type, id);
+  };
+  const auto silent = [&](std::optional<bool> mayAsk) {
+    fs::last_write_time(path_, fs::file_time_type::clock::now() - 70s);
+    return state(mayAsk);
+  };
+  append(event("task_started") + talk());
+  EXPECT_EQ(silent(true), "working") << "the model may think for long";
+  append(call("function_call", "a") + call("custom_tool_call", "b"));
+  EXPECT_EQ(state(true), "working") << "it has just been called";
+  EXPECT_EQ(silent(true), "unknown");
   EXPECT_EQ(state(), "unknown");
-  append(talk());
-  EXPECT_EQ(state(), "working") << "it goes on";
-  fs::last_write_time(path_, fs::file_time_type::clock::now() - 70s);
-  EXPECT_EQ(state(104), "working");
-  append(event("task_complete"));
-  fs::last_write_time(path_, fs::file_time_type::clock::now() - 70s);
-  EXPECT_EQ(state(104), "idle");
+  EXPECT_EQ(silent(false), "working") << "without a terminal nobody can be asked";
+  append(call("function_call_output", "a"));
+  EXPECT_EQ(silent(true), "unknown");
+  append(call("custom_tool_call_output", "b"));
+  EXPECT_EQ(silent(true), "working");
+  append(call("function_call", "c") + event("turn_aborted"));
+  EXPECT_EQ(silent(true), "idle");
 }
 
 // Between two scans the file itself tells, and a scan that is older than it takes nothing back.

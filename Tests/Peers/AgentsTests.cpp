@@ -200,6 +200,28 @@ TEST(RealCodex, IsListedOnceWithItsRollout) {
   EXPECT_TRUE(watch.shows("gone"));
 }
 
+// What it asks its terminal stands in no line, but the tool's call does: after a minute it does not count as
+// working any more, and when it goes on it does.
+TEST(RealCodex, AskingItsTerminalItDoesNotWorkForEver) {
+  PeerWorld world;
+  const fs::path folder = world.project("asks");
+  auto command = world.codex();
+  command.emplace_back("--no-daemon");
+  Watching watch(world, folder);
+  Terminal terminal(world, folder, command);
+  ASSERT_TRUE(watch.shows("unknown idle")) << terminal.screen();
+  ASSERT_TRUE(eventually([&] { return terminal.screen().find("stub-model") != std::string::npos; }))
+      << terminal.screen();
+  terminal.submit("Make it [run touch made]");
+  ASSERT_TRUE(watch.shows("working working")) << terminal.screen();
+  ASSERT_TRUE(eventually([&] { return terminal.screen().find("Yes, proceed") != std::string::npos; }))
+      << terminal.screen();
+  EXPECT_TRUE(watch.shows("unknown idle", 80s)) << terminal.screen();
+  terminal.key("Enter");
+  EXPECT_TRUE(watch.shows("idle done", 10s)) << terminal.screen();
+  EXPECT_TRUE(fs::exists(folder / "made"));
+}
+
 TEST(RealCodex, ServersAreNoAgents) {
   PeerWorld world;
   const fs::path folder = world.project("server");

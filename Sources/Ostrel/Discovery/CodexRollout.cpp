@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include "Runtime/Files.h"
-#include "Runtime/Json.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
@@ -25,7 +24,12 @@ constexpr std::size_t kLongestLine = 16 << 20;
 constexpr std::size_t kMostFiles = 64;
 constexpr auto kSilence = 60s;
 
-constexpr std::array<std::string_view, 3> kMarkers = {"task_started", "task_complete", "turn_aborted"};
+constexpr std::size_t kMostCalls = 1000;
+
+constexpr std::array<std::string_view, 3> kTurns = {"task_started", "task_complete", "turn_aborted"};
+// "function_call", "custom_tool_call_output" ...
+constexpr std::string_view kCall = "_call";
+constexpr std::string_view kAnswer = "_call_output";
 
 // "2026-11-23T14:08:55.123Z"
 std::optional<WallTime> dateIn(const std::string& text) {
@@ -82,18 +86,32 @@ void CodexRolloutParser::feed(std::string_view bytes) {
 
 void CodexRolloutParser::line(std::string_view line) {
   // Nearly all lines hold none of the words, and are not parsed.
-  if (!std::ranges::any_of(kMarkers, [&](const auto word) { return line.contains(word); })) return;
+  if (!line.contains(kCall) &&
+      !std::ranges::any_of(kTurns, [&](const auto word) { return line.contains(word); }))
+    return;
   const auto value = json::parse(line);
-  if (!value || json::string(*value, "type") != "event_msg") return;
-  const Json* const payload = json::member(*value, "payload");
+  const auto kind = value ? json::string(*value, "type") : std::nullopt;
+  const Json* const payload = kind ? json::member(*value, "payload") : nullptr;
   const auto type = payload ? json::string(*payload, "type") : std::nullopt;
-  if (!type || std::ranges::find(kMarkers, *type) == kMarkers.end()) return;
+  if (!type) return;
+  if (kind == "response_item") return toolCalled(*type, *payload);
+  if (kind != "event_msg" || std::ranges::find(kTurns, *type) == kTurns.end()) return;
+  calls_.clear();
   turn_.state = type == "task_started" ? "working" : "idle";
   turn_.since = dateIn(json::string(*value, "timestamp").value_or(""));
 }
 
-std::optional<CodexTurn> CodexRollouts::look(const std::filesystem::path& path,
-                                             std::optional<std::uint64_t> processorTime) {
+void CodexRolloutParser::toolCalled(const std::string& type, const Json& payload) {
+  auto id = json::string(payload, "call_id");
+  if (!id) return;
+  if (type.ends_with(kAnswer)) {
+    calls_.erase(*id);
+  } else if (type.ends_with(kCall) && calls_.size() < kMostCalls) {
+    calls_.insert(std::move(*id));
+  }
+}
+
+std::optional<CodexTurn> CodexRollouts::look(const std::filesystem::path& path, std::optional<bool> mayAsk) {
   const auto status = files::status(path);
   if (!status || status->directory) return std::nullopt;
   const std::lock_guard guard(lock_);
@@ -115,10 +133,12 @@ std::optional<CodexTurn> CodexRollouts::look(const std::filesystem::path& path,
     if (!file) return std::nullopt;
     entry.read = feedFrom(entry.parser, file.get(), entry.read, status->size);
   }
-  if (processorTime) entry.resting = std::exchange(entry.processorTime, processorTime) == processorTime;
+  if (mayAsk) entry.mayAsk = *mayAsk;
   CodexTurn turn = entry.parser.turn();
   const WallTime now = std::chrono::time_point_cast<Duration>(std::chrono::system_clock::now());
-  if (turn.state == "working" && entry.resting && now - status->modified >= kSilence) turn.state = "unknown";
+  if (turn.state == "working" && entry.mayAsk && entry.parser.awaitsTool() &&
+      now - status->modified >= kSilence)
+    turn.state = "unknown";
   return turn;
 }
 

@@ -1,8 +1,9 @@
 // What a Codex without an app server does, read from the file that it writes of its conversation: the lines
 // "task_started", "task_complete" and "turn_aborted" tell it to the moment.
 //
-// What it asks a person stands in no line. A turn in which nothing has been written for a minute while the
-// process used no processor time either may wait for its terminal: it counts as "unknown", not as working.
+// What it asks a person stands in no line, but it asks only when it has called a tool. A call that has had no
+// answer for a minute may wait for its terminal: then the turn counts as "unknown", not as working. (A
+// command that runs for longer gives its output so far in pieces.)
 #pragma once
 
 #include <cstdint>
@@ -10,9 +11,11 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
+#include "Runtime/Json.h"
 #include "Runtime/MainLoop.h"
 
 namespace ostrel {
@@ -30,11 +33,15 @@ class CodexRolloutParser {
   explicit CodexRolloutParser(bool whole = true) : skipping_(!whole) {}
   void feed(std::string_view bytes);
   const CodexTurn& turn() const { return turn_; }
+  // A tool that the turn has called has not answered.
+  bool awaitsTool() const { return !calls_.empty(); }
 
  private:
   void line(std::string_view line);
+  void toolCalled(const std::string& type, const Json& payload);
 
   CodexTurn turn_;
+  std::set<std::string> calls_;
   std::string pending_;
   bool skipping_;
 };
@@ -42,19 +49,17 @@ class CodexRolloutParser {
 // Reads such files: the end of one at the first look, then what is appended. Any thread; blocks.
 class CodexRollouts {
  public:
-  // What the conversation in `path` does; nothing when the file can't be read. `processorTime` is what its
-  // process has used so far, in any unit, where the caller knows it.
-  std::optional<CodexTurn> look(const std::filesystem::path& path,
-                                std::optional<std::uint64_t> processorTime = {});
+  // What the conversation in `path` does; nothing when the file can't be read. `mayAsk`: it has a terminal in
+  // which it can ask; what was said last counts where nothing is said.
+  std::optional<CodexTurn> look(const std::filesystem::path& path, std::optional<bool> mayAsk = {});
 
  private:
   struct Entry {
     std::uint64_t inode = 0;
     std::uint64_t read = 0;  // bytes of the file taken in
     CodexRolloutParser parser;
-    std::optional<std::uint64_t> processorTime;
-    bool resting = false;  // its process used none between two looks that told
-    std::uint64_t used = 0;
+    bool mayAsk = false;
+    std::uint64_t used = 0;  // the number of its last look
   };
   static bool readFirst(Entry& entry, const std::filesystem::path& path, std::uint64_t size);
 

@@ -204,11 +204,8 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
     agent.transcriptReference = *paths.begin();
   }
   if (agent.provider == "codex" && agent.transcriptReference && sources_.rollouts) {
-    // A run without a terminal has nobody to wait for.
-    const auto used = agent.codexTie
-                          ? sources_.processes.processorTime(static_cast<std::int32_t>(entry.process.pid))
-                          : std::nullopt;
-    if (auto turn = sources_.rollouts->look(*agent.transcriptReference, used)) {
+    // A run without a terminal has nobody to ask.
+    if (auto turn = sources_.rollouts->look(*agent.transcriptReference, agent.codexTie.has_value())) {
       agent.tellsState = true;
       agent.state = std::move(turn->state);
       agent.since = turn->since;

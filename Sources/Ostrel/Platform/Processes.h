@@ -88,10 +88,6 @@ class Processes {
   // Whether a debugger or tracer is attached to the process; false when that can't be read.
   virtual bool traced(std::int32_t pid) = 0;
 
-  // The processor time that the process has used, in ticks of the kernel's clock; nothing where that can't be
-  // read.
-  virtual std::optional<std::uint64_t> processorTime(std::int32_t) { return std::nullopt; }
-
   // The user id of this program.
   virtual std::uint32_t ownUid() = 0;
 };

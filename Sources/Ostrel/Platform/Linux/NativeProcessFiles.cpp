@@ -9,7 +9,6 @@
 
 #include "Platform/Linux/NativeProcesses.h"
 #include "Platform/Linux/ProcFiles.h"
-#include "Platform/Linux/ProcessStat.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -75,10 +74,6 @@ std::string NativeProcesses::openFiles(std::int32_t pid) {
 
 std::string NativeProcesses::executablePath(std::int32_t pid) {
   return readProcLink(root_.get(), ProcessPath(pid, "exe").c_str()).target;
-}
-
-std::optional<std::uint64_t> NativeProcesses::processorTime(std::int32_t pid) {
-  return parseProcessorTime(readProcFile(root_.get(), ProcessPath(pid, "stat").c_str(), kStatusCap));
 }
 
 bool NativeProcesses::traced(std::int32_t pid) {

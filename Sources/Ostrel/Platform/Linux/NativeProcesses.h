@@ -34,7 +34,6 @@ class NativeProcesses : public Processes {
   std::string executablePath(std::int32_t pid) override;
   bool alive(std::int32_t pid) override;
   bool traced(std::int32_t pid) override;
-  std::optional<std::uint64_t> processorTime(std::int32_t pid) override;
   std::uint32_t ownUid() override;
 
  private:

@@ -67,17 +67,6 @@ std::optional<ProcessRow> parseProcessStat(std::string_view bytes) {
   return row;
 }
 
-std::optional<std::uint64_t> parseProcessorTime(std::string_view bytes) {
-  const auto close = bytes.rfind(')');
-  if (close == std::string_view::npos || bytes.size() < close + 4) return std::nullopt;
-  Fields fields(bytes.substr(close + 4));
-  std::uint64_t user = 0;
-  std::uint64_t kernel = 0;
-  // After the state: parent, group, session, terminal ... the times are the 11th and 12th.
-  if (!fields.skip(10) || !fields.read(user) || !fields.read(kernel)) return std::nullopt;
-  return user + kernel;
-}
-
 std::optional<std::int64_t> parseBootTime(std::string_view bytes) {
   constexpr std::string_view key = "btime ";
   for (const auto line : text::split(bytes, '\n')) {

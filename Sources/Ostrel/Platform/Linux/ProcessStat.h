@@ -15,9 +15,6 @@ namespace ostrel {
 // folder's name and the other from the boot time. Nothing for a line that doesn't fit.
 std::optional<ProcessRow> parseProcessStat(std::string_view bytes);
 
-// The same line's processor time, in ticks: what the process itself has used, in user mode and in the kernel.
-std::optional<std::uint64_t> parseProcessorTime(std::string_view bytes);
-
 // The "btime" line of /proc/stat: when the machine started, in whole seconds since 1970.
 std::optional<std::int64_t> parseBootTime(std::string_view bytes);
 
