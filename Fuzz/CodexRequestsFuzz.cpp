@@ -1,5 +1,6 @@
-// Requests for a person, histories and forms: any bytes give a card and valid JSON answers, or a failure in
-// words. The input's lines: messages of the server; the last one is also what is typed.
+// Requests for a person, histories, forms, lists of threads and a conversation's file: any bytes give a card
+// and valid JSON answers, or a failure in words. The input's lines: messages of the server; the last one is
+// also what is typed.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -11,6 +12,8 @@
 #include "Codex/CodexForm.h"
 #include "Codex/CodexLive.h"
 #include "Codex/CodexRequestDesk.h"
+#include "Codex/CodexThreads.h"
+#include "Discovery/CodexRollout.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
@@ -59,14 +62,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   });
   desk.joining(kThread);
   desk.joined(kThread);
+  CodexThreads threads;
   for (const auto line : lines) {
     desk.event(std::string(line));
+    threads.event(std::string(line), WallTime());
     std::string history(line);
     attempt([&] { CodexLocalServer::messages(history); });
     if (const auto value = json::parse(line)) {
       if (const auto agent = CodexLive::agent(*value); agent && agent->title.empty()) std::abort();
     }
   }
+  for (const HerdrAgent& agent : threads.agents()) {
+    if (agent.title.empty() || agent.state.empty()) std::abort();
+  }
+  // The file of a conversation tells the same in one piece and in two.
+  CodexRolloutParser whole, cut;
+  whole.feed(bytes);
+  cut.feed(bytes.substr(0, size / 2));
+  cut.feed(bytes.substr(size / 2));
+  if (whole.turn() != cut.turn()) std::abort();
   for (const CodexRequest& request : open) {
     show(request, typed);
     // At most once, and as JSON with the id at its front.

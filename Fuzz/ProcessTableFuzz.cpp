@@ -7,6 +7,7 @@
 #include "Discovery/ExternalAgents.h"
 #include "Platform/Linux/DesktopHostApplications.h"
 #include "Platform/Linux/ProcessStat.h"
+#include "Platform/Linux/SocketDiagnosis.h"
 #include "Require.h"
 #include "Runtime/Text.h"
 
@@ -55,6 +56,9 @@ void others(std::string_view bytes) {
   if (const auto session = parseClaudeSession(bytes, 42, WallTime(std::chrono::seconds(1'790'000'000)))) {
     require(text::canonicalUuid(session->id).has_value() && !session->state.empty());
   }
+  std::map<std::uint32_t, LocalSocket> sockets;
+  bool failed = false;
+  parseSocketList(bytes, sockets, failed);
   if (const auto program = DesktopEntry::hostProgram(bytes)) require(!program->empty());
 }
 

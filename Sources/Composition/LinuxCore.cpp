@@ -43,7 +43,16 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
       urls_({environment_, tools_.searchPath()}),
       transcripts_(environment_),
       titles_(transcripts_),
-      externalAgents_({processes_, hosts_, transcripts_, titles_, environment_, {}, std::move(announce)}),
+      externalAgents_({processes_,
+                       hosts_,
+                       transcripts_,
+                       titles_,
+                       environment_,
+                       {},
+                       std::move(announce),
+                       &sockets_,
+                       CodexLocalServer::socketPath(environment_),
+                       &rollouts_}),
       preferenceFiles_(PreferenceFiles::folder(environment_), std::move(complain)),
       preferences_(preferenceFiles_, environment_.arguments,
                    BundleInfo::ofProgram(processes_.executablePath(::getpid())).identifier(), ::getpid()),
@@ -73,8 +82,12 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
       .loadHistory = [this](auto reference, auto kind,
                             auto provider) { return reader_.load(reference, kind, provider); },
       .readPane = HerdrSocket::read,
-      .listCodex = [socket = CodexLocalServer::socketPath(environment_)](
-                       std::stop_token stop) { return CodexLive::list(socket, std::move(stop)); },
+      .lookAtRollout = [this](const std::string& path) { return rollouts_.look(path); },
+      .codexSessions = environment_.codexFolder() / "sessions",
+      .codexServer = CodexLocalServer::socketPath(environment_),
+      .followCodex = [socket = CodexLocalServer::socketPath(environment_)](
+                         const auto& told,
+                         std::stop_token stop) { CodexLive::follow(socket, told, std::move(stop)); },
       .fixture = preferences_.isFixture()};
   if (face == Face::full && !sources.fixture) {
     sources.permissionSocket = ClaudePermissions::socketPath(environment_);

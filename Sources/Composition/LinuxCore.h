@@ -19,6 +19,7 @@
 #include "Platform/Linux/NativeProcesses.h"
 #include "Platform/Linux/PidfdExits.h"
 #include "Platform/Linux/PreferenceFiles.h"
+#include "Platform/Linux/SocketDiagnosis.h"
 #include "Platform/Linux/SpawnedServers.h"
 #include "Platform/OverlayPreferences.h"
 #include "Runtime/Background.h"
@@ -64,10 +65,12 @@ class LinuxCore {
   const CommandLineTools tools_;
   EpollLoop loop_;
   NativeProcesses processes_;
+  SocketDiagnosis sockets_;
   DesktopHostApplications hosts_;
   DesktopUrls urls_;
   AgentTranscript transcripts_;
   ConversationTitles titles_;
+  CodexRollouts rollouts_;
   ExternalAgents externalAgents_;
   PreferenceFiles preferenceFiles_;
   OstrelPreferences preferences_;

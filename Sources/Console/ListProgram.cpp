@@ -1,5 +1,6 @@
 #include "ListProgram.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -16,16 +17,18 @@ std::string render(Listing list, const Options& options, bool columns, AgentTran
     // `watch` ends each list with an empty line.
     return asText(list, columns) + (options.command == Options::Command::watch ? "\n" : "");
   }
-  for (ShownAgent& shown : list.agents) {
+  const auto find = [&transcripts](ShownAgent& shown) {
     const HerdrAgent& agent = shown.agent;
-    if (!agent.transcriptReference) continue;
+    if (!agent.transcriptReference) return;
     try {
       shown.transcript =
           transcripts.resolve(agent.transcriptReference, agent.transcriptKind, agent.provider).string();
     } catch (const Failure&) {
       // A conversation that has no file yet.
     }
-  }
+  };
+  std::ranges::for_each(list.agents, find);
+  std::ranges::for_each(list.loadedCodex, find);
   return asJson(list);
 }
 
@@ -109,8 +112,12 @@ Task<void> ListProgram::run() {
 
 Listing ListProgram::current() {
   Listing list;
-  for (const LitAgent& lit : parts_.client.lit().list().agents)
-    list.agents.push_back({lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}});
+  const auto shown = [this](const LitAgent& lit) {
+    return ShownAgent{lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}};
+  };
+  const LitList& delivered = parts_.client.lit().list();
+  for (const LitAgent& lit : delivered.agents) list.agents.push_back(shown(lit));
+  for (const LitAgent& lit : delivered.loadedCodex) list.loadedCodex.push_back(shown(lit));
   list.error = *parts_.client.local().error();
   HerdrLink& link = parts_.client.link();
   if (*link.active() || *link.error()) {

@@ -75,11 +75,12 @@ Json asObject(const ShownAgent& shown) {
 
 std::string asText(const Listing& list, bool columns) {
   std::string result;
-  if (columns && list.agents.empty()) result = "No agents running\n";
+  const bool empty = list.agents.empty() && list.loadedCodex.empty();
+  if (columns && empty) result = "No agents running\n";
   std::vector<Fields> rows;
-  if (columns && !list.agents.empty())
-    rows.push_back({"ID", "PROVIDER", "STATE", "LIGHT", "TITLE", "CONTEXT"});
+  if (columns && !empty) rows.push_back({"ID", "PROVIDER", "STATE", "LIGHT", "TITLE", "CONTEXT"});
   for (const ShownAgent& shown : list.agents) rows.push_back(fieldsOf(shown));
+  for (const ShownAgent& shown : list.loadedCodex) rows.push_back(fieldsOf(shown));
 
   std::array<std::size_t, std::tuple_size_v<Fields>> widths{};
   if (columns) {
@@ -108,6 +109,7 @@ std::string asJson(const Listing& list) { return json::dump(asJsonObject(list)) 
 Json asJsonObject(const Listing& list) {
   Json object{{"agents", Json::array()}};
   for (const ShownAgent& shown : list.agents) object["agents"].push_back(asObject(shown));
+  for (const ShownAgent& shown : list.loadedCodex) object["loadedCodex"].push_back(asObject(shown));
   if (list.error) object["error"] = *list.error;
   if (list.herdr) object["herdr"] = {{"status", *list.herdr}, {"error", orNull(list.herdrError)}};
   return object;

@@ -1,11 +1,19 @@
+#include <atomic>
+#include <fstream>
+#include <thread>
+
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "Client/CodexDiscovery.h"
 #include "Codex/CodexLive.h"
+#include "Codex/CodexThreads.h"
 #include "CodexStandIn.h"
+#include "Platform/Linux/InotifyWatcher.h"
 #include "Runtime/Files.h"
 #include "Support/Failures.h"
+#include "Support/StrangersSocket.h"
+#include "Support/TemporaryFolder.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -109,6 +117,15 @@ TEST(CodexConnection, StopsAtOnceAndTellsWhyItCanNotBe) {
   EXPECT_EQ(failureOf([] { Connection(std::string(103, 'p')); }), "The local Codex server is unavailable.");
 }
 
+TEST(CodexConnection, AnotherUserIsToldNothing) {
+  if (!StrangersSocket::possible()) GTEST_SKIP() << "only root can listen as somebody else";
+  TemporaryFolder folder;
+  const std::string socket = folder.path() / "s";
+  StrangersSocket stranger(socket);
+  EXPECT_EQ(failureOf([&] { Connection connection(socket); }), "The Codex socket belongs to another user.");
+  EXPECT_EQ(stranger.heard(), "");
+}
+
 TEST(CodexHistory, TurnsBecomeMessagesOldestFirst) {
   std::string result = R"({"nextCursor":null,"data":[
     {"id":"t2","startedAt":1767323045,"completedAt":"soon","items":[
@@ -147,7 +164,7 @@ Json thread(int number, const Json& changes = Json::object()) {
 
 TEST(CodexLive, ThreadsBecomeAgents) {
   const auto agent = CodexLive::agent(thread(1, {{"name", "  "}})).value();
-  EXPECT_EQ(agent.title, "Codex · 0190c0de");
+  EXPECT_EQ(agent.title, "Codex · w");
   EXPECT_TRUE(agent.isCodexLive() && agent.acceptsDirectInput && agent.transcriptReference == threadID(1));
   EXPECT_EQ(CodexLive::agent(thread(1, {{"name", " A name "}, {"parentThreadId", nullptr}}))->title,
             "A name");
@@ -215,26 +232,151 @@ TEST(CodexLive, LeavesOutWhatGoesDuringThePassAndQueuesOnlyWhereAccepted) {
             "queue|--remote|unix://" + server.socket + "|--thread|" + threadID(1) + "|--message|good|");
 }
 
-TEST(CodexDiscovery, PublishesEachPassAndEmptiesTheListWhenOneFails) {
-  VirtualLoop loop;
-  BackgroundPool pool;
-  Published<std::vector<HerdrAgent>> agents;
-  std::atomic<int> pass = 0;
-  std::set<std::string> watched;
-  const auto list = [&](std::stop_token) {
-    if (++pass == 2) throw Failure("Codex closed the connection.");
-    return std::vector{*CodexLive::agent(thread(1))};
+Json statusOf(int number, const char* type, const Json& flags = Json::array()) {
+  return {{"method", "thread/status/changed"},
+          {"params", {{"threadId", threadID(number)}, {"status", {{"type", type}, {"activeFlags", flags}}}}}};
+}
+
+std::string shown(const std::vector<HerdrAgent>& agents) {
+  std::string all;
+  for (const HerdrAgent& agent : agents)
+    all +=
+        agent.paneID.back() + (" " + agent.state) + " " + agent.title + (agent.since ? " changed; " : "; ");
+  return all;
+}
+
+// What the server tells of its own accord, in any order, gives the list that a look at everything gives.
+TEST(CodexThreads, NotificationsKeepTheListRight) {
+  CodexThreads threads;
+  const WallTime now{1h};
+  const auto tell = [&](const Json& message) { threads.event(message.dump(), now); };
+  const auto note = [](const char* method, int number, Json params = Json::object()) {
+    params["threadId"] = threadID(number);
+    return Json{{"method", method}, {"params", params}};
   };
-  CodexDiscovery discovery(loop, pool, list, agents, [&](const auto& threads) { watched = threads; });
+  tell({{"method", "thread/started"}, {"params", {{"thread", thread(1)}}}});
+  tell({{"method", "thread/started"}, {"params", {{"thread", thread(2)}}}});
+  tell({{"method", "thread/started"}, {"params", {{"thread", thread(3, {{"ephemeral", true}})}}}});
+  EXPECT_EQ(shown(threads.agents()), "1 idle Codex · w · 0001; 2 idle Codex · w · 0002; ");
+  EXPECT_TRUE(threads.takeChanged());
+  tell(statusOf(1, "active"));
+  tell(statusOf(1, "active", {"waitingOnApproval"}));
+  tell(statusOf(3, "active"));
+  tell(note("thread/name/updated", 2, {{"threadName", " A name "}}));
+  EXPECT_EQ(shown(threads.agents()), "1 blocked Codex · w changed; 2 idle A name; ");
+  EXPECT_TRUE(threads.takeUnread().empty()) << "a helper is not asked for again";
+  tell(statusOf(1, "idle"));
+  tell(note("thread/name/updated", 2, {{"threadName", std::string(100'000, 'x')}}));
+  EXPECT_EQ(threads.agents()[1].title.size(), 300u);
+  EXPECT_TRUE(threads.takeChanged());
+  tell(statusOf(1, "idle"));
+  EXPECT_FALSE(threads.takeChanged());
+  tell(statusOf(4, "active"));
+  EXPECT_EQ(threads.takeUnread(), std::set{threadID(4)});
+  threads.read(threadID(4), thread(4, {{"status", {{"type", "active"}}}}), now);
+  tell(statusOf(2, "notLoaded"));
+  tell(note("thread/closed", 2));
+  EXPECT_EQ(shown(threads.agents()), "1 idle Codex · w · 0001 changed; 4 working Codex · w · 0004; ");
+  for (const char* const broken : {"", "[]", R"({"method":"thread/started","params":{"thread":5}})",
+                                   R"({"method":"thread/started","params":[]})",
+                                   R"({"method":"thread/status/changed","params":{"threadId":"x"}})"})
+    threads.event(broken, now);
+  EXPECT_EQ(threads.agents().size(), 2u);
+}
+
+// The real loop over a real socket: silence costs no question, and a change is told when it comes.
+TEST(CodexLive, FollowsOneConnectionUntilItEnds) {
+  std::atomic<int> questions = 0;
+  std::atomic<bool> goOn = false;
+  CodexStandIn server([&](Peer& peer, int) {
+    peer.open();
+    const auto reply = [&](const Json& result) { peer.respond(peer.request(), result), ++questions; };
+    reply({{"data", {threadID(1)}}});
+    const Json asked = peer.request();
+    // While it is read, another one starts.
+    peer.raw(CodexStandIn::bytes(
+        0x81, Json{{"method", "thread/started"}, {"params", {{"thread", thread(2)}}}}.dump()));
+    peer.respond(asked, {{"thread", thread(1)}});
+    peer.raw(CodexStandIn::bytes(0x89, "ping"));
+    EXPECT_EQ(peer.frame(), "ping");
+    while (!goOn) std::this_thread::sleep_for(1ms);
+    peer.raw(CodexStandIn::bytes(0x81, statusOf(1, "active", {"waitingOnUserInput"}).dump()));
+    while (goOn) std::this_thread::sleep_for(1ms);
+  });
+  std::vector<std::string> told;
+  const std::string end = failureOf([&] {
+    CodexLive::follow(server.socket,
+                      [&](const std::vector<HerdrAgent>& agents) {
+                        told.push_back(shown(agents));
+                        goOn = told.size() == 1;
+                      },
+                      {}, {.limits = {.call = 1min, .silence = 50ms}});
+  });
+  EXPECT_EQ(told,
+            (std::vector<std::string>{"1 idle Codex · w · 0001; 2 idle Codex · w · 0002; ",
+                                      "1 blocked Codex · w · 0001 changed; 2 idle Codex · w · 0002; "}));
+  EXPECT_EQ(end, "Codex connection closed or timed out.");
+  EXPECT_EQ(questions, 1);
+  EXPECT_EQ(failureOf([] { CodexLive::follow("/nowhere/s", [](const auto&) { FAIL(); }, {}); }),
+            "(no failure)");
+}
+
+// Without a socket nothing runs until one comes; a server that does not answer is asked less and less often.
+TEST(CodexDiscovery, WaitsForTheSocketAndPublishesWhatIsTold) {
+  VirtualLoop loop;
+  InotifyWatcher files(loop);
+  TemporaryFolder folder;
+  Published<std::vector<HerdrAgent>> agents;
+  const auto socket = folder.path() / "home/control/s";
+  std::atomic<int> tries = 0;
+  std::atomic<bool> refuses = false, gone = false;
+  const auto follow = [&](const CodexLive::Told& told, std::stop_token stop) {
+    ++tries;
+    if (refuses) throw Failure("Codex refused the local connection.");
+    if (!std::filesystem::exists(socket)) return;
+    auto works = *CodexLive::agent(thread(2));
+    works.state = "working";
+    told({});
+    told({*CodexLive::agent(thread(1)), works});
+    while (!gone) {
+      if (stop.stop_requested()) throw Cancelled();
+      std::this_thread::sleep_for(1ms);
+    }
+    throw Failure("Codex closed the connection.");
+  };
+  BackgroundPool pool;  // ends before what its work looks at
+  std::set<std::string> watched;
+  CodexDiscovery discovery(loop, pool, {files, socket, follow}, agents,
+                           [&](const auto& threads) { watched = threads; });
+  const auto quiet = [&] { return loop.waitUntil([&] { return *discovery.passes() > 0; }); };
   discovery.start();
-  for (const std::uint64_t number : {1u, 2u, 3u}) {
-    ASSERT_TRUE(loop.waitUntil([&] { return *discovery.passes() == number; }));
-    EXPECT_EQ(agents->empty(), number == 2);
-    EXPECT_EQ(watched, number == 2 ? std::set<std::string>{} : std::set{threadID(1)});
-    EXPECT_EQ(discovery.error()->value_or(""),
-              number == 2 ? "Codex live connection unavailable: Codex closed the connection." : "");
-    loop.runFor(3s);
+  ASSERT_TRUE(quiet());
+  loop.runFor(50min);
+  EXPECT_EQ(tries, 1) << "asked though there is no socket";
+  EXPECT_FALSE(discovery.error()->has_value()) << "nothing is wrong where no Codex runs";
+
+  std::filesystem::create_directories(socket.parent_path());
+  std::ofstream(socket) << "x";
+  const auto listed = [&] {
+    loop.runFor(25ms);
+    return agents->size() == 2;
+  };
+  ASSERT_TRUE(loop.waitUntil(listed));
+  EXPECT_EQ(watched, std::set{threadID(2)}) << "an idle thread that is joined stays loaded for ever";
+  refuses = gone = true;
+  ASSERT_TRUE(loop.waitUntil([&] { return discovery.error()->has_value(); }));
+  EXPECT_TRUE(agents->empty() && watched.empty());
+  const int before = tries;
+  for (int i = 0; i < 10; ++i) {
+    loop.runFor(6s);
+    loop.waitUntil([&] { return false; }, 20ms);
   }
+  EXPECT_LT(tries - before, 10);
+  EXPECT_EQ(*discovery.error(), "Codex live connection unavailable: Codex refused the local connection.");
+  gone = refuses = false;
+  std::ofstream(socket) << "again";
+  EXPECT_TRUE(loop.waitUntil(listed));
+  EXPECT_FALSE(discovery.error()->has_value());
 }
 
 }  // namespace

@@ -60,11 +60,13 @@ TEST(CodexRequest, ChoicesByteForByte) {
       {"acceptWithExecpolicyAmendment": {"execpolicy_amendment": ["git", 1]}},
       {"applyNetworkPolicyAmendment": {"network_policy_amendment": {"host": "x.org", "action": "allow"}}},
       {"applyNetworkPolicyAmendment": {"network_policy_amendment": {"host": "x.org"}}}]})")),
-            "Cancel action|{\"decision\":\"cancel\"}\n"
             "Always allow: git tag|{\"decision\":{\"acceptWithExecpolicyAmendment\":"
             "{\"execpolicy_amendment\":[\"git\",\"tag\"]}}}\n"
             "Allow future access to x.org|{\"decision\":{\"applyNetworkPolicyAmendment\":"
-            "{\"network_policy_amendment\":{\"action\":\"allow\",\"host\":\"x.org\"}}}}\n");
+            "{\"network_policy_amendment\":{\"action\":\"allow\",\"host\":\"x.org\"}}}}\n"
+            "Deny|{\"decision\":\"decline\"}\nCancel action|{\"decision\":\"cancel\"}\n");
+  // What a command's list leaves out and the server takes all the same.
+  EXPECT_EQ(choices(request(kCommand, R"({"availableDecisions":["accept","cancel"]})")), usual);
   EXPECT_EQ(choices(request("applyPatchApproval")),
             "Allow once|{\"decision\":\"approved\"}\nDeny|{\"decision\":\"denied\"}\n"
             "Cancel action|{\"decision\":\"abort\"}\n");

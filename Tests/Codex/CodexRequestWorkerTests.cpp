@@ -1,3 +1,4 @@
+#include <atomic>
 #include <deque>
 #include <mutex>
 #include <random>
@@ -23,8 +24,8 @@ std::string note(const char* method, int thread, const std::string& params) {
 }
 std::string asking(const std::string& id, int thread, int turn = 0, int content = 0) {
   return fmt::format(
-      R"({{"id":{},"method":"execCommandApproval","params":{{"threadId":"{}","turnId":"{}","n":{}}}}})", id,
-      threadID(thread), turn, content);
+      R"({{"id":{},"method":"execCommandApproval","params":{{"threadId":"{}","turnId":"{}","itemId":"c","n":{}}}}})",
+      id, threadID(thread), turn, content);
 }
 std::string resolved(const std::string& id, int thread) {
   return note("serverRequest/resolved", thread, "\"requestId\":" + id);
@@ -183,6 +184,113 @@ TEST(CodexRequestWorker, JoinsAnswersAndComesBack) {
   EXPECT_EQ(answers, (std::vector<std::string>{R"({"id":7,"result":{}})", R"({"id":"7","result":{}})",
                                                R"({"id":123456789012345678901,"result":{}})",
                                                R"({"id":7,"result":true})"}));
+}
+
+// A ping is no message: nobody waits for one behind it, and nothing is given up.
+TEST(CodexRequestWorker, APingAloneEndsNothing) {
+  std::atomic<bool> ponged = false;
+  CodexStandIn server([&](CodexStandIn::Peer& peer, int) {
+    peer.open();
+    peer.respond(peer.request(), {{"data", {threadID(1)}}});
+    const Json resume = peer.request();
+    peer.raw(CodexStandIn::bytes(0x81, asking("1", 1)));
+    peer.respond(resume, {{"thread", {{"id", threadID(1)}}}});
+    peer.respond(peer.request(), {{"data", Json::array()}});
+    peer.raw(CodexStandIn::bytes(0x89, "still there?"));
+    EXPECT_EQ(peer.frame(), "still there?");
+    ponged = true;
+    peer.head();
+  });
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.limits = {.call = 1min, .silence = 50ms}});
+  controller.start(server.socket);
+  controller.watch({threadID(1)});
+  ASSERT_TRUE(loop.waitUntil([&] { return ponged && !controller.requests()->empty(); }, 1min));
+  // Longer than the peer may be silent in the middle of a message.
+  EXPECT_FALSE(loop.waitUntil([&] { return controller.requests()->empty(); }, 400ms));
+  EXPECT_FALSE(controller.error()->has_value()) << **controller.error();
+}
+
+// 600 items of 1 MB of a thread that nobody joined took 586 MB; of a joined one they are no better.
+TEST(CodexRequestDesk, ItemsAreBoundedAndComeWithTheRequestThatIsAboutThem) {
+  std::size_t told = 0;
+  std::vector<std::string> items;
+  CodexRequestDesk desk("E", [&](CodexRequestEvent event) {
+    if (const auto* const item = std::get_if<codexevent::Item>(&event)) {
+      told += item->bytes.size();
+      items.push_back(item->item);
+    }
+  });
+  const std::string megabyte(1'000'000, 'x');
+  const auto begins = [&](int thread, const std::string& id, const std::string& diff = "d") {
+    desk.event(
+        note("item/started", thread,
+             fmt::format(R"("item":{{"id":"{}","type":"fileChange","status":"inProgress","changes":"{}"}})",
+                         id, diff)));
+  };
+  const auto asks = [&](const char* id, int thread, const char* item) {
+    desk.event(fmt::format(
+        R"({{"id":{},"method":"item/fileChange/requestApproval","params":{{"threadId":"{}","itemId":"{}"}}}})",
+        id, threadID(thread), item));
+  };
+  desk.joining(threadID(1));
+  desk.joined(threadID(1));
+  for (int i = 0; i < 20; ++i) begins(2, std::to_string(i), megabyte);
+  for (int i = 0; i < 20; ++i) begins(1, std::to_string(i), megabyte);
+  EXPECT_EQ(told, 0u) << "nothing asks about them";
+  EXPECT_LT(desk.keptBytes(), 10'000'000u);
+  asks("1", 1, "19");
+  asks("2", 1, "0");  // gone meanwhile
+  asks("3", 2, "19");
+  EXPECT_EQ(items, std::vector<std::string>{"19"});
+  begins(1, "19", "changed");
+  EXPECT_EQ(items.size(), 2u);
+  begins(1, "20", megabyte + megabyte);
+  asks("4", 1, "20");
+  EXPECT_EQ(items.size(), 2u) << "too large for a card";
+  desk.leave(threadID(1));
+  EXPECT_EQ(desk.keptBytes(), 0u);
+}
+
+// An idle thread is left, so that the server can unload it; without threads there is no connection at all.
+TEST(CodexRequestWorker, LeavesWhatIsNotWantedAndThenTheServer) {
+  std::atomic<int> connections = 0;
+  std::atomic<bool> left = false, ended = false;
+  CodexStandIn server([&](CodexStandIn::Peer& peer, int) {
+    ++connections;
+    try {
+      peer.open();
+      for (;;) {
+        const Json request = peer.request();
+        const auto method = json::string(request, "method");
+        left = left || (method == "thread/unsubscribe" && request["params"]["threadId"] == threadID(1));
+        if (method == "thread/loaded/list") {
+          peer.respond(request, {{"data", {threadID(1)}}});
+        } else if (method == "thread/resume") {
+          peer.respond(request,
+                       {{"thread", {{"id", threadID(1)}}}, {"initialTurnsPage", {{"data", Json::array()}}}});
+        } else {
+          peer.respond(request, Json::object());
+        }
+      }
+    } catch (const CodexStandIn::Gone&) {
+      ended = true;
+    }
+  });
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.linger = 50ms, .limits = {.call = 1min, .silence = 1min}});
+  controller.start(server.socket);
+  loop.waitUntil([] { return false; }, 100ms);
+  EXPECT_EQ(connections, 0) << "nothing is wanted";
+  controller.watch({threadID(1)});
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->contains(threadID(1)); }));
+  controller.watch({});
+  ASSERT_TRUE(loop.waitUntil([&] { return left && ended; }));
+  ASSERT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->empty(); }));
+  controller.watch({threadID(1)});
+  EXPECT_TRUE(loop.waitUntil([&] { return controller.connectedThreads()->contains(threadID(1)); }));
+  EXPECT_EQ(connections, 2);
+  EXPECT_FALSE(controller.error()->has_value());
 }
 
 }  // namespace

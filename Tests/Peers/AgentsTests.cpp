@@ -172,7 +172,7 @@ TEST(RealCodex, IsListedOnceWithItsRollout) {
   command.emplace_back("--no-daemon");
   Watching watch(world, folder);
   Terminal terminal(world, folder, command);
-  // Codex tells its state over its server only; from outside it is told by its growing rollout.
+  // Until its first turn it has told nothing; from then on the file of its conversation tells.
   ASSERT_TRUE(watch.shows("unknown idle")) << terminal.screen();
   auto agents = world.agentsIn(folder);
   ASSERT_EQ(agents.size(), 1u);  // the launcher is not a second one
@@ -182,19 +182,44 @@ TEST(RealCodex, IsListedOnceWithItsRollout) {
 
   ASSERT_TRUE(eventually([&] { return terminal.screen().find("stub-model") != std::string::npos; }))
       << terminal.screen();
-  world.model().release();
-  terminal.submit("Hello there");
-  ASSERT_TRUE(watch.shows("unknown working")) << terminal.screen();
+  terminal.submit("Please wait [hold]");
+  ASSERT_TRUE(watch.shows("working working")) << terminal.screen();
   agents = world.agentsIn(folder);
   ASSERT_EQ(agents.size(), 1u);
   EXPECT_EQ(field(agents[0]["transcript"], "kind"), "path");
   const fs::path transcript = field(agents[0]["transcript"], "path");
   EXPECT_TRUE(transcript.string().starts_with((world.home() / ".codex/sessions/").string())) << transcript;
   EXPECT_TRUE(fs::exists(transcript));
-  EXPECT_TRUE(watch.shows("unknown idle", 30s)) << terminal.screen();
+  world.model().release();
+  EXPECT_TRUE(watch.shows("idle done", 2s)) << terminal.screen();
+  terminal.submit("Once more, and quick");
+  EXPECT_TRUE(watch.shows("working working", 3s)) << terminal.screen();
+  EXPECT_TRUE(watch.shows("idle done", 3s)) << terminal.screen();
 
   ::kill(agents[0]["pid"].get<pid_t>(), SIGTERM);
   EXPECT_TRUE(watch.shows("gone"));
+}
+
+// What it asks its terminal stands in no line, but the tool's call does: after a minute it does not count as
+// working any more, and when it goes on it does.
+TEST(RealCodex, AskingItsTerminalItDoesNotWorkForEver) {
+  PeerWorld world;
+  const fs::path folder = world.project("asks");
+  auto command = world.codex();
+  command.emplace_back("--no-daemon");
+  Watching watch(world, folder);
+  Terminal terminal(world, folder, command);
+  ASSERT_TRUE(watch.shows("unknown idle")) << terminal.screen();
+  ASSERT_TRUE(eventually([&] { return terminal.screen().find("stub-model") != std::string::npos; }))
+      << terminal.screen();
+  terminal.submit("Make it [run touch made]");
+  ASSERT_TRUE(watch.shows("working working")) << terminal.screen();
+  ASSERT_TRUE(eventually([&] { return terminal.screen().find("Yes, proceed") != std::string::npos; }))
+      << terminal.screen();
+  EXPECT_TRUE(watch.shows("unknown idle", 80s)) << terminal.screen();
+  terminal.key("Enter");
+  EXPECT_TRUE(watch.shows("idle done", 10s)) << terminal.screen();
+  EXPECT_TRUE(fs::exists(folder / "made"));
 }
 
 TEST(RealCodex, ServersAreNoAgents) {

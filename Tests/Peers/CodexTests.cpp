@@ -96,7 +96,7 @@ class RealCodexServer : public testing::Test {
 
 TEST_F(RealCodexServer, ThreadsAreListedReadAndGivenMessages) {
   const std::string thread = newThread();
-  const std::string plain = "Codex · " + thread.substr(0, 8);
+  const std::string plain = "Codex · p";
   EXPECT_TRUE(becomes(thread, "idle|" + plain));
   say(thread, "Please wait [hold]");
   EXPECT_TRUE(becomes(thread, "working|" + plain));
@@ -293,6 +293,62 @@ TEST_F(RealCodexServer, QuestionsAccessFormsAndToolsAreAnsweredByTheirCards) {
   EXPECT_TRUE(told(R"(linked: {"action":"accept")"));
 }
 
+// What a command's list leaves out is taken all the same, with and without more access.
+TEST_F(RealCodexServer, TakesDecisionsThatItDoesNotList) {
+  VirtualLoop loop;
+  CodexRequestController controller(loop, {.limits = kLimits});
+  controller.start(socket());
+  const std::string thread = newThread();
+  controller.watch({thread});
+  const auto ask = [&](const std::string& tool, const Json& input) {
+    say(thread, "[use " + tool + " " + json::dump(input) + "]");
+  };
+  const auto press = [&](const char* title) {
+    EXPECT_TRUE(loop.waitUntil([&] { return !controller.requests()->empty(); }, kPatience)) << title;
+    if (controller.requests()->empty()) throw std::runtime_error("no request");
+    const CodexRequest request = controller.requests()->front();
+    const Json params = json::parse(request.payload).value_or(Json());
+    for (const char* const unlisted : {"decline", "acceptForSession"})
+      EXPECT_FALSE(json::dump(params["availableDecisions"]).contains(unlisted))
+          << "listed now: " << request.payload;
+    for (const auto& choice : request.choices()) {
+      if (choice.title == title) controller.answer(request, choice.result);
+    }
+    EXPECT_TRUE(loop.waitUntil([&] { return controller.requests()->empty(); }, kPatience)) << title;
+    return params;
+  };
+  const auto escalated = [](const std::string& command) {
+    return Json{{"cmd", command}, {"sandbox_permissions", "require_escalated"}, {"justification", "A test"}};
+  };
+  const auto more = [&](const std::string& command) {
+    return Json{{"cmd", command},
+                {"sandbox_permissions", "with_additional_permissions"},
+                {"additional_permissions", {{"file_system", {{"write", {world_.home().string()}}}}}},
+                {"justification", "A test"}};
+  };
+  for (const auto& [name, input] :
+       {std::pair("plain", escalated("touch plain")), std::pair("more", more("touch more"))}) {
+    const fs::path made = folder_ / name;
+    ask("exec_command", input);
+    const Json params = press("Deny");
+    EXPECT_EQ(params.contains("additionalPermissions") && !params["additionalPermissions"].is_null(),
+              std::string(name) == "more")
+        << params;
+    EXPECT_TRUE(becomes(thread, "idle|"));
+    EXPECT_FALSE(fs::exists(made)) << name;
+    EXPECT_TRUE(world_.model().wasTold("rejected by user")) << name;
+
+    ask("exec_command", input);
+    press("Allow for this session");
+    EXPECT_TRUE(becomes(thread, "idle|"));
+    EXPECT_TRUE(eventually([&] { return fs::exists(made); })) << name;
+    fs::remove(made);
+    ask("exec_command", input);
+    EXPECT_TRUE(eventually([&] { return fs::exists(made); })) << name << " was asked for again";
+    EXPECT_TRUE(becomes(thread, "idle|"));
+  }
+}
+
 // The same through the front end over standard input and output.
 TEST_F(RealCodexServer, IsListedAndAnsweredThroughServe) {
   Serving serve(world_.ostrelctl(), world_.variables(), world_.home());
@@ -307,10 +363,11 @@ TEST_F(RealCodexServer, IsListedAndAnsweredThroughServe) {
   const Json listed = serve.until(
       "agents",
       [&](const Json& agents) {
-        return agents["loadedCodex"].size() == 1 && agents["loadedCodex"][0]["state"] == "blocked";
+        return agents["agents"].size() == 1 && agents["agents"][0]["light"] == "needsYou";
       },
       90s);
-  EXPECT_TRUE(listed.is_object()) << "a thread that no terminal is linked to";
+  ASSERT_TRUE(listed.is_object()) << "a thread that no terminal is linked to, and that waits";
+  EXPECT_EQ(listed["agents"][0]["title"], "Codex · p");
   EXPECT_EQ(serve.perform({{"op", "answer"}, {"request", request["id"]}, {"choice", "x"}})["message"],
             "This choice is not on offer.");
   EXPECT_TRUE(serve.perform(
@@ -318,7 +375,7 @@ TEST_F(RealCodexServer, IsListedAndAnsweredThroughServe) {
   EXPECT_TRUE(
       serve.until("codex", [](const Json& codex) { return codex["requests"].empty(); }, 90s).is_object());
   EXPECT_TRUE(eventually([&] { return fs::exists(folder_ / "served"); }, 90s));
-  ASSERT_TRUE(serve.perform({{"op", "select"}, {"agent", listed["loadedCodex"][0]["id"]}})["ok"]);
+  ASSERT_TRUE(serve.perform({{"op", "select"}, {"agent", listed["agents"][0]["id"]}})["ok"]);
   EXPECT_TRUE(serve
                   .until(
                       "transcript",

@@ -71,6 +71,7 @@ apps = false
 plugins = false
 default_mode_request_user_input = true
 request_permissions_tool = true
+exec_permission_approvals = true
 [mcp_servers.kit]
 command = "{}"
 [model_providers.stub]

@@ -70,7 +70,8 @@ std::optional<AgentProvider> HerdrAgent::knownProvider() const {
 
 AgentHost HerdrAgent::host() const {
   using Kind = AgentHost::Kind;
-  if (isCodexLive()) return {Kind::codexApp, {}, {}};
+  // A thread whose terminal is known is where that terminal is.
+  if (isCodexLive() && !externalProcess) return {Kind::codexApp, {}, {}};
   if (externalProcess && externalProcess->hostApp) {
     const std::string& path = *externalProcess->hostApp;
     const auto& name = externalProcess->hostName;
@@ -106,7 +107,7 @@ std::string HerdrAgent::displayTitle(const Preferences& preferences) const {
 }
 
 bool HerdrAgent::recentlyActive(WallTime now) const {
-  return isExternal() && transcriptKind == "path" && state == "unknown" && since &&
+  return isExternal() && !tellsState && transcriptKind == "path" && state == "unknown" && since &&
          now - *since < kActiveWindow;
 }
 

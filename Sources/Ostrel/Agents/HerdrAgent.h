@@ -69,6 +69,15 @@ struct AgentHost {
   bool operator==(const AgentHost&) const = default;
 };
 
+// What tells which thread of Codex's app server runs in which terminal: each of the two has one.
+struct CodexTie {
+  std::optional<WallTime> started;  // the process; of a thread, when it was made
+  // Of a process: it is connected to the app server. Nothing where the kernel does not tell.
+  std::optional<bool> client;
+  std::vector<std::string> named;  // threads that the process was told to resume, in lower case
+  bool operator==(const CodexTie&) const = default;
+};
+
 struct HerdrAgent {
   std::optional<HerdrMachine> machine;             // absent for the local machine
   std::optional<ExternalProcess> externalProcess;  // absent for Herdr panes and Codex threads
@@ -84,6 +93,8 @@ struct HerdrAgent {
   std::string state = "unknown";          // "blocked", "working", "done", "idle"; others count as "unknown"
   std::string context = "Local session";  // working directory or workspace
   std::optional<WallTime> since;          // when it entered the state, where the source knows
+  bool tellsState = false;                // `state` is told by the agent itself, to the moment
+  std::optional<CodexTie> codexTie;
   bool operator==(const HerdrAgent&) const = default;
 
   bool isExternal() const { return externalProcess.has_value(); }
@@ -105,9 +116,8 @@ struct HerdrAgent {
   // The user's own title for the agent where there is one, else `title`.
   std::string displayTitle(const Preferences& preferences) const;
 
-  // Whether an external agent's transcript changed within the last 10 seconds, as the last scan saw it: such
-  // an agent has no status channel, its `since` is the file's modification, and it looks working while it
-  // grows.
+  // Whether an external agent's transcript changed within the last 10 seconds, as the last scan saw it: an agent
+  // without a status channel, whose `since` is the file's modification, looks working while it grows.
   bool recentlyActive(WallTime now) const;
 };
 

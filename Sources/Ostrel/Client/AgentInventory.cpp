@@ -4,6 +4,7 @@
 #include <numeric>
 #include <utility>
 
+#include "Client/CodexTies.h"
 #include "Client/ConversationLinks.h"
 #include "Runtime/Text.h"
 
@@ -45,6 +46,11 @@ class Conversations {
 
   std::vector<const ListedAgent*> slots_ = std::vector<const ListedAgent*>(16);
 };
+
+// A thread that works or waits is shown, and so is one that has done so before our eyes: it has finished.
+bool hasWorked(const HerdrAgent& thread) {
+  return thread.state == "working" || thread.state == "blocked" || thread.since;
+}
 
 constexpr auto kByID = [](const Entry& one, const Entry& other) { return one->id < other->id; };
 
@@ -108,6 +114,7 @@ void AgentInventory::takeOver(Records& records) {
 void AgentInventory::matchThreads() {
   const Entries& codex = of(Source::codex).listed;
   threads_.assign(codex.size(), {});
+  tied_.assign(of(Source::external).listed.size(), false);
   threadsByID_.clear();
   for (std::uint32_t i = 0; i < codex.size(); ++i) threadsByID_.try_emplace(codex[i]->agent.paneID, i);
   if (codex.empty()) return;
@@ -118,9 +125,39 @@ void AgentInventory::matchThreads() {
       const auto thread = threadsByID_.find(*listed[i]->conversation);
       if (thread == threadsByID_.end()) continue;
       threads_[thread->second].linked = true;
-      if (source == Source::herdr && threads_[thread->second].pane == kNone)
-        threads_[thread->second].pane = i;
+      Thread& known = threads_[thread->second];
+      std::uint32_t& first = source == Source::herdr ? known.pane : known.terminal;
+      if (first == kNone) first = i;
     }
+  }
+  matchTerminals();
+}
+
+// The same for terminals that have told no conversation.
+void AgentInventory::matchTerminals() {
+  const Entries& codex = of(Source::codex).listed;
+  const Entries& external = of(Source::external).listed;
+  std::vector<const HerdrAgent*> terminals, unlinked;
+  std::vector<std::uint32_t> terminalAt, threadAt;
+  for (std::uint32_t i = 0; i < external.size(); ++i) {
+    if (external[i]->conversation || !codexTies::mayShowThread(external[i]->agent)) continue;
+    terminals.push_back(&external[i]->agent);
+    terminalAt.push_back(i);
+  }
+  if (terminals.empty()) return;
+  for (std::uint32_t i = 0; i < codex.size(); ++i) {
+    if (threads_[i].linked) continue;
+    unlinked.push_back(&codex[i]->agent);
+    threadAt.push_back(i);
+  }
+  for (const auto& [terminal, thread] : codexTies::tie(terminals, unlinked)) {
+    Thread& known = threads_[threadAt[thread]];
+    if (runsInPane(*terminals[terminal])) {
+      known.inPane = true;
+      continue;
+    }
+    known.terminal = terminalAt[terminal];
+    known.linked = tied_[known.terminal] = true;
   }
 }
 
@@ -136,11 +173,26 @@ bool AgentInventory::runsInPane(const HerdrAgent& process) const {
                      });
 }
 
-// A thread that is open in a pane keeps the name that the person knows from there.
+std::optional<HerdrAgent> AgentInventory::terminalOf(const HerdrAgent& thread) {
+  if (!thread.isCodexLive()) return std::nullopt;
+  merged();
+  const auto known = threadsByID_.find(thread.paneID);
+  if (known == threadsByID_.end() || threads_[known->second].terminal == kNone) return std::nullopt;
+  return of(Source::external).listed[threads_[known->second].terminal]->agent;
+}
+
+// A thread that is open in a pane keeps the name that the person knows from there; one that runs in another
+// terminal is found there.
 AgentList::Entry AgentInventory::shownThread(std::uint32_t index) const {
   const Entry& thread = records_[static_cast<std::size_t>(Source::codex)].listed[index];
-  const std::uint32_t pane = threads_[index].pane;
-  if (pane == kNone) return thread;
+  const auto [pane, terminal, linked, inPane] = threads_[index];
+  if (pane == kNone && terminal == kNone) return thread;
+  if (pane == kNone) {
+    HerdrAgent shown = thread->agent;
+    shown.externalProcess =
+        records_[static_cast<std::size_t>(Source::external)].listed[terminal]->agent.externalProcess;
+    return std::make_shared<ListedAgent>(std::move(shown), thread->conversation);
+  }
   HerdrAgent shown = thread->agent;
   shown.title =
       records_[static_cast<std::size_t>(Source::herdr)].listed[pane]->agent.displayTitle(preferences_);
@@ -192,7 +244,7 @@ void AgentInventory::merge() {
   for (const bool owned : {false, true}) {
     for (std::size_t i = 0; i < kept.size(); ++i) {
       const ListedAgent& listed = *external.listed[external.sorted[i]];
-      if (runsInPane(listed.agent) != owned) continue;
+      if (runsInPane(listed.agent) != owned || tied_[external.sorted[i]]) continue;
       kept[i] = listed.conversation ? known.insert(listed) : !owned;
     }
   }
@@ -205,8 +257,9 @@ void AgentInventory::merge() {
   const auto add = [&](const Entry& entry) {
     const bool codexLive = entry->agent.isCodexLive();
     const auto thread = codexLive ? threadsByID_.find(entry->agent.paneID) : threadsByID_.end();
-    const bool linked = thread != threadsByID_.end() && threads_[thread->second].linked;
-    (codexLive && !linked ? result.loadedCodex : result.primary).add(entry);
+    const Thread known = thread == threadsByID_.end() ? Thread() : threads_[thread->second];
+    const bool shown = known.linked || (hasWorked(entry->agent) && !known.inPane);
+    (codexLive && !shown ? result.loadedCodex : result.primary).add(entry);
     result.all.add(entry);
   };
   const ListedAgent* last = nullptr;

@@ -22,8 +22,9 @@ namespace ostrel {
 // by id; those of saved machines stand behind them.
 struct Inventory {
   AgentList all;
-  AgentList primary;      // what the interface shows as agents
-  AgentList loadedCodex;  // Codex threads that are loaded and linked to no agent
+  AgentList primary;  // what the interface shows as agents
+  // Codex threads that are loaded, have not worked before our eyes and are linked to no agent.
+  AgentList loadedCodex;
 };
 
 class AgentInventory {
@@ -38,6 +39,10 @@ class AgentInventory {
   void changed(Source source, const std::vector<HerdrAgent>& agents);
   // A manual link or a title was set or removed.
   void preferencesChanged();
+
+  // The process of the terminal for which a listed Codex thread stands, as its own source has it; nothing
+  // where none is known.
+  std::optional<HerdrAgent> terminalOf(const HerdrAgent& thread);
 
   // The reference holds until the next call after a change; the lists in it may be kept.
   const Inventory& merged();
@@ -56,6 +61,7 @@ class AgentInventory {
   AgentList::Entry listed(const HerdrAgent& agent) const;
   void matchThreads();
   bool runsInPane(const HerdrAgent& process) const;
+  void matchTerminals();
   Entries managed();
   AgentList::Entry shownThread(std::uint32_t index) const;
   void merge();
@@ -63,14 +69,17 @@ class AgentInventory {
   static constexpr std::uint32_t kNone = UINT32_MAX;
   // What is known of a loaded Codex thread.
   struct Thread {
-    std::uint32_t pane = kNone;  // the first Herdr record on the same conversation
-    bool linked = false;         // some agent is on the same conversation
+    std::uint32_t pane = kNone;      // the first Herdr record on the same conversation
+    std::uint32_t terminal = kNone;  // the process in whose terminal it runs
+    bool linked = false;             // some agent is on the same conversation
+    bool inPane = false;             // it runs in a Herdr pane that tells no conversation and stands for it
   };
 
   const Preferences& preferences_;
   Records records_[4];
   std::unordered_map<std::string_view, std::uint32_t> threadsByID_;  // views of the records' texts
   std::vector<Thread> threads_;                                      // by index of the Codex records
+  std::vector<bool> tied_;  // by index of the external records: a thread stands for it
   std::optional<Inventory> merged_;
 };
 

@@ -11,7 +11,7 @@ bool startupAttention(std::string_view output) {
 }
 
 std::string statusLabel(const HerdrAgent& agent, const Circumstances& circumstances) {
-  if (agent.isExternal()) {
+  if (agent.isExternal() && !agent.isCodexLive()) {
     if (agent.state == "working") return "Working";
     if (agent.state == "blocked") return "Needs your answer in its terminal";
     if (agent.state == "idle") return "Idle";

@@ -20,12 +20,14 @@ const HerdrAgent* AgentSelection::selected() const {
 }
 
 HerdrAgent AgentSelection::opening(const HerdrAgent& agent) const {
-  if (!agent.isExternal() || agent.herdrOwned || agent.provider != "codex") return agent;
+  if (!agent.isExternal() || agent.isCodexLive() || agent.herdrOwned || agent.provider != "codex")
+    return agent;
   const std::vector<HerdrAgent>& threads = *sources_.codex;
   if (const auto conversation = linkedConversation(agent, sources_.preferences)) {
     const auto thread = std::ranges::find(threads, *conversation, &HerdrAgent::paneID);
     return thread == threads.end() ? agent : *thread;
   }
+  if (agent.codexTie && agent.codexTie->client == false) return agent;
   // With just one live thread there is nothing to confuse it with.
   return threads.size() == 1 && threads[0].acceptsDirectInput ? threads[0] : agent;
 }

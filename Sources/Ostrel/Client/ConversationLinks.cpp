@@ -5,7 +5,7 @@
 namespace ostrel {
 
 std::optional<std::string> manualLinkKey(const HerdrAgent& agent) {
-  if (agent.isExternal()) return "transcriptLink." + agent.id();
+  if (agent.isExternal() && !agent.isCodexLive()) return "transcriptLink." + agent.id();
   if (!agent.terminalID) return std::nullopt;
   return "transcriptLink." + agent.id() + "." + *agent.terminalID;
 }

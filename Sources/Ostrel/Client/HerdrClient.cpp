@@ -15,6 +15,10 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       fixture_(sources.fixture),
       local_(ports.loop, ports.pool, {ports.exits, ports.files}, std::move(sources.scanExternal),
              std::move(sources.claudeSessions)),
+      rolloutLights_(ports.loop, ports.pool,
+                     {ports.files, std::move(sources.lookAtRollout), std::move(sources.codexSessions),
+                      [this] { local_.rescan(); }},
+                     local_.agents()),
       link_(ports.loop, ports.preferences, std::move(sources.herdr)),
       integrations_(ports.loop, link_.cli(), [this] { return link_.resolveExecutable(); }),
       managed_(link_.cli(), ports.preferences,
@@ -26,8 +30,10 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                 .fixture = sources.fixture}),
       codexRequests_(ports.loop),
       codexSocket_(std::move(sources.codexSocket)),
-      asksCodex_(static_cast<bool>(sources.listCodex)),
-      codexDiscovery_(ports.loop, codexPool_, std::move(sources.listCodex), codexAgents_,
+      asksCodex_(static_cast<bool>(sources.followCodex)),
+      codexDiscovery_(ports.loop, codexPool_,
+                      {ports.files, std::move(sources.codexServer), std::move(sources.followCodex)},
+                      codexAgents_,
                       [this](const std::set<std::string>& threads) { codexRequests_.watch(threads); }),
       permissions_(ports.loop, std::move(sources.permissionSocket)),
       installHook_(std::move(sources.installHook)),
@@ -59,7 +65,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
       tasks_(ports.loop) {
   using Source = AgentInventory::Source;
   merge(Source::herdr, link_.agents());
-  merge(Source::external, local_.agents());
+  merge(Source::external, rolloutLights_.agents());
   merge(Source::codex, codexAgents_);
   merge(Source::remote, remoteAgents_);
   tell(local_.error());
@@ -206,7 +212,8 @@ void HerdrClient::rename(const HerdrAgent& agent, std::string_view title) {
 }
 
 bool HerdrClient::linkConversation(const HerdrAgent& agent, const std::optional<std::string>& path) {
-  const auto key = manualLinkKey(agent);
+  // A thread that stands for a terminal: the link is the terminal's.
+  const auto key = manualLinkKey(inventory_.terminalOf(agent).value_or(agent));
   if (!key) return false;
   if (path) {
     preferences_.set(*key, *path);

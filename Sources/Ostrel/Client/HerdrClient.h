@@ -15,6 +15,7 @@
 #include "Client/AgentInventory.h"
 #include "Client/AgentSelection.h"
 #include "Client/CodexDiscovery.h"
+#include "Client/CodexRolloutLights.h"
 #include "Client/HerdrLink.h"
 #include "Client/IntegrationSetup.h"
 #include "Client/LitAgents.h"
@@ -45,8 +46,13 @@ class HerdrClient {
     std::map<std::string, std::string> toolEnvironment;  // for programs that are started to stay
     decltype(SelectedAgent::Doors::loadHistory) loadHistory{};
     decltype(SelectedAgent::Doors::readPane) readPane{};
-    // Lists the loaded Codex conversations; none: Codex is not asked.
-    CodexDiscovery::List listCodex{};
+    // What a Codex without an app server does, by its conversation's file, and the folder of these; none:
+    // only a scan tells.
+    decltype(CodexRolloutLights::Sources::look) lookAtRollout{};
+    std::filesystem::path codexSessions{};
+    // The app server's socket, and what follows its loaded conversations; none: Codex is not asked.
+    std::string codexServer{};
+    CodexDiscovery::Follow followCodex{};
     // The app server's socket, for its requests to the person; empty: they are left to the terminal.
     std::string codexSocket{};
     // Where Claude Code's hooks find us; empty: they are left to the terminal.
@@ -135,6 +141,7 @@ class HerdrClient {
   const bool fixture_;
   ChangeSignal changes_;
   LocalDiscovery local_;
+  CodexRolloutLights rolloutLights_;
   HerdrLink link_;
   IntegrationSetup integrations_;
   ManagedServer managed_;

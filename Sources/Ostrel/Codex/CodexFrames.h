@@ -64,6 +64,8 @@ class FrameReader {
   Event took(std::size_t count);
   // Nothing of the frame's current part (head, length, payload) has come yet.
   bool atPart() const { return part_ == Part::payload ? left_ == length_ : have_ == 0; }
+  // Between two messages: nothing of a next one has come.
+  bool atStart() const { return part_ == Part::head && have_ == 0 && message_.filled == 0; }
 
   // UTF-8, with room behind it for a parser that reads ahead.
   std::string takeMessage();

@@ -15,7 +15,11 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t kMostThreads = 1000;
-constexpr std::size_t kMostPages = 1000;  // empty ones too
+constexpr std::size_t kMostPages = 1000;              // empty ones too
+constexpr std::size_t kLongestTitle = 300;            // characters
+constexpr std::size_t kLongestPath = 4096;            // bytes
+constexpr std::size_t kDistinct = 4;                  // digits of an id's end, which is random
+constexpr std::int64_t kLargestDate = 9'000'000'000;  // seconds; the clock's type ends in the year 2262
 constexpr Duration kQueueTime = 20s;
 constexpr std::size_t kLargestOutput = 1'000'000;  // bytes
 
@@ -33,16 +37,6 @@ bool waitsForPerson(const Json& status) {
   });
 }
 
-// Nothing for a type that is not one of a loaded thread.
-std::optional<std::string> stateOf(const Json& thread) {
-  const Json* const status = json::member(thread, "status");
-  const auto type = status ? json::string(*status, "type") : std::nullopt;
-  if (type == "active") return waitsForPerson(*status) ? "blocked" : "working";
-  if (type == "idle") return "idle";
-  if (type == "systemError") return "unknown";
-  return std::nullopt;
-}
-
 // What a failed tool says itself, without its "Error: ".
 std::string complaint(const std::string& output) {
   std::string_view words = text::trim(output);
@@ -53,6 +47,32 @@ std::string complaint(const std::string& output) {
 }
 
 }  // namespace
+
+std::optional<std::string> stateOf(const Json& status) {
+  const auto type = json::string(status, "type");
+  if (type == "active") return waitsForPerson(status) ? "blocked" : "working";
+  if (type == "idle") return "idle";
+  if (type == "systemError") return "unknown";
+  return std::nullopt;
+}
+
+std::string titleOf(const std::optional<std::string>& name, const std::string& folder) {
+  if (const auto given = text::trim(name ? std::string_view(*name) : std::string_view()); !given.empty())
+    return std::string(text::prefixCharacters(given.substr(0, kLongestPath), kLongestTitle));
+  const std::string_view last = text::lastPathComponent(folder);
+  return "Codex · " + (last.empty() ? folder : std::string(last));
+}
+
+void tellApart(std::vector<HerdrAgent>& agents) {
+  std::map<std::string, int> unnamed;  // how many, by title
+  for (const HerdrAgent& agent : agents) {
+    if (agent.title == titleOf(std::nullopt, agent.context)) ++unnamed[agent.title];
+  }
+  for (HerdrAgent& agent : agents) {
+    if (agent.title != titleOf(std::nullopt, agent.context) || unnamed[agent.title] < 2) continue;
+    agent.title += " · " + agent.paneID.substr(agent.paneID.size() - kDistinct);
+  }
+}
 
 std::vector<std::string> loadedIDs(CodexLocalServer::Connection& connection) {
   std::vector<std::string> ids;
@@ -81,22 +101,38 @@ std::optional<HerdrAgent> agent(const Json& thread) {
   const Json* const parent = json::member(thread, "parentThreadId");
   if (parent && !parent->is_null()) return std::nullopt;
   if (json::boolean(thread, "ephemeral").value_or(false)) return std::nullopt;
-  auto state = stateOf(thread);
+  const Json* const status = json::member(thread, "status");
+  auto state = status ? stateOf(*status) : std::nullopt;
   auto folder = json::string(thread, "cwd");
-  if (!state || !folder) return std::nullopt;
+  if (!state || !folder || folder->size() > kLongestPath) return std::nullopt;
 
   HerdrAgent agent;
   agent.paneID = *id;
   agent.session = "codex-live";
   agent.transcriptReference = id;
   agent.transcriptKind = "id";
-  agent.title = text::trim(json::string(thread, "name").value_or(""));
-  if (agent.title.empty()) agent.title = "Codex · " + id->substr(0, 8);
+  agent.title = titleOf(json::string(thread, "name"), *folder);
   agent.provider = "codex";
   agent.state = std::move(*state);
   agent.context = std::move(*folder);
   agent.acceptsDirectInput = json::boolean(thread, "canAcceptDirectInput").value_or(false);
+  agent.codexTie.emplace();
+  if (const auto made = json::integer(thread, "createdAt"); made && *made > 0 && *made < kLargestDate)
+    agent.codexTie->started = WallTime(std::chrono::seconds(*made));
   return agent;
+}
+
+std::optional<Json> readThread(CodexLocalServer::Connection& connection, const std::string& id) {
+  Json result;
+  try {
+    result = connection.call("thread/read", {{"threadId", id}, {"includeTurns", false}});
+  } catch (const CodexLocalServer::Refusal&) {
+    return std::nullopt;
+  }
+  const Json* const thread = json::member(result, "thread");
+  if (!thread || json::string(*thread, "id") != id)
+    throw Failure("Codex returned a different live conversation.");
+  return *thread;
 }
 
 std::vector<HerdrAgent> list(const std::string& socket, std::stop_token stop) {
@@ -105,17 +141,11 @@ std::vector<HerdrAgent> list(const std::string& socket, std::stop_token stop) {
   std::vector<HerdrAgent> agents;
   for (const std::string& id : std::set(ids.begin(), ids.end())) {
     if (stop.stop_requested()) throw Cancelled();
-    Json result;
-    try {
-      result = connection.call("thread/read", {{"threadId", id}, {"includeTurns", false}});
-    } catch (const CodexLocalServer::Refusal&) {
-      continue;  // gone since it was listed
-    }
-    const Json* const thread = json::member(result, "thread");
-    if (!thread || json::string(*thread, "id") != id)
-      throw Failure("Codex returned a different live conversation.");
+    const auto thread = readThread(connection, id);
+    if (!thread) continue;
     if (auto shown = agent(*thread)) agents.push_back(std::move(*shown));
   }
+  tellApart(agents);
   return agents;
 }
 

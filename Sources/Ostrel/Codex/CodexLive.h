@@ -24,8 +24,31 @@ std::vector<std::string> loadedIDs(CodexLocalServer::Connection& connection);
 // that is not loaded, or one of an unknown shape.
 std::optional<HerdrAgent> agent(const Json& thread);
 
+// "blocked", "working", "idle" or "unknown"; nothing for a type that is not one of a loaded thread.
+std::optional<std::string> stateOf(const Json& status);
+
+// The title for a name that a thread was given; empty or missing names the folder instead.
+std::string titleOf(const std::optional<std::string>& name, const std::string& folder);
+// Gives threads of one folder that have no name of their own different titles.
+void tellApart(std::vector<HerdrAgent>& agents);
+
+// A thread as the server has it now, an object; nothing when it has gone.
+std::optional<Json> readThread(CodexLocalServer::Connection& connection, const std::string& id);
+
 // One pass over a connection of its own, sorted by id. A thread that goes during the pass is left out.
 std::vector<HerdrAgent> list(const std::string& socket, std::stop_token stop = {});
+
+// Gets the whole list, sorted by id, on the thread that follows.
+using Told = std::function<void(std::vector<HerdrAgent>)>;
+struct Pace {
+  // Between looks at everything; in between, the server tells what changes.
+  Duration check = std::chrono::minutes(5);
+  CodexLocalServer::Limits limits{};
+};
+// Tells the list at once and after each change, for as long as one connection stands; joins no thread.
+// Blocks; throws `Failure` when the connection fails and `Cancelled` when `stop` fires. Returns, having told
+// nothing, where there is no socket.
+void follow(const std::string& socket, const Told& told, std::stop_token stop, Pace pace = {});
 
 // How a message is handed to Codex.
 struct Door {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Codex/CodexMessage.h"
+#include "Runtime/PeerUser.h"
 #include "Runtime/Random.h"
 #include "Runtime/Text.h"
 
@@ -15,6 +16,7 @@ namespace ostrel::CodexLocalServer {
 
 namespace {
 
+constexpr int kMostSteps = 64;
 constexpr std::size_t kLongestPath = 104;  // bytes, with the terminating zero; what every platform takes
 
 TimePoint now() { return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now()); }
@@ -56,6 +58,8 @@ void Connection::connect(const std::string& socket) {
   checkStop();
   if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
     throw Failure("The local Codex server is unavailable.");
+  // The socket lies below the temporary folder, where its name can be taken by somebody else.
+  if (!isOurUser(fd_.get())) throw Failure("The Codex socket belongs to another user.");
 }
 
 void Connection::upgrade() {
@@ -116,16 +120,46 @@ void Connection::frame(std::string_view payload, codex::Opcode opcode) {
 std::string Connection::message() {
   for (;;) {
     const bool begins = reader_.atPart();
-    switch (reader_.took(receive(reader_.space(), begins))) {
-      case codex::FrameReader::Event::none:
-        break;
-      case codex::FrameReader::Event::ping:
-        frame(reader_.takePing(), codex::Opcode::pong);
-        break;
-      case codex::FrameReader::Event::message:
-        return reader_.takeMessage();
-    }
+    if (auto message = took(receive(reader_.space(), begins))) return std::move(*message);
   }
+}
+
+std::optional<std::string> Connection::arrived() {
+  // A peer that sends pings without end keeps nobody here.
+  for (int steps = 0; steps < kMostSteps; ++steps) {
+    checkStop();
+    const std::span<char> space = reader_.space();
+    const ssize_t count = ::recv(fd_.get(), space.data(), space.size(), MSG_DONTWAIT);
+    if (count > 0) {
+      lastBytes_ = now();
+      renewDeadline();
+      if (auto message = took(static_cast<std::size_t>(count))) return message;
+      continue;
+    }
+    if (count < 0 && errno == EINTR) continue;
+    const bool nothing = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    if (nothing && (!midMessage_ || now() < lastBytes_ + limits_.silence)) return std::nullopt;
+    checkStop();
+    throw Failure("Codex connection closed or timed out.");
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Connection::took(std::size_t count) {
+  midMessage_ = true;
+  switch (reader_.took(count)) {
+    case codex::FrameReader::Event::none:
+      midMessage_ = !reader_.atStart();
+      return std::nullopt;
+    case codex::FrameReader::Event::ping:
+      midMessage_ = !reader_.atStart();
+      frame(reader_.takePing(), codex::Opcode::pong);
+      return std::nullopt;
+    case codex::FrameReader::Event::message:
+      midMessage_ = false;
+      return reader_.takeMessage();
+  }
+  return std::nullopt;
 }
 
 std::size_t Connection::receive(std::span<char> space, bool begins) {

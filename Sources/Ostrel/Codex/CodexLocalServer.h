@@ -53,6 +53,11 @@ class Connection {
   // The next whole text message. Pings are answered on the way. Reads nothing behind it, so that the
   // descriptor is readable exactly when more waits.
   std::string message();
+  // The same without waiting: nothing when no whole message has come yet. What came of one is kept; a peer
+  // that falls silent in the middle of it is given the limit of silence.
+  std::optional<std::string> arrived();
+  // Whether a message has begun and not ended.
+  bool midMessage() const { return midMessage_; }
   // Sends one frame.
   void frame(std::string_view payload, codex::Opcode opcode = codex::Opcode::text);
 
@@ -72,6 +77,8 @@ class Connection {
   void connect(const std::string& socket);
   void upgrade();
   std::size_t receive(std::span<char> space, bool begins);
+  // The message that the bytes complete, if they do; a ping is answered.
+  std::optional<std::string> took(std::size_t count);
   void write(std::string_view bytes);
   void checkStop() const;
 
@@ -80,6 +87,8 @@ class Connection {
   UniqueFd fd_;
   std::optional<std::stop_callback<Shutdown>> stopping_;
   TimePoint deadline_;
+  TimePoint lastBytes_;  // when some came
+  bool midMessage_ = false;
   std::int64_t nextID_ = 0;
   codex::FrameReader reader_;
 };

@@ -56,14 +56,29 @@ std::optional<std::string> titleOfRule(const Json& decision) {
   return std::nullopt;
 }
 
+// In the order of the buttons. Codex lists less than it takes: of a command it never lists "decline", with
+// which the turn goes on, nor "acceptForSession" beside "accept", and takes both. An empty list is believed.
 std::vector<Choice> decisions(const Json& params) {
-  const Json usual{"accept", "acceptForSession", "decline", "cancel"};
+  constexpr std::string_view kAllows[] = {"accept", "acceptForSession"};
+  constexpr std::string_view kRefuses[] = {"decline", "cancel"};
   const Json* const offered = json::member(params, "availableDecisions");
+  const bool listed = offered && offered->is_array();
   std::vector<Choice> choices;
-  for (const Json& decision : offered && offered->is_array() ? *offered : usual) {
-    auto title = decision.is_string() ? titleOfWord(decision.get<std::string>()) : titleOfRule(decision);
+  if (listed && offered->empty()) return choices;
+  const auto word = [&](std::string_view decision) {
+    const auto lists = [&](std::string_view one) {
+      return std::ranges::find(*offered, Json(one)) != offered->end();
+    };
+    const bool taken = decision == "decline" || (decision == "acceptForSession" && listed && lists("accept"));
+    if (!listed || taken || lists(decision))
+      choices.push_back(choice(*titleOfWord(std::string(decision)), {{"decision", decision}}));
+  };
+  for (const auto decision : kAllows) word(decision);
+  for (const Json& decision : listed ? *offered : Json::array()) {
+    auto title = decision.is_object() ? titleOfRule(decision) : std::nullopt;
     if (title) choices.push_back(choice(std::move(*title), {{"decision", decision}}));
   }
+  for (const auto decision : kRefuses) word(decision);
   return choices;
 }
 

@@ -1,6 +1,7 @@
 #include "Codex/CodexRequestController.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "Codex/CodexCard.h"
@@ -9,8 +10,17 @@ namespace ostrel {
 
 namespace {
 
-// Items of conversations that run for days; a card needs the last few.
-constexpr std::size_t kMostDetails = 1000;
+constexpr std::size_t kMostDetailBytes = 16'000'000;
+// Of what is on its way from the worker, which reads as fast as a server sends. What comes beyond it is not
+// shown; the terminal still asks.
+constexpr std::size_t kMostOnTheWay = 64'000'000;
+
+std::size_t sizeOf(const CodexRequestEvent& event) {
+  if (const auto* const item = std::get_if<codexevent::Item>(&event)) return item->bytes.size();
+  if (const auto* const received = std::get_if<codexevent::Received>(&event))
+    return received->request.payload.size();
+  return 0;
+}
 
 }  // namespace
 
@@ -24,8 +34,13 @@ void CodexRequestController::start(const std::string& socket) {
   alive_ = std::make_shared<bool>();
   worker_ = std::make_unique<CodexRequestWorker>(
       socket,
-      [this, &loop = loop_, weak = std::weak_ptr(alive_)](CodexRequestEvent event) {
-        loop.post([this, weak, event = std::move(event)] {
+      [this, &loop = loop_, weak = std::weak_ptr(alive_),
+       onTheWay = std::make_shared<std::atomic<std::size_t>>()](CodexRequestEvent event) {
+        const std::size_t size = sizeOf(event);
+        if (size > 0 && *onTheWay + size > kMostOnTheWay) return;
+        *onTheWay += size;
+        loop.post([this, weak, onTheWay, size, event = std::move(event)] {
+          *onTheWay -= size;
           if (!weak.expired()) receive(event);
         });
       },
@@ -41,12 +56,14 @@ void CodexRequestController::stop() {
   door_.reset();
   alive_.reset();
   worker_.reset();
+  wanted_.clear();
   runID_.clear();
   error_.set(std::nullopt);
   clear();
 }
 
 void CodexRequestController::watch(std::set<std::string> threads) {
+  wanted_ = threads;
   if (door_) door_->watch(std::move(threads));
 }
 
@@ -62,8 +79,9 @@ bool CodexRequestController::answer(const CodexRequest& request, std::string res
 }
 
 std::string CodexRequestController::status(const std::string& thread) const {
-  return connectedThreads_.get().contains(thread) ? "Connected · reply and review requests here"
-                                                  : "Connecting conversation controls…";
+  if (connectedThreads_.get().contains(thread)) return "Connected · reply and review requests here";
+  return wanted_.contains(thread) ? "Connecting conversation controls…"
+                                  : "Quiet · what Codex asks is shown here";
 }
 
 void CodexRequestController::receive(const CodexRequestEvent& event) {
@@ -97,6 +115,17 @@ void CodexRequestController::on(const codexevent::Resolved& event) {
   requests_.set(std::move(requests));
   setSent(event.key, false);
   setReplyError(event.key, std::nullopt);
+  dropDetails();
+}
+
+// What no open request is about.
+void CodexRequestController::dropDetails() {
+  if (details_.empty()) return;
+  std::set<std::string> needed;
+  for (const CodexRequest& request : *requests_) {
+    if (auto key = CodexCard::itemKey(request)) needed.insert(std::move(*key));
+  }
+  std::erase_if(details_, [&](const auto& entry) { return !needed.contains(entry.first); });
 }
 
 void CodexRequestController::on(const codexevent::Sent&) {
@@ -124,7 +153,7 @@ void CodexRequestController::on(const codexevent::Disconnected& event) {
     return true;
   });
   requests_.set(std::move(requests));
-  std::erase_if(details_, [&](const auto& entry) { return entry.first.starts_with(event.thread + ":"); });
+  dropDetails();
 }
 
 void CodexRequestController::on(const codexevent::Failed& event) {
@@ -135,13 +164,9 @@ void CodexRequestController::on(const codexevent::Failed& event) {
 
 void CodexRequestController::on(const codexevent::Item& event) {
   if (event.epoch != runID_) return;
-  if (details_.size() >= kMostDetails) {
-    std::set<std::string> needed;
-    for (const CodexRequest& request : *requests_) {
-      if (auto key = CodexCard::itemKey(request)) needed.insert(std::move(*key));
-    }
-    std::erase_if(details_, [&](const auto& entry) { return !needed.contains(entry.first); });
-  }
+  std::size_t bytes = event.bytes.size();
+  for (const auto& [key, detail] : details_) bytes += detail.size();
+  if (bytes > kMostDetailBytes) return;
   details_[event.thread + ":" + event.item] = event.bytes;
   detailsChanged_.notify();
 }

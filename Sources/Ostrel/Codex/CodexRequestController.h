@@ -50,7 +50,8 @@ class CodexRequestController {
   // Keys of requests whose answer is on its way.
   Published<std::set<std::string>>& sent() { return sent_; }
   Published<std::set<std::string>>& connectedThreads() { return connectedThreads_; }
-  // Commands and file changes as JSON, by thread id + ":" + item id (see `CodexCard::itemKey`).
+  // What the open requests are about: commands and file changes as JSON, by thread id + ":" + item id (see
+  // `CodexCard::itemKey`).
   const std::map<std::string, std::string>& details() const { return details_; }
   ChangeSignal& detailsChanged() { return detailsChanged_; }
   // Why there is no connection.
@@ -76,6 +77,7 @@ class CodexRequestController {
   void on(const codexevent::Failed& event);
   void on(const codexevent::Item& event);
   void clear();
+  void dropDetails();
   void setSent(const std::string& key, bool sent);
   void setReplyError(const std::string& key, std::optional<std::string> words);
   bool ofThisRun(const std::string& key) const { return key.starts_with(runID_ + ":"); }
@@ -83,6 +85,7 @@ class CodexRequestController {
   MainLoop& loop_;
   const CodexRequestWorker::Pace pace_;
   std::string runID_;
+  std::set<std::string> wanted_;
   Published<std::vector<CodexRequest>> requests_;
   Published<std::set<std::string>> sent_;
   Published<std::set<std::string>> connectedThreads_;

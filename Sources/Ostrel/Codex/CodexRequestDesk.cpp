@@ -1,7 +1,9 @@
 #include "Codex/CodexRequestDesk.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "Codex/CodexCard.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel {
@@ -10,6 +12,11 @@ namespace {
 
 // What a server can make us keep. A request beyond it is not shown; the terminal still asks.
 constexpr std::size_t kMostPendingBytes = 32'000'000;
+constexpr std::size_t kMostPending = 200;
+// Of running commands and file changes, of which the oldest go first: a card does without.
+constexpr std::size_t kMostItemBytes = 8'000'000;
+constexpr std::size_t kLargestItem = 2'000'000;
+constexpr std::size_t kMostItems = 1000;
 
 bool isShownItem(const Json& item) {
   const auto type = json::string(item, "type");
@@ -27,11 +34,13 @@ void CodexRequestDesk::joined(const std::string& thread) {
 void CodexRequestDesk::refused(const std::string& thread) {
   joining_.reset();
   resolveAll(thread, [](const CodexRequest&) { return true; });
+  forgetItems(thread, {});
 }
 
 void CodexRequestDesk::leave(const std::string& thread) {
   if (connected_.erase(thread)) emit_(codexevent::Disconnected{epoch_, thread});
   resolveAll(thread, [](const CodexRequest&) { return true; });
+  forgetItems(thread, {});
 }
 
 void CodexRequestDesk::turns(const std::string& thread, const Json& page) {
@@ -45,12 +54,40 @@ void CodexRequestDesk::turns(const std::string& thread, const Json& page) {
 }
 
 void CodexRequestDesk::item(const std::string& thread, const Json& item) {
-  const auto id = json::string(item, "id");
-  if (!id || !isShownItem(item)) return;
+  auto id = json::string(item, "id");
+  if (!id || !follows(thread) || !isShownItem(item)) return;
+  forgetItems(thread, id);
+  if (const auto status = json::string(item, "status"); status && status != "inProgress") return;
   Json shown = item;
   // Can be megabytes, and no card shows it.
   shown.erase("aggregatedOutput");
-  emit_(codexevent::Item{epoch_, thread, *id, json::dump(shown)});
+  std::string bytes = json::dump(shown);
+  if (bytes.size() > kLargestItem) return;
+  itemBytes_ += bytes.size();
+  items_.push_back({thread, std::move(*id), std::move(bytes)});
+  while (itemBytes_ > kMostItemBytes || items_.size() > kMostItems) {
+    itemBytes_ -= items_.front().bytes.size();
+    items_.pop_front();
+  }
+  const std::string subject = thread + ":" + items_.back().id;
+  const bool asked =
+      std::ranges::any_of(subjects_, [&](const auto& entry) { return entry.second == subject; });
+  if (asked) tellItem(subject);
+}
+
+void CodexRequestDesk::forgetItems(const std::string& thread, const std::optional<std::string>& id) {
+  std::erase_if(items_, [&](const Item& item) {
+    const bool gone = item.thread == thread && (!id || item.id == *id);
+    if (gone) itemBytes_ -= item.bytes.size();
+    return gone;
+  });
+}
+
+void CodexRequestDesk::tellItem(const std::string& subject) {
+  for (const Item& item : items_) {
+    if (subject == item.thread + ":" + item.id)
+      emit_(codexevent::Item{epoch_, item.thread, item.id, item.bytes});
+  }
 }
 
 void CodexRequestDesk::event(std::string bytes) {
@@ -97,15 +134,18 @@ void CodexRequestDesk::event(std::string bytes) {
 }
 
 void CodexRequestDesk::request(CodexRequest request) {
-  if (!connected_.contains(request.threadID) && joining_ != request.threadID) return;
+  if (!follows(request.threadID)) return;
   const std::string key = request.id();
   const auto known = pending_.find(key);
   if (known != pending_.end() && known->second == request) return;  // sent again to us
   const std::size_t freed = known == pending_.end() ? 0 : known->second.payload.size();
   if (pendingBytes_ - freed + request.payload.size() > kMostPendingBytes) return;
+  if (known == pending_.end() && pending_.size() >= kMostPending) return;
   pendingBytes_ += request.payload.size() - freed;
   pending_[key] = request;
-  emit_(codexevent::Received{std::move(request)});
+  emit_(codexevent::Received{request});
+  subjects_.erase(key);
+  if (auto subject = CodexCard::itemKey(request)) tellItem(subjects_[key] = std::move(*subject));
 }
 
 template <class Over>
@@ -116,6 +156,7 @@ void CodexRequestDesk::resolveAll(const std::string& thread, Over over) {
     std::string key = open->first;
     pendingBytes_ -= open->second.payload.size();
     pending_.erase(open);
+    subjects_.erase(key);
     answered_.erase(key);
     emit_(codexevent::Resolved{epoch_, thread, std::move(key)});
   }

@@ -2,6 +2,7 @@
 // were answered. Knows no socket and no clock; `CodexRequestWorker` feeds it, on its thread.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -38,7 +39,7 @@ struct Disconnected {  // the thread was left
 struct Failed {  // the answer was not sent
   std::string key, words;
 };
-struct Item {  // a command or a file change, as JSON without its output
+struct Item {  // a command or a file change that an open request is about, as JSON without its output
   std::string epoch, thread, item, bytes;
 };
 }  // namespace codexevent
@@ -58,10 +59,13 @@ class CodexRequestDesk {
   void joining(const std::string& thread) { joining_ = thread; }
   void joined(const std::string& thread);
   void refused(const std::string& thread);
-  // Nobody wants the thread any more. Its requests are over for us; the server hears nothing of it.
+  // Nobody wants the thread any more. Its requests are over for us; the caller tells the server.
   void leave(const std::string& thread);
   // The items of a page of turns, for the cards of requests that refer to them.
   void turns(const std::string& thread, const Json& page);
+
+  // Of items and requests.
+  std::size_t keptBytes() const { return itemBytes_ + pendingBytes_; }
 
   // A message that is no response to a call.
   void event(std::string bytes);
@@ -73,8 +77,17 @@ class CodexRequestDesk {
                                     const std::set<std::string>& desired);
 
  private:
+  // What a joined thread does at the moment, until a request about it comes.
+  struct Item {
+    std::string thread, id, bytes;
+  };
+
   void request(CodexRequest request);
   void item(const std::string& thread, const Json& item);
+  // One item of a thread, or all of them.
+  void forgetItems(const std::string& thread, const std::optional<std::string>& id);
+  void tellItem(const std::string& subject);
+  bool follows(const std::string& thread) const { return connected_.contains(thread) || joining_ == thread; }
   template <class Over>
   void resolveAll(const std::string& thread, Over over);
 
@@ -84,7 +97,10 @@ class CodexRequestDesk {
   std::optional<std::string> joining_;
   std::map<std::string, CodexRequest> pending_;  // by key
   std::size_t pendingBytes_ = 0;                 // of their payloads
+  std::map<std::string, std::string> subjects_;  // what they are about (`CodexCard::itemKey`), by key
   std::set<std::string> answered_;               // keys, all pending
+  std::deque<Item> items_;                       // oldest first
+  std::size_t itemBytes_ = 0;
 };
 
 }  // namespace ostrel

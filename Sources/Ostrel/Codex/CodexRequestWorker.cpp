@@ -19,10 +19,17 @@ constexpr int kMostMessagesAtOnce = 100;
 
 TimePoint now() { return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now()); }
 
+// For `poll`; -1 is for ever.
 int millisecondsUntil(TimePoint until) {
+  if (until == TimePoint::max()) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now()).count();
-  return static_cast<int>(std::max<std::int64_t>(left, 0));
+  return static_cast<int>(std::clamp<std::int64_t>(left, 0, 3'600'000));
 }
+
+// What can't be joined yet is mostly a thread in its first turn, whose file comes in a moment.
+constexpr Duration kFirstLook = std::chrono::milliseconds(50);
+// While a message has come in part.
+constexpr Duration kPartLook = std::chrono::milliseconds(500);
 
 }  // namespace
 
@@ -77,6 +84,10 @@ void CodexRequestWorker::ring() {
 
 void CodexRequestWorker::run() {
   while (!stopping_.stop_requested()) {
+    if (desired().empty()) {
+      waitForWork(-1, TimePoint::max());
+      continue;
+    }
     try {
       serve(randomUuid());
     } catch (const Cancelled&) {
@@ -99,13 +110,30 @@ void CodexRequestWorker::serve(const std::string& epoch) {
   CodexRequestDesk desk(epoch, emit_);
   connection.onEvent = [&desk](std::string bytes) { desk.event(std::move(bytes)); };
   TimePoint nextSync = now();
+  Duration look = kFirstLook;
+  TimePoint end = TimePoint::max();  // when nobody has wanted a thread for long enough
   while (!stopping_.stop_requested()) {
     if (now() >= nextSync) {
-      nextSync = now() + pace_.sync;
       sync(connection, desk);
+      const std::set<std::string> wanted = desired();
+      const bool complete = std::ranges::includes(desk.connected(), wanted);
+      nextSync = complete ? TimePoint::max() : now() + std::min(look, pace_.sync);
+      look = std::min(2 * look, pace_.sync);
+      if (!wanted.empty()) {
+        end = TimePoint::max();
+      } else if (end == TimePoint::max()) {
+        end = now() + pace_.linger;
+      }
     }
-    if (waitForWork(connection.fd(), nextSync)) receive(connection, desk);
+    if (now() >= end) return;
+    TimePoint until = std::min(nextSync, end);
+    if (connection.midMessage()) until = std::min(until, now() + kPartLook);
+    const Ready ready = waitForWork(connection.fd(), until);
+    if (ready.connection || connection.midMessage()) receive(connection, desk);
+    if (!ready.mail) continue;
     answer(connection, desk);
+    nextSync = now();
+    look = kFirstLook;
   }
 }
 
@@ -120,7 +148,17 @@ void CodexRequestWorker::sync(CodexLocalServer::Connection& connection, CodexReq
   for (const std::string& thread : targets) join(connection, desk, thread);
   std::vector<std::string> unwanted;
   std::ranges::set_difference(desk.connected(), wanted, std::back_inserter(unwanted));
-  for (const std::string& thread : unwanted) desk.leave(thread);
+  for (const std::string& thread : unwanted) leave(connection, desk, thread);
+}
+
+void CodexRequestWorker::leave(CodexLocalServer::Connection& connection, CodexRequestDesk& desk,
+                               const std::string& thread) {
+  desk.leave(thread);
+  try {
+    connection.call("thread/unsubscribe", {{"threadId", thread}});
+  } catch (const CodexLocalServer::Refusal&) {
+    // It has gone by itself.
+  }
 }
 
 void CodexRequestWorker::join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk,
@@ -154,21 +192,21 @@ void CodexRequestWorker::join(CodexLocalServer::Connection& connection, CodexReq
   }
 }
 
-// Whether the connection has something to say.
-bool CodexRequestWorker::waitForWork(int connection, TimePoint until) {
+CodexRequestWorker::Ready CodexRequestWorker::waitForWork(int connection, TimePoint until) {
   pollfd ready[2] = {{connection, POLLIN, 0}, {wakeReader_.get(), POLLIN, 0}};
-  if (::poll(ready, 2, millisecondsUntil(until)) <= 0) return false;
+  // Without a pipe the mailbox is looked into each second.
+  if (!wakeReader_) until = std::min(until, now() + std::chrono::seconds(1));
+  if (::poll(ready, 2, millisecondsUntil(until)) <= 0) return {.mail = !wakeReader_};
   char bytes[64];
   while (ready[1].revents != 0 && ::read(wakeReader_.get(), bytes, sizeof bytes) > 0) continue;
-  return ready[0].revents != 0;
+  return {ready[0].revents != 0, ready[1].revents != 0 || !wakeReader_};
 }
 
 void CodexRequestWorker::receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
   for (int count = 0; count < kMostMessagesAtOnce; ++count) {
-    connection.renewDeadline();
-    desk.event(connection.message());
-    pollfd ready{connection.fd(), POLLIN, 0};
-    if (::poll(&ready, 1, 0) <= 0) return;
+    auto message = connection.arrived();
+    if (!message) return;
+    desk.event(std::move(*message));
   }
 }
 

@@ -1,5 +1,7 @@
 // The thread that holds the connection on which Codex asks: joins the wanted threads, receives their
-// requests, writes the answers. One for each run of the program, owned by `CodexRequestController`.
+// requests, writes the answers, leaves threads that are not wanted any more, so that the server can unload
+// them. There is a connection only while a thread is wanted and for a moment after; otherwise nothing runs.
+// One for each run of the program, owned by `CodexRequestController`.
 //
 // It meets its owner in a mailbox under one lock; a byte in a pipe says that something lies there. A
 // connection that fails is made again 2 seconds later, for as long as the worker runs; each one is a run with
@@ -23,8 +25,9 @@ namespace ostrel {
 class CodexRequestWorker {
  public:
   struct Pace {
-    Duration sync = std::chrono::seconds(1);   // between looks at what is not joined yet
-    Duration retry = std::chrono::seconds(2);  // from a failure to the next connection
+    Duration sync = std::chrono::seconds(1);     // between looks at what is not joined yet, at most
+    Duration retry = std::chrono::seconds(2);    // from a failure to the next connection
+    Duration linger = std::chrono::seconds(30);  // of the connection when no thread is wanted
     CodexLocalServer::Limits limits;
   };
 
@@ -52,8 +55,13 @@ class CodexRequestWorker {
   void run();
   void serve(const std::string& epoch);
   void sync(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
+  void leave(CodexLocalServer::Connection& connection, CodexRequestDesk& desk, const std::string& thread);
   void join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk, const std::string& thread);
-  bool waitForWork(int connection, TimePoint until);
+  struct Ready {
+    bool connection = false;  // has something to say
+    bool mail = false;
+  };
+  Ready waitForWork(int connection, TimePoint until);
   void receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
   void answer(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
   void pause();

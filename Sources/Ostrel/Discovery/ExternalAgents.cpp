@@ -41,6 +41,21 @@ bool isConversation(const std::vector<std::string>& words, std::string_view tty)
   return tty != "??" || (words.size() > 1 && words[1] == "exec");
 }
 
+WallTime started(const ScanTable::Entry& entry) {
+  return entry.startSeconds ? WallTime(std::chrono::seconds(*entry.startSeconds))
+                            : ExternalAgents::startDate(entry.process.started);
+}
+
+// "codex resume ID"
+std::vector<std::string> resumedThreads(const std::vector<std::string>& arguments) {
+  std::vector<std::string> ids;
+  if (std::ranges::find(arguments, "resume") == arguments.end()) return ids;
+  for (const std::string& argument : arguments) {
+    if (auto id = text::canonicalUuid(argument)) ids.push_back(std::move(*id));
+  }
+  return ids;
+}
+
 // Calls `visit` with each ancestor that `find` knows, nearest first, until it returns true; whether one did.
 template <class Find, class Visit>
 bool anyAncestor(const ExternalProcess& process, Find find, Visit visit) {
@@ -76,7 +91,24 @@ std::vector<HerdrAgent> ExternalAgents::scan(std::stop_token stop) {
   std::erase_if(agents, [this](const HerdrAgent& agent) {
     return !sources_.processes.alive(static_cast<std::int32_t>(agent.externalProcess->pid));
   });
+  findCodexClients(agents);
   return agents;
+}
+
+// A Codex terminal that has joined the app server holds no conversation's file open.
+void ExternalAgents::findCodexClients(std::vector<HerdrAgent>& agents) {
+  std::vector<std::int32_t> pids;
+  for (const HerdrAgent& agent : agents) {
+    if (agent.codexTie && !agent.transcriptReference)
+      pids.push_back(static_cast<std::int32_t>(agent.externalProcess->pid));
+  }
+  if (pids.empty() || !sources_.sockets) return;
+  const auto clients = sources_.sockets->clients(sources_.codexSocket, pids);
+  if (!clients) return;
+  for (HerdrAgent& agent : agents) {
+    if (agent.codexTie && !agent.transcriptReference)
+      agent.codexTie->client = clients->contains(static_cast<std::int32_t>(agent.externalProcess->pid));
+  }
 }
 
 ScanTable ExternalAgents::table(const std::stop_token& stop) {
@@ -94,7 +126,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   const ExternalProcess& process = entry.process;
   const auto pid = static_cast<std::int32_t>(process.pid);
   const std::string provider(*process.provider());
-  if (!isConversation(words(sources_.processes.argumentList(pid)), process.tty)) return std::nullopt;
+  const std::vector<std::string> arguments = words(sources_.processes.argumentList(pid));
+  if (!isConversation(arguments, process.tty)) return std::nullopt;
 
   const auto own = [&table](std::int64_t ancestor) { return table.findOwn(ancestor); };
   // A child of an agent is not a second agent, while a Claude that a Codex started is.
@@ -120,6 +153,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.session = "external";
   agent.provider = provider;
   agent.context = std::move(files.folder);
+  if (provider == "codex" && process.tty != "??")
+    agent.codexTie = CodexTie{started(entry), std::nullopt, resumedThreads(arguments)};
   tie(agent, entry, files.transcripts);
 
   auto title = sources_.titles.linkedTitle(agent.transcriptReference, agent.transcriptKind, provider,
@@ -175,10 +210,16 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
     agent.transcriptKind = "path";
     agent.transcriptReference = *paths.begin();
   }
+  if (agent.provider == "codex" && agent.transcriptReference && sources_.rollouts) {
+    // A run without a terminal has nobody to ask.
+    if (auto turn = sources_.rollouts->look(*agent.transcriptReference, agent.codexTie.has_value())) {
+      agent.tellsState = true;
+      agent.state = std::move(turn->state);
+      agent.since = turn->since;
+    }
+  }
   if (agent.provider != "claude") return;
-  const WallTime started = entry.startSeconds ? WallTime(std::chrono::seconds(*entry.startSeconds))
-                                              : startDate(entry.process.started);
-  auto session = sessions_.session(entry.process.pid, started);
+  auto session = sessions_.session(entry.process.pid, started(entry));
   if (!session) return;
   agent.transcriptKind = "id";
   agent.transcriptReference = std::move(session->id);

@@ -17,10 +17,12 @@
 #include "Agents/HerdrAgent.h"
 #include "Conversations/ConversationTitle.h"
 #include "Discovery/ClaudeSessions.h"
+#include "Discovery/CodexRollout.h"
 #include "Discovery/ScanTable.h"
 #include "Platform/Environment.h"
 #include "Platform/HostApplications.h"
 #include "Platform/Processes.h"
+#include "Platform/SocketClients.h"
 
 namespace ostrel {
 
@@ -37,6 +39,11 @@ class ExternalAgents {
     std::function<std::string(const std::vector<std::string>& arguments, std::stop_token stop)> runPs{};
     // Gets the one line of a scan under "--check-discovery-live".
     std::function<void(std::string_view)> announce{};
+    // Tells which Codex terminals are clients of the app server at `codexSocket`; null where none can be.
+    SocketClients* sockets = nullptr;
+    std::string codexSocket{};
+    // Reads what a Codex without an app server does; null: it is not known.
+    CodexRollouts* rollouts = nullptr;
   };
   explicit ExternalAgents(Sources sources);
 
@@ -68,6 +75,7 @@ class ExternalAgents {
   std::optional<HerdrAgent> agent(ScanTable& table, const ScanTable::Entry& entry, Hosts& hosts);
   std::optional<std::string> hostApp(ScanTable& table, const ExternalProcess& process, Hosts& hosts);
   std::optional<std::string> hostOf(const ExternalProcess& ancestor);
+  void findCodexClients(std::vector<HerdrAgent>& agents);
   void tie(HerdrAgent& agent, const ScanTable::Entry& entry, const std::vector<std::string>& candidates);
 
   Sources sources_;
