@@ -115,13 +115,16 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.session = "external";
   agent.provider = provider;
   agent.context = std::move(files.folder);
+  // A control character was taken for a "?" there.
+  if (agent.context.contains('?')) agent.context = sources_.processes.workingFolder(pid);
   tie(agent, entry, files.transcripts);
 
   auto title = sources_.titles.linkedTitle(agent.transcriptReference, agent.transcriptKind, provider,
                                            std::chrono::steady_clock::now());
   const std::string_view project =
       agent.context.starts_with('/') ? text::lastPathComponent(agent.context) : std::string_view(process.tty);
-  agent.title = title ? std::move(*title) : fmt::format("{} · {}", text::capitalizedFirst(provider), project);
+  agent.title =
+      title ? std::move(*title) : fmt::format("{} · {}", text::capitalizedFirst(provider), oneLine(project));
   if (!agent.since && agent.transcriptKind == "path") {
     if (const auto status = files::status(*agent.transcriptReference)) agent.since = status->modified;
   }
@@ -173,7 +176,9 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
   if (agent.provider != "claude") return;
   const WallTime started = entry.startSeconds ? WallTime(std::chrono::seconds(*entry.startSeconds))
                                               : startDate(entry.process.started);
-  auto session = sessions_.session(entry.process.pid, started);
+  const auto pid = static_cast<std::int32_t>(entry.process.pid);
+  auto session = sessions_.session({pid, started, entry.startTicks},
+                                   [this, pid] { return sources_.processes.innerPids(pid); });
   if (!session) return;
   agent.transcriptKind = "id";
   agent.transcriptReference = std::move(session->id);

@@ -36,6 +36,8 @@ class NativeProcesses : public Processes {
   std::string startString(std::int64_t seconds) override;
   std::vector<std::string> argumentList(std::int32_t pid) override;
   std::string openFiles(std::int32_t pid) override;
+  std::string workingFolder(std::int32_t pid) override;
+  std::vector<std::int32_t> innerPids(std::int32_t pid) override;
   std::string executablePath(std::int32_t pid) override;
   bool alive(std::int32_t pid) override;
   bool traced(std::int32_t pid) override;
