@@ -67,5 +67,36 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   EXPECT_TRUE(client.permissions().listening());
 }
 
+TEST(ListProblems, WhatHindersThePermissionHookIsSaid) {
+  const TemporaryFolder home;
+  home.write(".claude/settings.json", "{ not JSON");
+  VirtualLoop loop;
+  BackgroundPool pool;
+  NoExits exits;
+  NoFiles files;
+  NoServers servers;
+  MemoryPreferences preferences;
+  ClaudePermissions permissions{{{}, home.path(), {}}, "/o", preferences};
+  HookFollower hook({loop, pool, files}, permissions, preferences, home.path() / "preferences");
+  HerdrClient client({loop, pool, exits, files, preferences, servers},
+                     {.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
+                      .claudeSessions = home.path(),
+                      .herdr = {.run = {},
+                                .request = {},
+                                .events = {},
+                                .find = [] { return std::nullopt; },
+                                .isExecutable = [](const auto&) { return false; }},
+                      .toolEnvironment = {},
+                      .permissionSocket = home.path() / "p.sock",
+                      .hook = &hook});
+  client.startDiscovery();
+  ASSERT_EQ(listProblems(client).size(), 1U);
+  EXPECT_TRUE(listProblems(client)[0].starts_with("The permission hook could not be put in."));
+  EXPECT_TRUE(client.permissions().listening()) << "a hook that somebody put in elsewhere is answered";
+  preferences.set(ClaudePermissions::kOffKey, true);
+  permissions.seen(permissions.look());
+  EXPECT_TRUE(listProblems(client).empty() && !client.permissions().listening());
+}
+
 }  // namespace
 }  // namespace ostrel

@@ -20,11 +20,12 @@ TEST(ProviderConnections, ReadTheAnswersOfTheTools) {
   EXPECT_EQ(codex(0, "Logged in using ChatGPT\n"), subscription);
   EXPECT_EQ(codex(0, "API key configured - sk-x\n"), otherAccount);
   EXPECT_EQ(codex(1, "Not logged in to ChatGPT\n"), disconnected);
-  const auto claude = ProviderConnections::ofClaude;
+  const auto claude = [](std::string_view output) { return ProviderConnections::ofClaude(0, output); };
   EXPECT_EQ(claude("(node) a warning\n{\"loggedIn\":true,\"authMethod\":\"Claude.ai\"}\n"), subscription);
   EXPECT_EQ(claude(R"({"loggedIn":true})"), otherAccount);
   EXPECT_EQ(claude(R"({"loggedIn":"true","authMethod":"oauth"})"), disconnected);
   EXPECT_EQ(claude("} logged in {"), disconnected);
+  EXPECT_EQ(ProviderConnections::ofClaude(1, R"({"loggedIn":true,"authMethod":"Claude.ai"})"), disconnected);
 }
 
 TEST(ConnectionsPage, SaysWhatCanBeDone) {
@@ -108,6 +109,21 @@ TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
     ASSERT_TRUE(reaches(otherAccount, 1 + i));
   }
   EXPECT_FALSE(loop_.nextTimer());
+}
+
+TEST_F(ProviderConnectionsTest, ClaudesAnswerIsWhatItPrintsAndHowItEnds) {
+  const auto claude = [&](const std::string& end) {
+    const std::string script =
+        "#!/bin/sh\necho '{\"loggedIn\":true,\"authMethod\":\"claude.ai\"}'\n"
+        "echo 'could not read {settings}' >&2\n" +
+        end;
+    fs::permissions(folder_.write("bin/claude", script), fs::perms::owner_all);
+    connections_.refreshConnections();
+    EXPECT_TRUE(loop_.waitUntil([&] { return connections_.idle(); }));
+    return connections_.connections->at(AgentProvider::claude);
+  };
+  EXPECT_EQ(claude("exit 0"), subscription);
+  EXPECT_EQ(claude("exit 1"), disconnected);
 }
 
 TEST_F(ProviderConnectionsTest, HerdrIsLookedForAtMostOnceInSomeSeconds) {
