@@ -109,6 +109,34 @@ TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
             "z p2 1 far away ");
 }
 
+TEST_F(AgentInventoryTest, ARowIsAsUrgentAsTheMostUrgentOfItsConversation) {
+  const auto in = [](HerdrAgent agent, const char* state, std::optional<int> since = {}) {
+    agent.state = state;
+    if (since) agent.since = WallTime(std::chrono::seconds(*since));
+    return agent;
+  };
+  const HerdrAgent one = record("external", "1", kFirst);
+  const HerdrAgent two = record("external", "2", kFirst);
+  const auto shown = [&](const Records& herdr, const Records& external) {
+    const Inventory& list = merged(herdr, external);
+    EXPECT_EQ(list.all.size(), 1U);
+    const auto& since = list.all[0].since;
+    return fmt::format("{} {} {}", list.all[0].paneID, list.all[0].state,
+                       since ? since->time_since_epoch() / std::chrono::seconds(1) : -1);
+  };
+  EXPECT_EQ(shown({}, {in(one, "idle", 5), in(two, "blocked", 9)}), "1 blocked 9");
+  const AgentList::Entry raised = inventory_.merged().all.entries()[0];
+  EXPECT_EQ(shown({}, {in(one, "idle", 5), in(two, "blocked", 9)}), "1 blocked 9");
+  EXPECT_EQ(inventory_.merged().all.entries()[0], raised) << "a record that stays is shared";
+  EXPECT_EQ(shown({}, {in(one, "working", 5), in(two, "idle", 9)}), "1 working 5");
+  EXPECT_EQ(shown({}, {in(one, "idle", 5), in(two, "idle", 9)}), "1 idle 9") << "fell quiet last";
+  EXPECT_EQ(shown({}, {in(one, "idle", 5), in(two, "unknown", 9)}), "1 idle 5");
+  // A pane and the process in it; what has no time of its own takes none from one that is as urgent.
+  const HerdrAgent pane = record("default", "p", path(kFirst));
+  EXPECT_EQ(shown({in(pane, "idle")}, {owned(in(one, "idle", 5)), in(two, "unknown")}), "p idle -1");
+  EXPECT_EQ(shown({in(pane, "done")}, {owned(in(one, "blocked", 5))}), "p blocked 5");
+}
+
 TEST_F(AgentInventoryTest, AThreadStandsForItsPaneAndIsPrimaryWhereSomethingLinksIt) {
   HerdrAgent pane = codex("default", "p1", path(kFirst));
   pane.title = "from the terminal";
@@ -145,6 +173,7 @@ TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
     HerdrAgent agent =
         record(sessions[source], fmt::format("{}", any(20)), conversation(), any(2) ? "claude" : "codex");
     if (any(4) == 0) agent = owned(agent);
+    agent.state = std::array{"blocked", "idle", "unknown"}[any(3)];
     if (source == 2) agent = thread(conversation().value_or(kFirst));
     if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
     const auto at = list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));

@@ -25,17 +25,17 @@ class Conversations {
     while (slots_.size() < most * 2) slots_.resize(slots_.size() * 2);
   }
 
-  // False when it is in the set already.
-  bool insert(const ListedAgent& listed) {
+  // The record that is in the set for the same conversation already; null when this one is now.
+  const ListedAgent* insert(const ListedAgent& listed) {
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t at = std::hash<std::string_view>()(*listed.conversation) & mask;; at = (at + 1) & mask) {
       if (!slots_[at]) {
         slots_[at] = &listed;
-        return true;
+        return nullptr;
       }
       if (*slots_[at]->conversation == *listed.conversation &&
           sameProvider(slots_[at]->agent.provider, listed.agent.provider))
-        return false;
+        return slots_[at];
     }
   }
 
@@ -50,6 +50,20 @@ class Conversations {
 // A thread that works or waits is shown, and so is one that has done so before our eyes: it has finished.
 bool hasWorked(const HerdrAgent& thread) {
   return thread.state == "working" || thread.state == "blocked" || thread.since;
+}
+
+int urgency(std::string_view state) {
+  if (state == "blocked") return 4;
+  if (state == "working") return 3;
+  if (state == "done") return 2;
+  return state == "idle" ? 1 : 0;
+}
+
+// A terminal that is not shown may be the one that asks: its state counts for the row.
+void raise(HerdrAgent& shown, const HerdrAgent& hidden) {
+  const int more = urgency(hidden.state) - urgency(shown.state);
+  if (more > 0) shown.state = hidden.state;
+  if (more > 0 || (more == 0 && shown.since && hidden.since > shown.since)) shown.since = hidden.since;
 }
 
 constexpr auto kByID = [](const Entry& one, const Entry& other) { return one->id < other->id; };
@@ -227,6 +241,19 @@ AgentInventory::Entries AgentInventory::managed() {
   return result;
 }
 
+// The record as the list shows it. What the last merge made is used again where it is the same.
+AgentList::Entry AgentInventory::withHidden(const Entry& entry, const Hidden& hidden) {
+  const auto [begin, end] = hidden.equal_range(entry.get());
+  if (begin == end) return entry;
+  HerdrAgent agent = entry->agent;
+  for (auto each = begin; each != end; ++each) raise(agent, each->second->agent);
+  if (agent == entry->agent) return entry;
+  Entry& raised = raised_[entry->id];
+  if (!raised || raised->agent != agent || raised->conversation != entry->conversation)
+    raised = std::make_shared<ListedAgent>(std::move(agent), entry->conversation);
+  return raised;
+}
+
 void AgentInventory::merge() {
   for (Records& records : records_) {
     if (records.reported) takeOver(records);
@@ -236,7 +263,14 @@ void AgentInventory::merge() {
   Entries inside = managed();
   const Records& external = of(Source::external);
   Conversations known(inside.size() + external.sorted.size());
-  std::erase_if(inside, [&](const Entry& entry) { return entry->conversation && !known.insert(*entry); });
+  Hidden hidden;
+  // False where another record shows the conversation. Codex's server knows the state of its threads itself.
+  const auto isShown = [&](const ListedAgent& listed) {
+    const ListedAgent* const shown = known.insert(listed);
+    if (shown && listed.agent.knownProvider() == AgentProvider::claude) hidden.emplace(shown, &listed);
+    return !shown;
+  };
+  std::erase_if(inside, [&](const Entry& entry) { return entry->conversation && !isShown(*entry); });
 
   // Of two processes on one conversation, that outside Herdr is shown; a process under Herdr without a
   // conversation of its own is shown by its pane already.
@@ -245,7 +279,7 @@ void AgentInventory::merge() {
     for (std::size_t i = 0; i < kept.size(); ++i) {
       const ListedAgent& listed = *external.listed[external.sorted[i]];
       if (runsInPane(listed.agent) != owned || tied_[external.sorted[i]]) continue;
-      kept[i] = listed.conversation ? known.insert(listed) : !owned;
+      kept[i] = listed.conversation ? isShown(listed) : !owned;
     }
   }
 
@@ -254,7 +288,8 @@ void AgentInventory::merge() {
   const std::size_t most = inside.size() + kept.size() + remote.size();
   result.all.reserve(most);
   result.primary.reserve(most);
-  const auto add = [&](const Entry& entry) {
+  const auto add = [&](const Entry& source) {
+    const Entry entry = withHidden(source, hidden);
     const bool codexLive = entry->agent.isCodexLive();
     const auto thread = codexLive ? threadsByID_.find(entry->agent.paneID) : threadsByID_.end();
     const Thread known = thread == threadsByID_.end() ? Thread() : threads_[thread->second];
@@ -277,6 +312,7 @@ void AgentInventory::merge() {
   }
   while (next != inside.end()) addOnce(*next++);
   for (const Entry& entry : remote) add(entry);
+  std::erase_if(raised_, [](const auto& each) { return each.second.use_count() == 1; });  // not in any list
   merged_ = std::move(result);
 }
 

@@ -1,5 +1,6 @@
 // The answer to what an "agent" on screen is: four sources report agents, and one conversation may show up in
-// several of them; this is the one list without repeats. Main thread only.
+// several of them; this is the one list without repeats. A Claude Code conversation that is open in several
+// places shows the most urgent of their states. Main thread only.
 //
 // Sources are handed over whole when they change; a merge runs when the list is next asked for. Each source
 // keeps its records shared and sorted, so that a merge copies no record and derives nothing anew but for
@@ -55,6 +56,8 @@ class AgentInventory {
     std::vector<std::uint32_t> sorted;
   };
   using Entries = std::vector<AgentList::Entry>;
+  // Records that are not in the list, by the one that shows their conversation.
+  using Hidden = std::unordered_multimap<const ListedAgent*, const ListedAgent*>;
 
   Records& of(Source source) { return records_[static_cast<std::size_t>(source)]; }
   void takeOver(Records& records);
@@ -64,6 +67,7 @@ class AgentInventory {
   void matchTerminals();
   Entries managed();
   AgentList::Entry shownThread(std::uint32_t index) const;
+  AgentList::Entry withHidden(const AgentList::Entry& entry, const Hidden& hidden);
   void merge();
 
   static constexpr std::uint32_t kNone = UINT32_MAX;
@@ -80,6 +84,7 @@ class AgentInventory {
   std::unordered_map<std::string_view, std::uint32_t> threadsByID_;  // views of the records' texts
   std::vector<Thread> threads_;                                      // by index of the Codex records
   std::vector<bool> tied_;  // by index of the external records: a thread stands for it
+  std::unordered_map<std::string, AgentList::Entry> raised_;  // made by `withHidden`, by id
   std::optional<Inventory> merged_;
 };
 

@@ -1,5 +1,6 @@
 #include "Client/HerdrClient.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Client/AgentLabels.h"
@@ -187,7 +188,12 @@ void HerdrClient::reconcilePermissions() {
     const std::string conversation = text::lowercase(session);
     for (const auto& listed : inventory().all.entries()) {
       if (listed->conversation != conversation) continue;
-      return Seen{listed->agent.state, listed->agent.isExternal() ? local_.scannedAt() : loop_.now()};
+      // The row's state is that of all who have the conversation open, processes behind a pane too.
+      const bool scanned = listed->agent.isExternal() ||
+                           std::ranges::any_of(*local_.agents(), [&](const HerdrAgent& agent) {
+                             return linkedConversation(agent, preferences_) == conversation;
+                           });
+      return Seen{listed->agent.state, scanned ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;
   });
