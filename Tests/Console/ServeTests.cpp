@@ -5,7 +5,7 @@
 #include "Peers/Serving.h"
 #include "Runtime/Files.h"
 #include "Support/Eventually.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/HookHome.h"
 
 namespace ostrel {
 namespace {
@@ -68,25 +68,6 @@ TEST(Serve, ShowsAPaneTakesOperationsAndAnswersWhatItCannotDo) {
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.errors, "");
 }
-
-// A home in which hooks find a serving program, and nothing of this machine's is touched.
-struct HookHome {
-  TemporaryFolder home;
-  ChildProcess::Variables variables = {{"HOME", home.path().string()},
-                                       {"PATH", "/usr/bin:/bin"},
-                                       {"CLAUDE_CONFIG_DIR", (home.path() / "claude").string()}};
-
-  int asked = 0;
-
-  // A hook of Claude Code that asks this.
-  std::unique_ptr<ChildProcess> ask(const Json& question) {
-    const auto file = home.write("question-" + std::to_string(++asked), json::dump(question));
-    return std::make_unique<ChildProcess>(
-        std::vector<std::string>{"/bin/sh", "-c", "'" OSTREL_BIN_DIR "/Ostrel' --permission-hook < \"$0\"",
-                                 file.string()},
-        variables);
-  }
-};
 
 // What a script may answer is what a card offers, and what is refused is refused with words and leaves the
 // request open.

@@ -245,6 +245,36 @@ TEST_F(ExternalAgentsTest, BelievesASessionFileOfThisVeryProcess) {
   EXPECT_EQ(found[0].since, WallTime(std::chrono::seconds(5)));
 }
 
+// The path as it is, for whoever goes there; the title is one line.
+TEST_F(ExternalAgentsTest, AFolderKeepsItsRealPath) {
+  agent({.pid = 20, .comm = "claude", .folder = "/w/two\nlines"});
+  agent({.pid = 21, .comm = "claude", .folder = "/w/really?"});
+  const auto found = scan();
+  EXPECT_EQ(found.at(0).context, "/w/two\nlines");
+  EXPECT_EQ(found.at(0).title, "Claude · two?lines");
+  EXPECT_EQ(found.at(1).context, "/w/really?");
+}
+
+// The file tells the very process where it can: by its start in ticks, by its pid in a namespace.
+TEST_F(ExternalAgentsTest, ASessionFileIsToldByTheStartOfItsProcess) {
+  const auto file = [&](int pid, std::string_view start, double startedAt, std::string_view more) {
+    home_.write(fmt::format(".claude/sessions/{}.json", pid),
+                fmt::format(R"({{"pid":{},"sessionId":"{}","startedAt":{},"procStart":"{}"{}}})", pid, kFirst,
+                            startedAt, start, more));
+  };
+  const double start = (static_cast<double>(ProcFolder::kBootTime) + 1) * 1000;
+  for (const int pid : {20, 21, 22, 23, 24}) agent({.pid = pid, .comm = "claude"});
+  file(20, "100", start + 60'000, R"(,"status":"busy")");  // ready late, on a busy machine
+  file(21, "101", start, R"(,"status":"busy")");           // of an earlier process
+  file(7, "100", 0, R"(,"status":"waiting")");
+  proc_.status(22, "Name:\tclaude\nNSpid:\t22\t300\t7\nThreads:\t1\n");
+  file(23, "100", start, R"(,"entrypoint":"sdk-cli")");  // prints
+  file(24, "100", start, R"(,"entrypoint":"cli")");
+  std::string states;
+  for (const auto& agent : scan()) states += agent.state + " " + agent.transcriptKind.value_or("none") + "; ";
+  EXPECT_EQ(states, "working id; unknown none; blocked id; working id; unknown id; ");
+}
+
 TEST_F(ExternalAgentsTest, FallsBackOnPsAndSaysWhenThatFailsToo) {
   agent({.pid = 20, .comm = "claude"});
   const auto usual = scan();

@@ -38,6 +38,10 @@ void ProcFolder::put(const Process& process) {
     link(process.files[i], fs::path("fd") / std::to_string(i + 3));
 }
 
+void ProcFolder::status(int pid, std::string_view text) {
+  folder_.write(std::filesystem::path(std::to_string(pid)) / "status", text);
+}
+
 void ProcFolder::remove(int pid) { fs::remove_all(folder_.path() / std::to_string(pid)); }
 
 }  // namespace ostrel

@@ -34,6 +34,8 @@ class ProcFolder {
   // Makes the process; one of the same pid is rewritten in place, as an exec or a new parent does.
   void put(const Process& process);
   void remove(int pid);
+  // What the process's "status" says.
+  void status(int pid, std::string_view text);
 
  private:
   TemporaryFolder folder_;

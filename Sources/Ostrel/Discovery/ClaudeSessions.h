@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Runtime/MainLoop.h"
 
@@ -19,18 +21,30 @@ struct ClaudeSession {
   bool operator==(const ClaudeSession&) const = default;
 };
 
-// What the bytes of a session file say of the process `pid` that started at `started`. Nothing when they are
-// no session of that very process: a file outlives a killed process, whose pid may be another's by now.
-std::optional<ClaudeSession> parseClaudeSession(std::string_view bytes, std::int64_t pid, WallTime started);
+// A process as its session file names it.
+struct ClaudeProcess {
+  std::int64_t pid = 0;
+  WallTime started;
+  std::optional<std::uint64_t> startTicks{};  // since boot, where the kernel told it
+};
+
+// What the bytes of a session file say of `process`. Nothing when they are no session of that very process: a
+// file outlives a killed process, whose pid may be another's by now.
+std::optional<ClaudeSession> parseClaudeSession(std::string_view bytes, const ClaudeProcess& process);
 
 class ClaudeSessions {
  public:
   explicit ClaudeSessions(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  // Reads the process's file; nothing when there is none that fits. Blocks; any thread.
-  std::optional<ClaudeSession> session(std::int64_t pid, WallTime started) const;
+  // Reads the process's file; nothing when there is none that fits. `innerPids` tells the pids by which the
+  // process may know itself, in namespaces within ours; it is asked where no file bears the pid that we know.
+  // Blocks; any thread.
+  std::optional<ClaudeSession> session(const ClaudeProcess& process,
+                                       const std::function<std::vector<std::int32_t>()>& innerPids) const;
 
  private:
+  std::optional<ClaudeSession> read(const ClaudeProcess& process) const;
+
   std::filesystem::path folder_;
 };
 

@@ -153,6 +153,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.session = "external";
   agent.provider = provider;
   agent.context = std::move(files.folder);
+  // A control character was taken for a "?" there.
+  if (agent.context.contains('?')) agent.context = sources_.processes.workingFolder(pid);
   if (provider == "codex" && process.tty != "??")
     agent.codexTie = CodexTie{started(entry), std::nullopt, resumedThreads(arguments)};
   tie(agent, entry, files.transcripts);
@@ -161,7 +163,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
                                            std::chrono::steady_clock::now());
   const std::string_view project =
       agent.context.starts_with('/') ? text::lastPathComponent(agent.context) : std::string_view(process.tty);
-  agent.title = title ? std::move(*title) : fmt::format("{} · {}", text::capitalizedFirst(provider), project);
+  agent.title =
+      title ? std::move(*title) : fmt::format("{} · {}", text::capitalizedFirst(provider), oneLine(project));
   if (!agent.since && agent.transcriptKind == "path") {
     if (const auto status = files::status(*agent.transcriptReference)) agent.since = status->modified;
   }
@@ -219,7 +222,9 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
     }
   }
   if (agent.provider != "claude") return;
-  auto session = sessions_.session(entry.process.pid, started(entry));
+  const auto pid = static_cast<std::int32_t>(entry.process.pid);
+  auto session = sessions_.session({pid, started(entry), entry.startTicks},
+                                   [this, pid] { return sources_.processes.innerPids(pid); });
   if (!session) return;
   agent.transcriptKind = "id";
   agent.transcriptReference = std::move(session->id);

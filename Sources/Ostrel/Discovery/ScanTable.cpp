@@ -15,7 +15,8 @@ ScanTable::ScanTable(Processes& processes, std::string_view text)
     : processes_(processes), ownUid_(processes.ownUid()) {
   for (ExternalProcess& process : ExternalAgents::processes(text, std::nullopt)) {
     const std::int64_t pid = process.pid;
-    if (made_.insert_or_assign(pid, Entry{std::move(process), std::nullopt}).second) order_.push_back(pid);
+    if (made_.insert_or_assign(pid, Entry{std::move(process), std::nullopt, std::nullopt}).second)
+      order_.push_back(pid);
   }
 }
 
@@ -73,7 +74,7 @@ std::optional<ScanTable::Entry> ScanTable::entryOf(const ProcessRow& row) {
   process.executable = std::move(executable);
   process.tty = processes_.terminalName(row.terminal);
   process.uid = *uid;
-  return Entry{std::move(process), row.startSeconds};
+  return Entry{std::move(process), row.startSeconds, row.startTicks};
 }
 
 }  // namespace ostrel

@@ -19,6 +19,7 @@ class ScanTable {
   struct Entry {
     ExternalProcess process;
     std::optional<std::int64_t> startSeconds;  // since 1970, where the kernel told it
+    std::optional<std::uint64_t> startTicks;   // since boot, likewise
   };
 
   // `processes` outlives the table.

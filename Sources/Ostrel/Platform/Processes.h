@@ -82,6 +82,12 @@ class Processes {
   // files and files that have no name any more are passed over.
   virtual std::string openFiles(std::int32_t pid) = 0;
 
+  // The working folder, repaired UTF-8, whatever characters it holds; empty on any failure.
+  virtual std::string workingFolder(std::int32_t pid) = 0;
+
+  // The pids that the process has in namespaces within ours, outermost first; usually none.
+  virtual std::vector<std::int32_t> innerPids(std::int32_t pid) = 0;
+
   // Full path of the executable, raw, or the empty string. An executable that was deleted or replaced since
   // keeps the path under which it was started.
   virtual std::string executablePath(std::int32_t pid) = 0;

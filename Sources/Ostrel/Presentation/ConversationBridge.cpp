@@ -15,6 +15,7 @@
 #include "Client/ConversationLinks.h"
 #include "Client/SelectedAgent.h"
 #include "MessageText.h"
+#include "Platform/Processes.h"
 #include "Runtime/Failure.h"
 #include "Words.h"
 
@@ -148,7 +149,8 @@ void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected)
   light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
   title_ = words::shown(agent_->displayTitle(parts_.preferences));
   status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
-  details_ = joined({words::provider(*agent_), words::shown(agent_->projectLabel()), words::host(*agent_)});
+  details_ =
+      joined({words::provider(*agent_), words::shown(oneLine(agent_->projectLabel())), words::host(*agent_)});
   if (!selected) return;  // what is known of the session stays
   const AgentSessionDetails& session = *source_.shown.sessionDetails;
   session_ = joined({words::shown(session.branch.value_or("")), words::shown(session.model.value_or("")),

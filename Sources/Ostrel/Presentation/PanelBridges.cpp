@@ -3,6 +3,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "Platform/Processes.h"
 #include "Words.h"
 
 namespace ostrel {
@@ -31,7 +32,7 @@ void SelectorBridge::refresh() {
   for (const AgentGroup& group : groups) {
     if (groups.size() > 1) {
       rows.push_back({QStringLiteral("project ") + words::of(group.project),
-                      {true, words::shown(group.project), QString(), 0, QString()}});
+                      {true, words::shown(oneLine(group.project)), QString(), 0, QString()}});
     }
     for (const HerdrAgent& agent : group.agents) {
       const std::string id = agent.id();

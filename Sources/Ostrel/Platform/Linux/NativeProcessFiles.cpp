@@ -29,6 +29,14 @@ char accessLetter(mode_t linkMode) {
   return linkMode & S_IRUSR ? 'u' : 'w';
 }
 
+// Of the line of /proc/PID/status that begins with `key`; empty where there is none.
+std::string_view statusValue(std::string_view status, std::string_view key) {
+  for (const auto line : text::split(status, '\n')) {
+    if (line.starts_with(key)) return text::trimBlanks(line.substr(key.size()));
+  }
+  return {};
+}
+
 }  // namespace
 
 std::vector<std::string> NativeProcesses::argumentList(std::int32_t pid) {
@@ -86,12 +94,23 @@ std::string NativeProcesses::executablePath(std::int32_t pid) {
 }
 
 bool NativeProcesses::traced(std::int32_t pid) {
-  constexpr std::string_view kKey = "TracerPid:";
   const std::string status = readProcFile(root_.get(), ProcessPath(pid, "status").c_str(), kStatusCap);
-  for (const auto line : text::split(status, '\n')) {
-    if (line.starts_with(kKey)) return text::trimBlanks(line.substr(kKey.size())) != "0";
+  const auto tracer = statusValue(status, "TracerPid:");
+  return !tracer.empty() && tracer != "0";
+}
+
+std::vector<std::int32_t> NativeProcesses::innerPids(std::int32_t pid) {
+  const std::string status = readProcFile(root_.get(), ProcessPath(pid, "status").c_str(), kStatusCap);
+  std::vector<std::int32_t> pids;
+  for (const auto word : text::words(statusValue(status, "NSpid:"))) {
+    if (const auto number = text::parseInteger(word)) pids.push_back(static_cast<std::int32_t>(*number));
   }
-  return false;
+  if (!pids.empty()) pids.erase(pids.begin());  // the one that we know
+  return pids;
+}
+
+std::string NativeProcesses::workingFolder(std::int32_t pid) {
+  return text::repairUtf8(readProcLink(root_.get(), ProcessPath(pid, "cwd").c_str()).target);
 }
 
 }  // namespace ostrel

@@ -37,6 +37,8 @@ class NativeProcesses : public Processes {
   std::vector<std::string> argumentList(std::int32_t pid) override;
   std::optional<std::string> variable(std::int32_t pid, std::string_view name) override;
   std::string openFiles(std::int32_t pid) override;
+  std::string workingFolder(std::int32_t pid) override;
+  std::vector<std::int32_t> innerPids(std::int32_t pid) override;
   std::string executablePath(std::int32_t pid) override;
   bool alive(std::int32_t pid) override;
   bool traced(std::int32_t pid) override;
