@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Conversations/LineBuffer.h"
+#include "Conversations/RuntimeText.h"
 #include "Conversations/TranscriptParser.h"
 #include "Require.h"
 #include "Runtime/Text.h"
@@ -63,11 +64,20 @@ AgentTranscriptSnapshot expected(const Json& line) {
       joined += *partText;
     }
   }
-  const auto trimmed = text::trim(joined);
+  runtimeText::dropEscapes(joined);
+  std::string trimmed(text::trim(joined));
   if (trimmed.empty()) return result;
-  if (AgentTranscript::isRuntimeNotification(trimmed, *role)) role = "activity";
+  if (role == "user") {
+    const bool summary = line.contains("isCompactSummary") && line["isCompactSummary"] == true;
+    if (summary || runtimeText::isNotice(trimmed)) {
+      role = "activity";
+    } else {
+      trimmed = runtimeText::typed(trimmed).value_or(trimmed);
+    }
+  }
+  require(!trimmed.contains('\x1B'));
   result.messages.push_back(
-      {textOf(line, "uuid").value_or("line-1"), *role, std::string(trimmed), textOf(line, "timestamp")});
+      {textOf(line, "uuid").value_or("line-1"), *role, trimmed, textOf(line, "timestamp")});
   return result;
 }
 

@@ -31,11 +31,7 @@ TEST(ConversationBlocksTest, EachKindOfMessageIsSetInItsOwnWay) {
   EXPECT_TRUE(blocks[5].kind == Kind::tool && blocks[5].running);
   EXPECT_EQ(blocks[6].label, "Built");
   EXPECT_NE(blocks[5].key, blocks[6].key) << "two messages of one id";
-  EXPECT_EQ(conversationBlocks({message("3", "activity", "x"),
-                                message("4", "user", "<environment_context>x</environment_context>\n")},
-                               false)
-                .size(),
-            0u);
+  EXPECT_TRUE(conversationBlocks({message("3", "activity", "x")}, false).empty());
 
   // More text behind keeps the keys of what stands.
   const auto more = conversationBlocks({message("1", "user", "Fix *it*\n\n    indented\n\nnow")}, true);

@@ -2,6 +2,7 @@
 
 #include "Conversations/LineBuffer.h"
 #include "Conversations/TranscriptParser.h"
+#include "Runtime/Json.h"
 
 namespace ostrel {
 namespace {
@@ -94,6 +95,73 @@ TEST(TranscriptLines, WhatMakesAMessage) {
        one("activity", "<task-notification>\nx</task-notification>")},
   };
   for (const auto& row : table) EXPECT_EQ(messagesOf(row.line), row.expected) << row.line;
+}
+
+// What the agents' programs write in the person's name, as Claude Code 2.1 and Codex 0.169 write it.
+TEST(TranscriptLines, WhatThePersonDidNotTypeIsNotTheirs) {
+  const auto user = [](std::string_view text, const char* more = "") {
+    const auto found = messagesOf(R"({"type":"user")" + std::string(more) + R"(,"message":{"content":)" +
+                                  json::dump(Json(text)) + "}}");
+    return found.empty() ? "(nothing)" : found[0].role + ": " + found[0].text;
+  };
+  EXPECT_EQ(user("This session is being continued", R"(,"isCompactSummary":true)"),
+            "activity: This session is being continued");
+  EXPECT_EQ(user("Go on", R"(,"isCompactSummary":false)"), "user: Go on");
+  // A command is what was typed, whatever order its parts come in.
+  EXPECT_EQ(user("<command-name>/compact</command-name>\n            <command-message>compact"
+                 "</command-message>\n            <command-args>only the\nplan</command-args>"),
+            "user: /compact only the\nplan");
+  EXPECT_EQ(user("<command-message>clear</command-message>\n<command-name>/clear</command-name>\n"
+                 "<command-args></command-args>"),
+            "user: /clear");
+  EXPECT_EQ(user("<command-name>/model</command-name>"), "user: /model");
+  EXPECT_EQ(user("<bash-input>git log</bash-input>"), "user: !git log");
+  const char* const notices[] = {"<local-command-stdout>\x1b[2mCompacted \x1b[22m</local-command-stdout>",
+                                 "<local-command-stderr>no</local-command-stderr>",
+                                 "<local-command-caveat>Caveat: ...</local-command-caveat>",
+                                 "<bash-stdout>a</bash-stdout><bash-stderr></bash-stderr>",
+                                 "<task-notification>x</task-notification>",
+                                 "<system-reminder>x</system-reminder>",
+                                 "[Request interrupted by user]",
+                                 "[Request interrupted by user for tool use]",
+                                 "<environment_context>\n  <cwd>/p</cwd>\n</environment_context>",
+                                 "<user_instructions>x</user_instructions>",
+                                 "# AGENTS.md instructions for /p\n\n<INSTRUCTIONS>\nx\n</INSTRUCTIONS>",
+                                 "<turn_aborted>\nx\n</turn_aborted>"};
+  for (const char* const notice : notices) EXPECT_TRUE(user(notice).starts_with("activity: ")) << notice;
+  // What a person may well have written themselves.
+  const char* const words[] = {
+      "<environment_context> is what?", "<b>bold</b>", "What does <command-name>/x</command-name> mean?",
+      "<command-name>/x</command-name> is not a command", "# AGENTS.md instructions for me: write them"};
+  for (const char* const text : words) EXPECT_EQ(user(text), std::string("user: ") + text);
+  // Codex's lines have the same said of them, and what an agent says is its own.
+  EXPECT_EQ(messagesOf(R"({"type":"response_item","payload":{"type":"message","role":"user","content":)"
+                       R"([{"type":"input_text","text":"<environment_context>x</environment_context>"}]}})")
+                .at(0)
+                .role,
+            "activity");
+  EXPECT_EQ(
+      messagesOf(R"({"message":{"role":"assistant","content":"<turn_aborted>x</turn_aborted>"}})").at(0).role,
+      "assistant");
+}
+
+TEST(TranscriptLines, EscapeSequencesOfATerminalAreNoText) {
+  const auto text = [](std::string_view raw, const char* role) {
+    const auto found = messagesOf(R"({"message":{"role":")" + std::string(role) + R"(","content":)" +
+                                  json::dump(Json(raw)) + "}}");
+    return found.empty() ? "(nothing)" : found[0].text;
+  };
+  for (const char* const role : {"user", "assistant"}) {
+    EXPECT_EQ(text("\x1b[1;31mred\x1b[0m \x1b[2K\x1b[38;2;1;2;3mx\x1b[m", role), "red x");
+    EXPECT_EQ(text("a\x1b]8;;http://x/\x1b\\link\x1b]8;;\x07"
+                   "b\x1bPq\x1b\\c\x1b(Bd\x1b=e",
+                   role),
+              "alinkbcde");
+    EXPECT_EQ(text("\x1b[1m \x1b[0m\n", role), "(nothing)");
+    // One that never ends takes no text with it but its own beginning.
+    EXPECT_EQ(text("a\x1b]0;title\nb\x1b[12", role), "a0;title\nb");
+    EXPECT_EQ(text("a\x1b", role), "a");
+  }
 }
 
 TEST(TranscriptLines, BrokenLinesCountAndAreReadAround) {

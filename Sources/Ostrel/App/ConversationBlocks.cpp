@@ -74,14 +74,7 @@ void unfence(ConversationBlock& block) {
   block.label = std::move(label);
 }
 
-// Of the agent's program. Codex begins each conversation with a word on its surroundings, in the person's
-// name.
-bool isNotice(const AgentTranscriptMessage& message) {
-  if (message.role == "activity") return true;
-  const std::string_view text = text::trim(message.text);
-  return message.role == "user" && text.starts_with("<environment_context>") &&
-         text.ends_with("</environment_context>");
-}
+bool isNotice(const AgentTranscriptMessage& message) { return message.role == "activity"; }
 
 std::vector<ConversationBlock> blocksOf(const AgentTranscriptMessage& message) {
   std::vector<ConversationBlock> blocks;

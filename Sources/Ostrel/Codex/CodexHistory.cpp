@@ -137,8 +137,12 @@ std::optional<AgentTranscriptMessage> spoken(const Item& item, const Turn& turn)
   const auto& whole = user ? item.content : item.text;
   const std::string_view text = whole ? text::trim(*whole) : std::string_view();
   if (text.empty()) return std::nullopt;
-  return AgentTranscriptMessage{*item.id, user ? "user" : "assistant", std::string(text),
-                                user ? turn.startedAt : turn.completedAt};
+  const bool notice = AgentTranscript::isRuntimeNotification(text, user ? "user" : "assistant");
+  return AgentTranscriptMessage{*item.id,
+                                notice ? "activity"
+                                : user ? "user"
+                                       : "assistant",
+                                std::string(text), user ? turn.startedAt : turn.completedAt};
 }
 
 }  // namespace

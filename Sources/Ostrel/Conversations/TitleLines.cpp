@@ -63,6 +63,7 @@ std::optional<TitleLines::Title> TitleLines::title(std::string_view line, std::s
 std::optional<std::string> TitleLines::prompt(std::string_view line, std::size_t readable) {
   RawText session, content;
   bool isMeta = false;
+  bool isSummary = false;
   const auto firstText = [&](Value& array) {
     bool found = false;
     return LineParser::elements(array, [&](Value& element) -> error_code {
@@ -82,6 +83,7 @@ std::optional<std::string> TitleLines::prompt(std::string_view line, std::size_t
   const bool whole = parser_.object(line, readable, [&](RawText key, Value& member) -> error_code {
     if (key.is("sessionId")) return LineParser::text(member, session);
     if (key.is("isMeta")) return LineParser::isTrue(member, isMeta);
+    if (key.is("isCompactSummary")) return LineParser::isTrue(member, isSummary);
     if (!key.is("message")) return simdjson::SUCCESS;
     content = RawText();
     return LineParser::members(member, [&](RawText name, Value& value) -> error_code {
@@ -90,7 +92,7 @@ std::optional<std::string> TitleLines::prompt(std::string_view line, std::size_t
       return firstText(value);
     });
   });
-  if (!whole || isMeta || !session.equals(sessionID_)) return std::nullopt;
+  if (!whole || isMeta || isSummary || !session.equals(sessionID_)) return std::nullopt;
   const auto text = decoded(content);
   return text ? promptTitle(*text) : std::nullopt;
 }

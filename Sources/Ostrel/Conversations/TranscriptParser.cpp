@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "Conversations/JsonLines.h"
+#include "Conversations/RuntimeText.h"
 #include "Runtime/Text.h"
 
 namespace ostrel {
@@ -66,6 +67,7 @@ struct TranscriptParser::Line {
   LineParser parser;
   RawText type, uuid, timestamp, branch;
   bool isMeta = false;
+  bool isSummary = false;  // of what was said before a compaction
   Body message, payload;
   std::string branchScratch, modelScratch, effortScratch, idScratch, timeScratch, text;
 
@@ -143,7 +145,7 @@ error_code TranscriptParser::Line::readBody(Value& value, Body& body) {
 
 bool TranscriptParser::Line::read(std::string_view line, std::size_t readable) {
   type = uuid = timestamp = branch = RawText();
-  isMeta = false;
+  isMeta = isSummary = false;
   message.clear();
   payload.clear();
   return parser.object(line, readable, [&](RawText key, Value& member) -> error_code {
@@ -153,6 +155,7 @@ bool TranscriptParser::Line::read(std::string_view line, std::size_t readable) {
         break;
       case 'i':
         if (key.is("isMeta")) return LineParser::isTrue(member, isMeta);
+        if (key.is("isCompactSummary")) return LineParser::isTrue(member, isSummary);
         break;
       case 'm':
         if (key.is("message")) return readBody(member, message);
@@ -238,9 +241,17 @@ void TranscriptParser::Line::consume(std::string_view line, std::size_t readable
   apply(*details, state.details);
   auto found = decodeMessage(state.lines);
   if (!found) return;
-  const std::string_view trimmed = text::trim(text);
+  runtimeText::dropEscapes(text);
+  std::string_view trimmed = text::trim(text);
   if (trimmed.empty() || !state.seen.insert(found->id)) return;
-  if (AgentTranscript::isRuntimeNotification(trimmed, found->role)) found->role = "activity";
+  if (found->role == "user") {
+    if (isSummary || runtimeText::isNotice(trimmed)) {
+      found->role = "activity";
+    } else if (auto typed = runtimeText::typed(trimmed)) {
+      text = *std::move(typed);
+      trimmed = text;
+    }
+  }
   takeText(state.messages.append(found->id, found->role, found->timestamp), text, trimmed);
 }
 
@@ -298,13 +309,7 @@ void AgentTranscript::applyDetails(std::string_view line, AgentSessionDetails& d
 }
 
 bool AgentTranscript::isRuntimeNotification(std::string_view text, std::string_view role) {
-  if (role != "user") return false;
-  const std::string_view trimmed = text::trim(text);
-  const auto wrapped = [&](std::string_view begin, std::string_view end) {
-    return trimmed.starts_with(begin) && trimmed.ends_with(end);
-  };
-  return wrapped("<task-notification>", "</task-notification>") ||
-         wrapped("<system-reminder>", "</system-reminder>");
+  return role == "user" && runtimeText::isNotice(text::trim(text));
 }
 
 }  // namespace ostrel
