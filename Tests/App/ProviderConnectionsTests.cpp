@@ -20,11 +20,12 @@ TEST(ProviderConnections, ReadTheAnswersOfTheTools) {
   EXPECT_EQ(codex(0, "Logged in using ChatGPT\n"), subscription);
   EXPECT_EQ(codex(0, "API key configured - sk-x\n"), otherAccount);
   EXPECT_EQ(codex(1, "Not logged in to ChatGPT\n"), disconnected);
-  const auto claude = ProviderConnections::ofClaude;
+  const auto claude = [](std::string_view output) { return ProviderConnections::ofClaude(0, output); };
   EXPECT_EQ(claude("(node) a warning\n{\"loggedIn\":true,\"authMethod\":\"Claude.ai\"}\n"), subscription);
   EXPECT_EQ(claude(R"({"loggedIn":true})"), otherAccount);
   EXPECT_EQ(claude(R"({"loggedIn":"true","authMethod":"oauth"})"), disconnected);
   EXPECT_EQ(claude("} logged in {"), disconnected);
+  EXPECT_EQ(ProviderConnections::ofClaude(1, R"({"loggedIn":true,"authMethod":"Claude.ai"})"), disconnected);
 }
 
 TEST(ConnectionsPage, SaysWhatCanBeDone) {

@@ -55,7 +55,8 @@ ConnectionState ProviderConnections::ofCodex(int status, std::string_view output
                                                                       : ConnectionState::otherAccount;
 }
 
-ConnectionState ProviderConnections::ofClaude(std::string_view output) {
+ConnectionState ProviderConnections::ofClaude(int status, std::string_view output) {
+  if (status != 0) return ConnectionState::disconnected;
   auto answer = json::parse(output);
   if (!answer) {
     // A warning may stand round it.
@@ -96,13 +97,17 @@ Task<void> ProviderConnections::check(AgentProvider provider) {
   ConnectionState state = ConnectionState::disconnected;
   try {
     std::string executable = found->string();
-    // Codex answers on standard error, Claude Code on standard output: both are judged.
+    // Codex answers on standard error, Claude Code on standard output, with words on standard error that are
+    // no part of the answer.
     state = co_await ports_.pool.run([provider, executable = std::move(executable),
                                       environment = ports_.tools.environment(false)](std::stop_token stop) {
-      const Subprocess::Result result = Subprocess::run(executable, about(provider).status, environment,
-                                                        kCheckLimit, kOutputLimit, std::move(stop));
-      return provider == AgentProvider::claude ? ofClaude(result.output)
-                                               : ofCodex(result.status, result.output);
+      const bool claude = provider == AgentProvider::claude;
+      const Subprocess::Result result =
+          Subprocess::run(executable, about(provider).status, environment, kCheckLimit, kOutputLimit,
+                          std::move(stop), claude ? SpawnErrors::dropped : SpawnErrors::joined);
+      const bool exited = result.end == Subprocess::End::exited;  // one that hangs may have answered
+      return claude ? ofClaude(exited ? result.status : 0, result.output)
+                    : ofCodex(result.status, result.output);
     });
   } catch (const Failure&) {
     // It could not be started.

@@ -70,7 +70,7 @@ class ProviderConnections {
 
   // What the answers of the status commands mean. Pure.
   static ConnectionState ofCodex(int status, std::string_view output);
-  static ConnectionState ofClaude(std::string_view output);
+  static ConnectionState ofClaude(int status, std::string_view output);
 
  private:
   Task<void> check(AgentProvider provider);

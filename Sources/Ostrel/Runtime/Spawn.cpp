@@ -29,7 +29,8 @@ ExecWords::ExecWords(std::vector<std::string> command, const std::map<std::strin
 }
 
 pid_t spawn(const std::string& executable, const std::vector<std::string>& arguments,
-            const std::map<std::string, std::string>& environment, int output, SpawnGroup group) {
+            const std::map<std::string, std::string>& environment, int output, SpawnGroup group,
+            SpawnErrors errors) {
   std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
   const ExecWords words(std::move(command), environment);
@@ -39,7 +40,7 @@ pid_t spawn(const std::string& executable, const std::vector<std::string>& argum
   ::posix_spawn_file_actions_init(&files);
   ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-    if (output < 0)
+    if (output < 0 || (stream == STDERR_FILENO && errors == SpawnErrors::dropped))
       ::posix_spawn_file_actions_addopen(&files, stream, "/dev/null", O_WRONLY, 0);
     else
       ::posix_spawn_file_actions_adddup2(&files, output, stream);

@@ -31,15 +31,19 @@ enum class SpawnGroup {
   session,  // a session of its own, which the end of our terminal does not reach
 };
 
+// What becomes of standard error: put where standard output goes, or nowhere.
+enum class SpawnErrors { joined, dropped };
+
 // `executable` is a path; `arguments` lack the program's own name. The child gets exactly `environment`,
 // nothing on its standard input, and no signal blocked or ignored. Both its outputs go to the descriptor
-// `output`, or nowhere when that is negative. The caller waits for it. Throws `Failure` when it can't be
-// started.
+// `output`, or nowhere when that is negative; standard error goes nowhere where it is to be `dropped`. The
+// caller waits for it. Throws `Failure` when it can't be started.
 pid_t spawn(const std::string& executable, const std::vector<std::string>& arguments,
-            const std::map<std::string, std::string>& environment, int output, SpawnGroup group);
+            const std::map<std::string, std::string>& environment, int output, SpawnGroup group,
+            SpawnErrors errors = SpawnErrors::joined);
 
-// Puts right what a program may have inherited from a careless parent, and ignores SIGPIPE. To be called first
-// in `main`: where the ends of children are ignored, nobody can learn how a tool ended.
+// Puts right what a program may have inherited from a careless parent, and ignores SIGPIPE. To be called
+// first in `main`: where the ends of children are ignored, nobody can learn how a tool ended.
 void resetSignals();
 
 }  // namespace ostrel

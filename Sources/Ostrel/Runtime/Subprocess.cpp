@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include "Runtime/Failure.h"
-#include "Runtime/Spawn.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
@@ -36,8 +35,8 @@ int millisecondsUntil(TimePoint end) {
 class Child {
  public:
   Child(const std::string& executable, const std::vector<std::string>& arguments,
-        const std::map<std::string, std::string>& environment, int output)
-      : pid_(spawn(executable, arguments, environment, output, SpawnGroup::process)) {
+        const std::map<std::string, std::string>& environment, int output, SpawnErrors errors)
+      : pid_(spawn(executable, arguments, environment, output, SpawnGroup::process, errors)) {
     pidfd_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
   }
   Child(const Child&) = delete;
@@ -88,7 +87,7 @@ bool readSome(int fd, std::string& into) {
 
 Subprocess::Result Subprocess::run(const std::string& executable, const std::vector<std::string>& arguments,
                                    const std::map<std::string, std::string>& environment, Duration limit,
-                                   std::size_t outputLimit, std::stop_token stop) {
+                                   std::size_t outputLimit, std::stop_token stop, SpawnErrors errors) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw Failure::ofErrno("Could not start " + executable, errno);
   const UniqueFd output(ends[0]);
@@ -99,7 +98,7 @@ Subprocess::Result Subprocess::run(const std::string& executable, const std::vec
   const std::stop_callback wake(stop, [&stopped] { ::eventfd_write(stopped.get(), 1); });
 
   const TimePoint end = now() + limit;
-  Child child(executable, arguments, environment, input.get());
+  Child child(executable, arguments, environment, input.get(), errors);
   input.reset();
   Result result;
   std::array<pollfd, 3> ready = {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Runtime/MainLoop.h"
+#include "Runtime/Spawn.h"
 
 namespace ostrel {
 
@@ -19,7 +20,7 @@ class Subprocess {
   struct Result {
     End end = End::exited;
     int status = -1;     // the exit status; 128 and the signal's number when one ended it
-    std::string output;  // standard output and standard error, as they came
+    std::string output;  // standard output and, where it is joined, standard error, as they came
     bool succeeded() const { return end == End::exited && status == 0; }
   };
 
@@ -30,7 +31,8 @@ class Subprocess {
   // write later is not waited for. Throws `Failure` when it can't be started, `Cancelled` when `stop` fires.
   static Result run(const std::string& executable, const std::vector<std::string>& arguments,
                     const std::map<std::string, std::string>& environment, Duration limit,
-                    std::size_t outputLimit, std::stop_token stop = {});
+                    std::size_t outputLimit, std::stop_token stop = {},
+                    SpawnErrors errors = SpawnErrors::joined);
 };
 
 }  // namespace ostrel
