@@ -14,6 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const std::string command = "exec 'o' --permission-hook";
   const auto root = claudeSettings::parse(text);
+  if (root && claudeSettings::wrongKind(*root)) {
+    require(claudeSettings::editText(text, true, command) == text);
+    return 0;
+  }
   std::string edited[2];
   for (const bool on : {false, true}) {
     const auto result = claudeSettings::editText(text, on, command);
@@ -22,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto value = claudeSettings::parse(*result);
     require(value == claudeSettings::edited(*root, on, command));
     require(claudeSettings::hasCommand(*value, command) == on);
-    require(claudeSettings::hasOurHook(*value) == on);
+    require(claudeSettings::ourCommand(*value).has_value() == on);
     require(claudeSettings::editText(*result, on, command) == result);
     edited[on ? 1 : 0] = *result;
   }

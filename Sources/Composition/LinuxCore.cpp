@@ -61,6 +61,8 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
       untouched_(preferences_.shared()),
       reader_(transcripts_, pool_, [this](std::string thread) { return readThread(std::move(thread)); }),
       claudePermissions_(environment_, launcher(processes_), preferences_.shared()),
+      hookFollower_({loop_, pool_, files_}, claudePermissions_, preferences_.shared(),
+                    PreferenceFiles::folder(environment_)),
       client_(
           {loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_, servers_},
           sources(face)) {}
@@ -93,7 +95,7 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
     sources.permissionSocket = ClaudePermissions::socketPath(environment_);
     sources.codexSocket = CodexLocalServer::socketPath(environment_);
     sources.urls = &urls_;
-    sources.installHook = [this] { claudePermissions_.installAtLaunch(); };
+    sources.hook = &hookFollower_;
   }
   return sources;
 }

@@ -7,6 +7,7 @@
 
 #include "App/OstrelPreferences.h"
 #include "Claude/ClaudePermissions.h"
+#include "Claude/HookFollower.h"
 #include "Client/HerdrClient.h"
 #include "Conversations/AgentTranscriptReader.h"
 #include "Conversations/ConversationTitle.h"
@@ -82,6 +83,7 @@ class LinuxCore {
   OverlayPreferences untouched_;
   AgentTranscriptReader reader_;
   ClaudePermissions claudePermissions_;
+  HookFollower hookFollower_;
   HerdrClient client_;
 };
 

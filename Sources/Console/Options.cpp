@@ -20,6 +20,23 @@ std::optional<std::chrono::milliseconds> parseSeconds(std::string_view word) {
   return std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
 }
 
+std::expected<Options, std::string> hookOptions(std::span<const std::string> words) {
+  using Hook = Options::Hook;
+  Options options;
+  options.command = Options::Command::hook;
+  if (words.size() == 2 && (words[1] == "--help" || words[1] == "-h")) {
+    options.command = Options::Command::help;
+    return options;
+  }
+  for (const auto& [word, action] :
+       {std::pair("on", Hook::on), {"off", Hook::off}, {"status", Hook::status}}) {
+    if (words.size() != 2 || words[1] != word) continue;
+    options.hook = action;
+    return options;
+  }
+  return std::unexpected("hook needs one of \"on\", \"off\" and \"status\"");
+}
+
 }  // namespace
 
 std::expected<Options, std::string> parseOptions(std::span<const std::string> words) {
@@ -37,6 +54,8 @@ std::expected<Options, std::string> parseOptions(std::span<const std::string> wo
     options.command = Command::watch;
   } else if (command == "serve") {
     options.command = Command::serve;
+  } else if (command == "hook") {
+    return hookOptions(words);
   } else {
     return std::unexpected(fmt::format("unknown command \"{}\"", command));
   }

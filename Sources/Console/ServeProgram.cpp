@@ -229,13 +229,22 @@ std::vector<std::pair<std::string, Json>> ServeProgram::requestEvents() {
   for (const OpenRequest& request : parts_.client.requests().list())
     (request.claude() ? claude : codex).push_back(asObject(request));
   CodexRequestController& controller = parts_.client.codexRequests();
-  return {{"permissions", {{"event", "permissions"}, {"requests", std::move(claude)}}},
-          {"codex",
-           {{"event", "codex"},
-            {"requests", std::move(codex)},
-            {"threads", *controller.connectedThreads()},
-            {"error", orNull(*controller.error())},
-            {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}}}};
+  Json hook;
+  if (const ClaudeHookState* const state = parts_.client.hook()) {
+    const auto orNothing = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
+    hook = {{"wanted", state->wanted},
+            {"stands", state->stands},
+            {"program", orNothing(state->program)},
+            {"problem", orNothing(state->problem)}};
+  }
+  return {
+      {"permissions", {{"event", "permissions"}, {"requests", std::move(claude)}, {"hook", std::move(hook)}}},
+      {"codex",
+       {{"event", "codex"},
+        {"requests", std::move(codex)},
+        {"threads", *controller.connectedThreads()},
+        {"error", orNull(*controller.error())},
+        {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}}}};
 }
 
 }  // namespace ostrel::console

@@ -8,6 +8,7 @@
 
 #include "App/OstrelSetting.h"
 #include "Composition/LinuxCore.h"
+#include "HookProgram.h"
 #include "LineInput.h"
 #include "ListProgram.h"
 #include "Options.h"
@@ -65,6 +66,13 @@ int runServe(const Environment& environment) {
   return 0;
 }
 
+int runHook(const Environment& environment, console::Options::Hook action) {
+  LinuxCore core(environment, complain, {}, LinuxCore::Face::looks);
+  core.preferences().migrate();
+  return console::runHookCommand(core.claudePermissions(), action,
+                                 {[](std::string_view text) { writeOutput(text); }, complain});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -85,10 +93,12 @@ int main(int argc, char** argv) {
     case Command::agents:
     case Command::watch:
     case Command::serve:
+    case Command::hook:
       break;
   }
   try {
     if (options->command == Command::serve) return runServe(environment);
+    if (options->command == Command::hook) return runHook(environment, options->hook);
     return runList(environment, *options);
   } catch (const std::exception& failure) {
     complain(failure.what());

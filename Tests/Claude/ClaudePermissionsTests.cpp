@@ -36,7 +36,10 @@ std::string settings(std::string text) {
 TEST(ClaudeSettingsTest, EditsTheValueAndNothingElse) {
   for (const auto& [before, on, off] : std::vector<std::array<const char*, 3>>{
            {R"({"hooks":null,"a":1})", R"({"a":1,"hooks":{"PermissionRequest":[@]}})", R"({"a":1})"},
-           {"%[1,@]}}", "%[@]}}", "{}"},
+           {"%[1,~,@,[]]}}", "%[1,[],@]}}", "%[1,[]]}}"},
+           {R"(%[$,"x",{"hooks":[3,{"command":"--permission-hook"}]}]}})", R"(%[$,"x",@]}})",
+            R"(%[$,"x"]}})"},
+           {R"({"hooks":{"PermissionRequest":null}})", "%[@]}}", "{}"},
            {"%[~,@,~]}}", "%[@]}}", "{}"},
            {R"(%[~,$,~,~,{"hooks":"--permission-hook"},@]}})", R"(%[$,{"hooks":"--permission-hook"},@]}})",
             R"(%[$,{"hooks":"--permission-hook"}]}})"},
@@ -48,6 +51,11 @@ TEST(ClaudeSettingsTest, EditsTheValueAndNothingElse) {
     EXPECT_EQ(claudeSettings::editText(*text, true, kCommand), text) << "nothing more to do";
     EXPECT_EQ(json::parse(*claudeSettings::editText(settings(before), false, kCommand)),
               json::parse(settings(off)));
+  }
+  for (const char* kept : {R"({"hooks":[$]})", R"({"hooks":{"PermissionRequest":{"a":1},"Stop":[$]}})"}) {
+    const std::string text = settings(kept);
+    EXPECT_TRUE(claudeSettings::wrongKind(*json::parse(text)));
+    for (const bool on : {true, false}) EXPECT_EQ(claudeSettings::editText(text, on, kCommand), text);
   }
   for (const char* refused : {"", "// c\n{}", "{\"a\":1,}", "[]", "{} {}", "{\"a\":\"\xff\"}"})
     EXPECT_EQ(claudeSettings::editText(refused, true, kCommand), std::nullopt) << refused;
@@ -126,6 +134,61 @@ TEST_F(ClaudePermissionsTest, TheUsersWordStands) {
   permissions.setEnabled(true);
   EXPECT_EQ(preferences.object(ClaudePermissions::kOffKey), false);
   EXPECT_EQ(captured, Json({{"on", true}, {"setting", "claude_prompts"}}));
+}
+
+// What hinders the hook is told, and leaves the file as it is.
+TEST_F(ClaudePermissionsTest, SaysWhyTheHookCannotBePutIn) {
+  const auto problem = [&](ClaudePermissions& of) {
+    const std::string before = text();
+    const auto written = fs::exists(file) ? fs::last_write_time(file) : fs::file_time_type();
+    of.installAtLaunch();
+    EXPECT_EQ(text(), before);
+    EXPECT_TRUE(!fs::exists(file) || fs::last_write_time(file) == written);
+    EXPECT_FALSE(of.state()->stands);
+    return of.state()->problem;
+  };
+  ClaudePermissions relative{{{}, home.path(), {}}, "bin/Ostrel", preferences};
+  EXPECT_TRUE(problem(relative).contains("/proc can't be read")) << problem(relative);
+  EXPECT_THROW(relative.setInstalled(true), Failure);
+  EXPECT_EQ(text(), "(none)");
+
+  home.write(".claude/settings.json", "{ // mine\n}");
+  EXPECT_TRUE(problem(permissions).contains("couldn't be read"));
+  home.write(".claude/settings.json", R"({"hooks":[1]})");
+  EXPECT_TRUE(problem(permissions).contains("\"hooks\" is no object"));
+  EXPECT_THROW(permissions.setEnabled(true), Failure);
+  // The folder would let us replace it, and root may write anything.
+  home.write(".claude/settings.json", "{}");
+  fs::permissions(file, fs::perms(0444));
+  EXPECT_TRUE(problem(permissions).contains("is read-only"));
+  EXPECT_THROW(permissions.setEnabled(true), Failure);
+  permissions.setEnabled(false);  // nothing is to be changed in it
+  EXPECT_EQ(permissions.state()->problem, "");
+  fs::permissions(file, fs::perms(0644));
+  permissions.setEnabled(true);
+  fs::permissions(file, fs::perms(0444));
+  EXPECT_THROW(permissions.setEnabled(false), Failure);
+  EXPECT_TRUE(preferences.object(ClaudePermissions::kOffKey) == false);
+}
+
+TEST_F(ClaudePermissionsTest, SaysWhenAnotherProgramTookItOutOrItNamesNothing) {
+  const auto program = home.write("it's here/Ostrel", "");
+  fs::permissions(program, fs::perms(0755));
+  ClaudePermissions installed{{{}, home.path(), {}}, program, preferences};
+  installed.installAtLaunch();
+  EXPECT_EQ(*installed.state(), (ClaudeHookState{true, true, program.string(), ""}));
+  const std::string whole = text();
+  home.write(".claude/settings.json", "{}");
+  installed.seen(installed.look());
+  EXPECT_TRUE(installed.state()->problem.starts_with("Another program took the permission hook out"));
+  home.write(".claude/settings.json", whole);
+  installed.seen(installed.look());
+  EXPECT_EQ(installed.state()->problem, "");
+  fs::remove(program);
+  installed.seen(installed.look());
+  EXPECT_TRUE(
+      installed.state()->problem.ends_with("which is not there. Claude Code's prompts stay in their "
+                                           "terminals."));
 }
 
 // The launcher in its hook role as a real process, run as Claude Code runs it.

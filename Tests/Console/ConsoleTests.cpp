@@ -17,7 +17,11 @@ TEST(Options, AreReadOrRefusedInOneLine) {
   EXPECT_EQ(parse({"agents", "--wait=2"}), (Options{Command::agents, false, 2s}));
   EXPECT_EQ(parse({"watch", "--json"}), (Options{Command::watch, true, 10s}));
   EXPECT_EQ(parse({"watch", "--help"})->command, Command::help);
+  EXPECT_EQ(parse({"hook", "off"})->hook, Options::Hook::off);
+  EXPECT_EQ(parse({"hook", "--help"})->command, Command::help);
   const std::pair<std::vector<std::string>, std::string> refused[] = {
+      {{"hook"}, "hook needs one of \"on\", \"off\" and \"status\""},
+      {{"hook", "on", "off"}, "hook needs one of \"on\", \"off\" and \"status\""},
       {{}, "a command is missing"},
       {{"agent"}, "unknown command \"agent\""},
       {{"watch", "--wait", "1"}, "unknown word \"--wait\""},

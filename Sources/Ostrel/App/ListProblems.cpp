@@ -21,6 +21,7 @@ std::vector<std::string> listProblems(HerdrClient& client) {
     add("Claude Code's prompts go to another program of Ostrel that runs (ostrelctl serve, perhaps). They "
         "come "
         "here once it has ended.");
+  if (const ClaudeHookState* const hook = client.hook()) add(hook->problem);
   return problems;
 }
 

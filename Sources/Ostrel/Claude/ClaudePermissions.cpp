@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr unsigned kNewFileMode = 0600;
+constexpr char kUnreadable[] = "Claude Code's settings.json couldn't be read, so it wasn't changed.";
 
 // The file's text; an empty optional when there is no file. Failing to read one that is there must not count
 // as its absence: it would be overwritten.
@@ -31,6 +33,29 @@ std::expected<std::optional<std::string>, int> readText(const fs::path& file) {
 unsigned modeOf(const fs::path& file) {
   struct stat info;
   return ::stat(file.c_str(), &info) == 0 ? info.st_mode & 0777 : kNewFileMode;
+}
+
+// Whether a file that is there is not to be changed. Its mode tells even where we could replace it in spite
+// of that: as root, or in a folder of ours.
+bool isReadOnly(const fs::path& file) {
+  struct stat info;
+  if (::stat(file.c_str(), &info) != 0) return false;
+  const bool locked = info.st_uid == ::geteuid() && (info.st_mode & S_IWUSR) == 0;
+  return locked || ::access(file.c_str(), W_OK) != 0;
+}
+
+// The program that a hook's command of ours runs: the first word in quotes.
+std::string programOf(std::string_view command) {
+  std::string program;
+  for (auto at = command.find('\''); at != std::string_view::npos;) {
+    const auto end = command.find('\'', at + 1);
+    if (end == std::string_view::npos) return {};
+    program += command.substr(at + 1, end - at - 1);
+    if (!command.substr(end + 1).starts_with("\\''")) return program;
+    program += '\'';
+    at = end + 3;
+  }
+  return {};
 }
 
 void keepBackup(const fs::path& file, const std::string& text) {
@@ -90,24 +115,43 @@ std::string ClaudePermissions::hookCommand() const {
   return fmt::format("test -x '{0}' && exec '{0}' --permission-hook || exit 0", quoted);
 }
 
-bool ClaudePermissions::isInstalled() const {
-  const auto settings = readSettings();
-  return settings && claudeSettings::hasOurHook(*settings);
+bool ClaudePermissions::isInstalled() const { return look().stands; }
+
+ClaudePermissions::Entry ClaudePermissions::look() const {
+  const auto text = readText(settingsURL());
+  std::optional<Json> settings;
+  if (text) settings = *text ? claudeSettings::parse(**text) : Json::object();
+  Entry entry;
+  entry.hindrance = hindrance(settings);
+  const auto command = settings ? claudeSettings::ourCommand(*settings) : std::nullopt;
+  entry.stands = command.has_value();
+  if (command) entry.program = programOf(*command);
+  return entry;
 }
 
-std::optional<Json> ClaudePermissions::readSettings() const {
-  const auto text = readText(settingsURL());
-  if (!text) return std::nullopt;
-  return *text ? claudeSettings::parse(**text) : Json::object();
+// Why the hook can't be put into these settings (nothing: they could not be read).
+std::string ClaudePermissions::hindrance(const std::optional<Json>& settings) const {
+  const std::string file = settingsURL().string();
+  if (!settings) return kUnreadable;
+  if (const auto kind = claudeSettings::wrongKind(*settings))
+    return fmt::format("{} wasn't changed: {} in it.", file, *kind);
+  if (isReadOnly(file)) return fmt::format("{} is read-only, so it wasn't changed.", file);
+  if (!executable_.is_absolute())
+    return "Where this program lies can't be told (/proc can't be read), so no hook can name it.";
+  return {};
 }
 
 void ClaudePermissions::setInstalled(bool on) {
   const fs::path file = settingsURL();
   const auto text = readText(file);
   const std::string before = text ? text->value_or("{}\n") : "";
+  const auto settings = text ? claudeSettings::parse(before) : std::nullopt;
   const auto after = claudeSettings::editText(before, on, hookCommand());
-  if (!after) throw Failure("Claude Code's settings.json couldn't be read, so it wasn't changed.");
-  if (*after == before) return;
+  if (!settings || !after) throw Failure(kUnreadable);
+  const bool renewed = on && !claudeSettings::hasCommand(*settings, hookCommand());
+  if (*after == before && !renewed) return;
+  if (const std::string words = hindrance(settings); !words.empty() && (on || isReadOnly(file)))
+    throw Failure(words);
   if (*text) keepBackup(file, before);
   files::replace(file, *after, modeOf(file));
 }
@@ -116,17 +160,52 @@ void ClaudePermissions::setEnabled(bool on) {
   setInstalled(on);
   if (capture_) capture_("setting_changed", {{"setting", "claude_prompts"}, {"on", on}});
   preferences_.set(kOffKey, !on);
+  seen(look());
 }
 
 void ClaudePermissions::installAtLaunch() {
-  if (preferences_.boolean(kOffKey)) return;
-  const auto settings = readSettings();
-  if (settings && claudeSettings::hasCommand(*settings, hookCommand())) return;
+  Entry entry;
   try {
-    setInstalled(true);
-  } catch (const Failure&) {
+    if (!preferences_.boolean(kOffKey) && !hasThisCommand()) setInstalled(true);
+    entry = look();
+  } catch (const Failure& failure) {
     // Nobody asked for it: the prompts stay in the terminal.
+    entry = look();
+    if (entry.hindrance.empty()) entry.hindrance = failure.message();
   }
+  seen(entry);
+}
+
+// Whether a hook runs this very program, also where another group names it beside ours.
+bool ClaudePermissions::hasThisCommand() const {
+  const auto text = readText(settingsURL());
+  const auto settings = text && *text ? claudeSettings::parse(**text) : std::nullopt;
+  return settings && claudeSettings::hasCommand(*settings, hookCommand());
+}
+
+void ClaudePermissions::seen(const Entry& entry) {
+  ClaudeHookState state{!preferences_.boolean(kOffKey), entry.stands, entry.program, {}};
+  state.problem = problem(state, entry);
+  stood_ = state.wanted && (stood_ || entry.stands);
+  state_.set(std::move(state));
+}
+
+std::string ClaudePermissions::problem(const ClaudeHookState& state, const Entry& entry) const {
+  constexpr char kEffect[] = "Claude Code's prompts stay in their terminals.";
+  const std::string file = settingsURL().string();
+  if (!state.wanted)
+    return state.stands ? fmt::format("The permission hook is turned off, but {} still names it.", file) : "";
+  if (state.stands) {
+    if (state.program.empty() || files::isExecutable(state.program)) return {};
+    return fmt::format("The permission hook in {} names {}, which is not there. {}", file, state.program,
+                       kEffect);
+  }
+  if (!entry.hindrance.empty())
+    return fmt::format("The permission hook could not be put in. {} {}", entry.hindrance, kEffect);
+  if (!stood_) return fmt::format("The permission hook is not in {}. {}", file, kEffect);
+  return fmt::format(
+      "Another program took the permission hook out of {}. {} \"ostrelctl hook on\" puts it in again.", file,
+      kEffect);
 }
 
 }  // namespace ostrel

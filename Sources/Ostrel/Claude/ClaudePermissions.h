@@ -1,12 +1,12 @@
 // The hook's side of Claude Code's permission prompts: where the hook finds us, and the entry in Claude
 // Code's settings that makes it run the launcher.
 //
-// How the hub uses it: `installAtLaunch` right after `ClaudePermissionServer::start`, unless it is a fixture
-// run; `setEnabled` from the settings page and from onboarding, which show the failure's words. The entry
+// How it is used: `HookFollower` calls `installAtLaunch` and looks again after changes; `setEnabled` is the
+// person's word, from `ostrelctl hook` and from settings pages, which show the failure's words. The entry
 // stays when the program quits: without a server the hook leaves the decision to the terminal.
 //
-// Main thread, because of the preferences; `isInstalled`, `readSettings` and `setInstalled` touch none and
-// may run in the background. All block while one small file is read or replaced.
+// Main thread, because of the preferences; `isInstalled`, `look` and `setInstalled` touch none and may run in
+// the background. All block while one small file is read or replaced.
 #pragma once
 
 #include <cstdint>
@@ -19,19 +19,37 @@
 #include "Platform/Environment.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Json.h"
+#include "Runtime/Published.h"
 
 namespace ostrel {
 
+// How the hook stands, as a person is told.
+struct ClaudeHookState {
+  bool wanted = true;   // the person has not turned it off
+  bool stands = false;  // Claude Code's settings name a hook of ours ...
+  std::string program;  // ... that runs this program, as far as that can be told
+  std::string problem;  // why it is not as it is wanted; empty where all is well
+  bool operator==(const ClaudeHookState&) const = default;
+};
+
 class ClaudePermissions {
  public:
+  // What the settings file says of the hook.
+  struct Entry {
+    bool stands = false;
+    std::string program;
+    std::string hindrance;  // why it couldn't be put in now; empty where it could
+  };
+
   // Takes an event for the usage statistics: its name and properties.
   using Capture = std::function<void(std::string_view event, const Json& properties)>;
 
   // True when the user turned the hook off: then no launch puts it back.
   static constexpr char kOffKey[] = "settings.claudePermissionsOff";
 
-  // `executable` is the launcher, by an absolute path: what the hook's command runs. `preferences` outlives
-  // this.
+  // `executable` is the launcher: what the hook's command runs. Nothing is put in for one whose path is not
+  // absolute: Claude Code runs hooks in the folders of its conversations, where anything may bear that name.
+  // `preferences` outlives this.
   ClaudePermissions(Environment environment, std::filesystem::path executable, Preferences& preferences,
                     Capture capture = {});
 
@@ -44,22 +62,33 @@ class ClaudePermissions {
   std::string hookCommand() const;
 
   bool isInstalled() const;
-  // The settings' root object, empty where there is no file; nothing when the file can't be read or is no
-  // JSON object.
-  std::optional<Json> readSettings() const;
+  Entry look() const;
   // Puts the hook in or takes it out, keeping a backup of the file from before the first edit. Writes nothing
-  // when nothing is to be changed. Throws `Failure`, and then the file is as it was.
+  // when nothing is to be changed, and never to a file that its owner made read-only. Throws `Failure`, and
+  // then the file is as it was.
   void setInstalled(bool on);
   // The user's choice: `setInstalled`, and remembered when that didn't throw.
   void setEnabled(bool on);
-  // Puts the hook in, or renews its path, unless the user has turned it off. Failures are swallowed.
+  // Puts the hook in, or renews its path, unless the user has turned it off. What hinders that is told by
+  // `state`.
   void installAtLaunch();
 
+  // As it was looked at last: at one of the calls above, or at `seen`.
+  Published<ClaudeHookState>& state() { return state_; }
+  // Takes in what `look` gave, and the preference as it is now.
+  void seen(const Entry& entry);
+
  private:
+  bool hasThisCommand() const;
+  std::string hindrance(const std::optional<Json>& settings) const;
+  std::string problem(const ClaudeHookState& state, const Entry& entry) const;
+
   const Environment environment_;
   const std::filesystem::path executable_;
   Preferences& preferences_;
   const Capture capture_;
+  bool stood_ = false;  // the entry was seen in its place
+  Published<ClaudeHookState> state_;
 };
 
 }  // namespace ostrel

@@ -17,36 +17,42 @@ constexpr char kEvent[] = "PermissionRequest";
 constexpr std::string_view kOurMark = "--permission-hook";
 constexpr int kHookTime = 600;  // seconds, after which Claude Code ends the hook
 
+// A list in an object; entries of any kind may stand in it.
 template <class J>
-bool isListOfObjects(const J& value) {
-  return value.is_array() && std::ranges::all_of(value, [](const J& one) { return one.is_object(); });
-}
-
-template <class J>
-const J* listOfObjects(const J& object, const char* key) {
+const J* listIn(const J& object, const char* key) {
+  if (!object.is_object()) return nullptr;
   const auto found = object.find(key);
-  return found != object.end() && isListOfObjects(*found) ? &*found : nullptr;
+  return found != object.end() && found->is_array() ? &*found : nullptr;
 }
 
-// Whether `accepts` holds for the command of one of the group's hooks.
+// The first command of the group's hooks for which `accepts` holds.
 template <class J, class Predicate>
-bool anyCommand(const J& group, Predicate accepts) {
-  const J* hooks = listOfObjects(group, kHooks);
-  return hooks && std::ranges::any_of(*hooks, [&](const J& hook) {
-           const auto command = hook.find("command");
-           return command != hook.end() && command->is_string() &&
-                  accepts(command->template get_ref<const std::string&>());
-         });
+const std::string* findCommand(const J& group, Predicate accepts) {
+  const J* hooks = listIn(group, kHooks);
+  if (!hooks) return nullptr;
+  for (const J& hook : *hooks) {
+    if (!hook.is_object()) continue;
+    const auto command = hook.find("command");
+    if (command == hook.end() || !command->is_string()) continue;
+    const auto& words = command->template get_ref<const std::string&>();
+    if (accepts(words)) return &words;
+  }
+  return nullptr;
+}
+
+template <class J>
+const std::string* commandOfOurs(const J& group) {
+  return findCommand(group, [](const std::string& command) { return command.contains(kOurMark); });
 }
 
 template <class J>
 bool isOurs(const J& group) {
-  return anyCommand(group, [](const std::string& command) { return command.contains(kOurMark); });
+  return commandOfOurs(group) != nullptr;
 }
 
 const Json* groupsOf(const Json& root) {
   const Json* hooks = json::member(root, kHooks);
-  return hooks && hooks->is_object() ? listOfObjects(*hooks, kEvent) : nullptr;
+  return hooks ? listIn(*hooks, kEvent) : nullptr;
 }
 
 template <class J>
@@ -66,7 +72,7 @@ J editedValue(J root, bool on, const std::string& command) {
   const auto found = root.find(kHooks);
   J hooks = found != root.end() && found->is_object() ? *found : J::object();
   J kept = J::array();
-  if (const J* groups = listOfObjects(hooks, kEvent))
+  if (const J* groups = listIn(hooks, kEvent))
     std::ranges::copy_if(*groups, std::back_inserter(kept), [](const J& group) { return !isOurs(group); });
   if (on) kept.push_back(ourGroup<J>(command));
   if (kept.empty()) {
@@ -138,19 +144,33 @@ std::optional<Json> parse(std::string_view text) {
   return root;
 }
 
-bool hasOurHook(const Json& root) {
-  const Json* groups = groupsOf(root);
-  return groups && std::ranges::any_of(*groups, isOurs<Json>);
+std::optional<std::string> wrongKind(const Json& root) {
+  const Json* hooks = json::member(root, kHooks);
+  if (!hooks || hooks->is_null()) return std::nullopt;
+  if (!hooks->is_object()) return "\"hooks\" is no object";
+  const Json* groups = json::member(*hooks, kEvent);
+  if (!groups || groups->is_null() || groups->is_array()) return std::nullopt;
+  return "\"hooks.PermissionRequest\" is no list";
+}
+
+std::optional<std::string> ourCommand(const Json& root) {
+  if (const Json* groups = groupsOf(root)) {
+    for (const Json& group : *groups) {
+      if (const std::string* command = commandOfOurs(group)) return *command;
+    }
+  }
+  return std::nullopt;
 }
 
 bool hasCommand(const Json& root, std::string_view command) {
   const Json* groups = groupsOf(root);
   return groups && std::ranges::any_of(*groups, [&](const Json& group) {
-           return anyCommand(group, [&](const std::string& one) { return one == command; });
+           return findCommand(group, [&](const std::string& one) { return one == command; }) != nullptr;
          });
 }
 
 Json edited(Json root, bool on, const std::string& command) {
+  if (wrongKind(root)) return root;
   return editedValue(std::move(root), on, command);
 }
 

@@ -37,7 +37,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                       codexAgents_,
                       [this](const std::set<std::string>& threads) { codexRequests_.watch(threads); }),
       permissions_(ports.loop, std::move(sources.permissionSocket)),
-      installHook_(std::move(sources.installHook)),
+      hook_(sources.hook),
       inventory_(ports.preferences),
       lit_(ports.loop, {.inventory = [this]() -> const Inventory& { return inventory(); },
                         .reconcileRequests = [this] { reconcilePermissions(); },
@@ -86,6 +86,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
     subscriptions_.push_back(std::move(each));
   tell(permissions_.requests());
   tell(permissions_.taken());
+  if (hook_) tell(hook_->state());
   tell(codexRequests_.requests());
   tell(codexRequests_.sent());
   tell(codexRequests_.connectedThreads());
@@ -128,8 +129,7 @@ void HerdrClient::restoreConnection() {
 }
 
 void HerdrClient::startDiscovery() {
-  permissions_.start();
-  if (installHook_) installHook_();
+  hook_ ? hook_->start(permissions_) : permissions_.start();
   if (!codexSocket_.empty()) codexRequests_.start(codexSocket_);
   if (asksCodex_) codexDiscovery_.start();
   local_.start();
@@ -189,10 +189,10 @@ void HerdrClient::reconcilePermissions() {
     for (const auto& listed : inventory().all.entries()) {
       if (listed->conversation != conversation) continue;
       // The row's state is that of all who have the conversation open, processes behind a pane too.
-      const bool scanned = listed->agent.isExternal() ||
-                           std::ranges::any_of(*local_.agents(), [&](const HerdrAgent& agent) {
-                             return linkedConversation(agent, preferences_) == conversation;
-                           });
+      const bool scanned =
+          listed->agent.isExternal() || std::ranges::any_of(*local_.agents(), [&](const HerdrAgent& agent) {
+            return linkedConversation(agent, preferences_) == conversation;
+          });
       return Seen{listed->agent.state, scanned ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;

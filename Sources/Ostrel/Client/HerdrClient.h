@@ -12,6 +12,7 @@
 
 #include "Agents/AgentList.h"
 #include "Claude/ClaudePermissionServer.h"
+#include "Claude/HookFollower.h"
 #include "Client/AgentInventory.h"
 #include "Client/AgentSelection.h"
 #include "Client/CodexDiscovery.h"
@@ -57,8 +58,8 @@ class HerdrClient {
     std::string codexSocket{};
     // Where Claude Code's hooks find us; empty: they are left to the terminal.
     std::string permissionSocket{};
-    // Called once the permission server has started, to put the hook in.
-    std::function<void()> installHook{};
+    // Starts and stops what takes their prompts, as the person wants it; null: they are taken.
+    HookFollower* hook = nullptr;
     // Opens the links that requests ask the person to follow; null where no browser can be reached.
     UrlOpener* urls = nullptr;
     bool fixture = false;  // a run that leaves the person's agents alone
@@ -113,6 +114,8 @@ class HerdrClient {
   OpenRequests& requests() { return requests_; }
   SelectedAgent& selected() { return selected_; }
   ClaudePermissionServer& permissions() { return permissions_; }
+  // How Claude Code's hook stands; null where nobody puts it in.
+  const ClaudeHookState* hook() const { return hook_ ? &*hook_->state() : nullptr; }
   CodexRequestController& codexRequests() { return codexRequests_; }
   CodexDiscovery& codexDiscovery() { return codexDiscovery_; }
   bool asksCodex() const { return asksCodex_; }
@@ -154,7 +157,7 @@ class HerdrClient {
   Published<std::vector<HerdrAgent>> remoteAgents_;
   Published<std::set<std::string>> connectedMachines_;
   ClaudePermissionServer permissions_;
-  const std::function<void()> installHook_;
+  HookFollower* const hook_;
   AgentInventory inventory_;
   LitAgents lit_;
   OpenRequests requests_;

@@ -1,6 +1,7 @@
 // The preference store as a port: keys and values that survive the program.
 //
-// Reads answer from memory. Values are JSON values; raw data is held as a text. Main thread only.
+// Reads answer from memory. Values are JSON values; raw data is held as a text. Main thread only, but for
+// `reread`.
 #pragma once
 
 #include <map>
@@ -28,6 +29,10 @@ class Preferences {
   virtual void remove(std::string_view key) = 0;
   // Answers for keys that are not stored. Never written.
   virtual void registerDefaults(const PreferenceMap& defaults) = 0;
+
+  // Takes in what other programs have stored meanwhile, below what was set here and is not stored yet. Blocks
+  // for one small file; any thread. The other calls do it when they write.
+  virtual void reread() {}
 
   // Of another type, or absent: false, nothing, zero.
   bool boolean(std::string_view key) const;

@@ -87,6 +87,18 @@ class PreferenceFiles::Store final : public Preferences {
     }
   }
 
+  void reread() override {
+    const std::scoped_lock oneAtATime(writing_);
+    try {
+      PreferenceMap stored = file_.read();
+      const std::scoped_lock lock(mutex_);
+      values_ = std::move(stored);
+      applyChanges(values_, changes_);
+    } catch (const std::exception& failure) {
+      complainOnce(failure);
+    }
+  }
+
   void removeAll() {
     const std::scoped_lock oneAtATime(writing_);
     {
