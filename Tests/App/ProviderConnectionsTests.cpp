@@ -111,6 +111,21 @@ TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
   EXPECT_FALSE(loop_.nextTimer());
 }
 
+TEST_F(ProviderConnectionsTest, ClaudesAnswerIsWhatItPrintsAndHowItEnds) {
+  const auto claude = [&](const std::string& end) {
+    const std::string script =
+        "#!/bin/sh\necho '{\"loggedIn\":true,\"authMethod\":\"claude.ai\"}'\n"
+        "echo 'could not read {settings}' >&2\n" +
+        end;
+    fs::permissions(folder_.write("bin/claude", script), fs::perms::owner_all);
+    connections_.refreshConnections();
+    EXPECT_TRUE(loop_.waitUntil([&] { return connections_.idle(); }));
+    return connections_.connections->at(AgentProvider::claude);
+  };
+  EXPECT_EQ(claude("exit 0"), subscription);
+  EXPECT_EQ(claude("exit 1"), disconnected);
+}
+
 TEST_F(ProviderConnectionsTest, HerdrIsLookedForAtMostOnceInSomeSeconds) {
   const auto place = [&](const std::string& chosen = {}) {
     for (int i = 0; i < 20; ++i)
