@@ -67,5 +67,43 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   EXPECT_TRUE(client.permissions().listening());
 }
 
+TEST(ListProblems, WhatHindersThePermissionHookIsSaid) {
+  const TemporaryFolder home;
+  home.write(".claude/settings.json", "{ not JSON");
+  VirtualLoop loop;
+  BackgroundPool pool;
+  NoExits exits;
+  NoFiles files;
+  NoServers servers;
+  MemoryPreferences preferences;
+  ClaudePermissions permissions{{{}, home.path(), {}}, "/o", preferences};
+  ClaudePermissionServer other(loop, home.path() / "p.sock");
+  other.start();
+  HookFollower hook({loop, pool, files}, permissions, preferences, home.path() / "preferences");
+  HerdrClient client({loop, pool, exits, files, preferences, servers},
+                     {.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
+                      .claudeSessions = home.path(),
+                      .herdr = {.run = {},
+                                .request = {},
+                                .events = {},
+                                .find = [] { return std::nullopt; },
+                                .isExecutable = [](const auto&) { return false; }},
+                      .toolEnvironment = {},
+                      .permissionSocket = home.path() / "p.sock",
+                      .hook = &hook});
+  client.startDiscovery();
+  ASSERT_EQ(listProblems(client).size(), 2U);
+  EXPECT_TRUE(listProblems(client)[1].starts_with("The permission hook could not be put in."));
+  preferences.set(ClaudePermissions::kOffKey, true);
+  permissions.seen(permissions.look());
+  EXPECT_TRUE(listProblems(client).empty()) << "nobody wants the prompts, so it is no matter who has them";
+  other.stop();
+  loop.runFor(std::chrono::seconds(5));
+  EXPECT_FALSE(client.permissions().listening());
+  preferences.set(ClaudePermissions::kOffKey, false);
+  permissions.seen(permissions.look());
+  EXPECT_TRUE(client.permissions().listening()) << "a hook that somebody put in elsewhere is answered";
+}
+
 }  // namespace
 }  // namespace ostrel
