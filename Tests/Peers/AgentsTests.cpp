@@ -165,6 +165,51 @@ TEST(RealClaude, OneShotRunsAreNoAgents) {
   EXPECT_EQ(print.finish().output, "Understood.\n");
 }
 
+TEST(RealClaude, APrintingRunOnATerminalWorksWhileItLives) {
+  PeerWorld world;
+  const fs::path folder = world.project("printing");
+  Watching watch(world, folder);
+  EXPECT_TRUE(watch.shows("gone"));
+  Terminal terminal(world, folder, {"claude", "-p", "Please wait [hold]"});
+  ASSERT_TRUE(watch.shows("working working")) << terminal.screen();
+  world.model().release();
+  EXPECT_TRUE(watch.shows("gone"));
+}
+
+TEST(RealClaude, AsksFromTheTerminalThatIsNotShownToo) {
+  PeerWorld world;
+  const fs::path folder = world.project("both");
+  Terminal first(world, folder, world.claude());
+  const auto row = [&] {
+    const auto agents = world.agentsIn(folder);
+    return agents.size() == 1 ? agents[0] : Json::object();
+  };
+  ASSERT_TRUE(eventually([&] { return row().value("state", "") == "idle"; })) << first.screen();
+  first.submit("Hello there");
+  ASSERT_TRUE(eventually([&] { return row()["transcript"].value("path", Json()).is_string(); }))
+      << first.screen();
+  ASSERT_TRUE(eventually([&] { return row().value("state", "") == "idle"; })) << first.screen();
+  const Json shown = row();
+  Terminal second(
+      world, world.project("elsewhere"),
+      {"sh", "-c",
+       "cd '" + folder.string() + "' && exec claude --resume " + field(shown["transcript"], "reference")});
+  const fs::path sessions = world.home() / ".claude/sessions";
+  const auto ready = [&] {
+    return std::ranges::distance(fs::directory_iterator(sessions), fs::directory_iterator()) == 2 &&
+           second.screen().contains("Hello there");
+  };
+  ASSERT_TRUE(eventually(ready)) << second.screen();
+  // Whichever of the two is the row, each asks once.
+  for (const Terminal* const asking : {&second, &first}) {
+    asking->submit("Make the file [run touch made-by-one]");
+    EXPECT_TRUE(eventually([&] { return row().value("light", "") == "needsYou"; })) << asking->screen();
+    EXPECT_EQ(row().value("state", ""), "blocked");
+    asking->key("Escape");
+    EXPECT_TRUE(eventually([&] { return row().value("state", "") == "idle"; })) << asking->screen();
+  }
+}
+
 TEST(RealCodex, IsListedOnceWithItsRollout) {
   PeerWorld world;
   const fs::path folder = world.project("codex-proj");

@@ -110,6 +110,52 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   EXPECT_FALSE(fs::exists(folder / "denied"));
 }
 
+// After a compaction the person's words are theirs: the command as typed, and no word of the program's.
+TEST(RealClaudeServed, ACompactionIsNotThePersonsWords) {
+  PeerWorld world;
+  const fs::path folder = world.project("compacted");
+  Serving serve(world.ostrelctl(), world.variables(), world.home());
+  Terminal terminal(world, folder, world.claude());
+  const auto row = [&](const std::string& state) {
+    Json found;
+    serve.until("agents", [&](const Json& event) {
+      for (const Json& agent : event["agents"]) {
+        if (agent["context"] == folder.string() && agent["state"] == state) found = agent;
+      }
+      return !found.is_null();
+    });
+    return found;
+  };
+  ASSERT_FALSE(row("idle").is_null()) << terminal.screen();
+  const Json agent = row("idle");
+  EXPECT_TRUE(serve.perform({{"op", "select"}, {"agent", agent["id"]}})["ok"]);
+  // A shorter conversation is not compacted.
+  for (std::size_t i = 1; i <= 4; ++i) {
+    terminal.submit("Hello " + std::to_string(i));
+    ASSERT_TRUE(
+        serve.until("transcript", [&](const Json& event) { return event["messages"].size() == 2 * i; })
+            .is_object())
+        << terminal.screen();
+    ASSERT_FALSE(row("idle").is_null()) << terminal.screen();
+  }
+  terminal.submit("/compact only the plan");
+  std::vector<std::string> words;
+  bool folded = false;
+  const Json transcript = serve.until("transcript", [&](const Json& event) {
+    words.clear();
+    folded = false;
+    for (const Json& message : event["messages"]) {
+      const std::string text = message["text"];
+      if (message["role"] == "user") words.push_back(text);
+      folded |= message["role"] == "activity" && text.contains("continued from a previous conversation");
+    }
+    return folded && std::ranges::find(words, "/compact only the plan") != words.end();
+  });
+  EXPECT_TRUE(transcript.is_object()) << folded << " " << Json(words) << terminal.screen();
+  for (const std::string& text : words)
+    EXPECT_FALSE(text.starts_with('<') || text.contains('\x1B') || text.contains("continued from")) << text;
+}
+
 // The front end over standard input and output, two sessions at once.
 TEST(RealClaudeServed, IsAnsweredThroughServeAndOutlivesIt) {
   PeerWorld world;
