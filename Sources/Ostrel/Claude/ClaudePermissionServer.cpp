@@ -228,6 +228,7 @@ void ClaudePermissionServer::reconcilePermissions(const StateOf& stateOf) {
 
 void ClaudePermissionServer::stop() {
   close();
+  taken_.set(false);
   requests_.set({});
 }
 

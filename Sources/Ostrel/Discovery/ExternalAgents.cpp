@@ -153,6 +153,8 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   agent.session = "external";
   agent.provider = provider;
   agent.context = std::move(files.folder);
+  // A control character was taken for a "?" there.
+  if (agent.context.contains('?')) agent.context = sources_.processes.workingFolder(pid);
   if (provider == "codex" && process.tty != "??")
     agent.codexTie = CodexTie{started(entry), std::nullopt, resumedThreads(arguments)};
   // A control character was taken for a "?" there.
