@@ -157,8 +157,6 @@ std::optional<HerdrAgent> ExternalAgents::agent(ScanTable& table, const ScanTabl
   if (agent.context.contains('?')) agent.context = sources_.processes.workingFolder(pid);
   if (provider == "codex" && process.tty != "??")
     agent.codexTie = CodexTie{started(entry), std::nullopt, resumedThreads(arguments)};
-  // A control character was taken for a "?" there.
-  if (agent.context.contains('?')) agent.context = sources_.processes.workingFolder(pid);
   tie(agent, entry, files.transcripts);
 
   auto title = sources_.titles.linkedTitle(agent.transcriptReference, agent.transcriptKind, provider,
