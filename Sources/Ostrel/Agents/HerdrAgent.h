@@ -47,7 +47,7 @@ struct ExternalProcess {
   std::string tty;                     // "pts/3"; "??" for none
   std::optional<std::string> hostApp;  // path of the hosting application
   std::optional<std::int64_t> uid;
-  std::optional<std::string> hostName{};  // the desktop's name for it, where it has one
+  std::optional<std::string> hostName{};   // the desktop's name for it, where it has one
   std::optional<std::string> herdrPane{};  // the pane of Herdr's that its environment names
 
   // The last non-empty component of `executable`; the whole text if it has none.
@@ -116,8 +116,8 @@ struct HerdrAgent {
   // The user's own title for the agent where there is one, else `title`.
   std::string displayTitle(const Preferences& preferences) const;
 
-  // Whether an external agent's transcript changed within the last 10 seconds, as the last scan saw it: an agent
-  // without a status channel, whose `since` is the file's modification, looks working while it grows.
+  // Whether an external agent's transcript changed within the last 10 seconds, as the last scan saw it: an
+  // agent without a status channel, whose `since` is the file's modification, looks working while it grows.
   bool recentlyActive(WallTime now) const;
 };
 
