@@ -93,6 +93,14 @@ class Studio {
     conversation_.show(agent);
   }
 
+  // Of many agents only the last one waits.
+  void onlyTheLastWaits() {
+    const std::size_t last = samples_.agents().size() - 1;
+    for (std::size_t i = 0; i < last; ++i) samples_.setLight(i, i % 3 ? AgentLight::idle : AgentLight::done);
+    samples_.setLight(last, AgentLight::needsYou);
+    samples_.tell();
+  }
+
   QImage notch() { return view("EdgeNotchView", notch_, EdgeWindow::notch); }
   QImage rail() { return view("RailView", rail_, EdgeWindow::rail); }
   QImage panel() { return view("OstrelView", panel_, EdgeWindow::panel); }
@@ -279,6 +287,8 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
   for (const bool dark : {false, true}) {
     Studio studio(loop, preferences, 7, dark);
     Studio quiet(loop, preferences, 0, dark);
+    Studio crowd(loop, preferences, 34, dark);
+    crowd.onlyTheLastWaits();
     std::vector<std::pair<std::string, QImage>> pictures = studio.conversations();
     for (auto& card : studio.cards()) pictures.push_back(std::move(card));
     pictures.insert(pictures.end(), {{"edge", studio.edge()},
@@ -289,7 +299,9 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"connections", studio.connections()},
                                      {"connections-empty", quiet.connections()},
                                      {"rail-empty", quiet.rail()},
-                                     {"notch-empty", quiet.notch()}});
+                                     {"notch-empty", quiet.notch()},
+                                     {"notch-crowd", crowd.notch()},
+                                     {"panel-crowd", crowd.panel()}});
     for (const auto& [view, picture] : pictures) {
       const std::filesystem::path file = folder / (view + (dark ? "-dark.png" : "-light.png"));
       if (!picture.save(QString::fromStdString(file.string())))
