@@ -7,6 +7,7 @@
 
 #include "Claude/ClaudePermissionRequest.h"
 #include "Require.h"
+#include "Runtime/ShownText.h"
 
 using namespace ostrel;
 
@@ -24,6 +25,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(request->alwaysRules.empty() || request->suggestions);
   Answer::Answers answers;
   for (const auto& question : request->questions) answers.chosen[question.question] = {"one", "two\xff"};
+  // What is on offer is taken, and what hides in a text is shown whichever way it is drawn.
+  RequestAnswer given{.choice = request->choices().front().id};
+  for (const auto& question : request->questions) given.entries[question.question] = {"one"};
+  request->decided(given);
+  require(text::unordered(text::inOrder(request->detail)) == text::marked(request->detail));
   for (const Answer& answer : {Answer{Answer::Allow{}}, Answer{Answer::AllowAlways{}},
                                Answer{Answer::Deny{std::string(line)}}, Answer{answers}}) {
     const std::string reply = json::dump(answer.reply(*request));

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Codex/CodexAnswers.h"
 #include "Codex/CodexCard.h"
-#include "Codex/CodexForm.h"
 #include "Codex/CodexLive.h"
 #include "Codex/CodexRequestDesk.h"
 #include "Codex/CodexThreads.h"
@@ -39,15 +39,24 @@ void valid(const std::string& result) {
 void show(const CodexRequest& request, const std::string& typed) {
   const CodexCard card = CodexCard::of(request, typed);
   if (card.title.empty() && request.method != "mcpServer/elicitation/request") std::abort();
-  for (const auto& choice : card.choices) valid(choice.result);
-  const Json params = json::parse(request.payload).value();
-  CodexForm::Answers answers;
-  for (const auto& field : card.fields) answers[field.key] = typed;
-  for (const auto& question : card.questions) answers[question.id] = typed;
-  if (const Json* const schema = json::member(params, "requestedSchema"))
-    attempt([&] { valid(CodexForm::formResult(*schema, answers)); });
-  if (const Json* const questions = json::member(params, "questions"))
-    attempt([&] { valid(CodexForm::questionsResult(*questions, answers)); });
+  // Every choice on offer is taken, as it is or with what was typed, and nothing else is.
+  for (const bool linkOpened : {false, true}) {
+    const CodexCard shown = CodexCard::of(request, typed, linkOpened);
+    for (const RequestChoice& choice : shown.choices) {
+      RequestAnswer answer{.choice = choice.id};
+      if (choice.takesEntries) {
+        for (const auto& field : shown.fields) answer.entries[field.key] = {typed};
+        for (const auto& question : shown.questions) answer.entries[question.id] = {typed};
+      }
+      attempt([&] { valid(codexAnswers::result(request, shown, linkOpened, answer)); });
+    }
+  }
+  bool taken = false;
+  attempt([&] {
+    codexAnswers::result(request, card, false, {.choice = "no such choice"});
+    taken = true;
+  });
+  if (taken) std::abort();
 }
 
 }  // namespace
