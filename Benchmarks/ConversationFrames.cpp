@@ -14,9 +14,11 @@
 #include "App/EdgeState.h"
 #include "Appearance.h"
 #include "Claude/PermissionSocket.h"
+#include "Client/HerdrClient.h"
 #include "ConversationBridge.h"
 #include "ConversationSample.h"
 #include "Conversations/AgentTranscriptReader.h"
+#include "DesktopScreens.h"
 #include "NestedLoop.h"
 #include "Platform/Linux/InotifyWatcher.h"
 #include "Platform/Linux/NativeProcesses.h"
@@ -350,6 +352,7 @@ class Conversations {
     return {.scanExternal = [agents](std::stop_token) { return agents; },
             .claudeSessions = history_.folder() / "sessions",
             .herdr = {.run = {},
+                      .request = {},
                       .events = {},
                       .find = [] { return std::nullopt; },
                       .isExecutable = [](const std::filesystem::path&) { return false; }},
@@ -400,7 +403,7 @@ class Conversations {
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
-  DesktopScreens screens_;
+  DesktopScreens screens_{loop_};
   EdgeState edge_{{loop_, panels_, screens_, pointer_, preferences_},
                   model_,
                   {.select = [this](const HerdrAgent& agent, bool seen) { open(agent, seen); },

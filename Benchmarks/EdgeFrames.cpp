@@ -14,6 +14,7 @@
 
 #include "App/EdgeState.h"
 #include "Appearance.h"
+#include "DesktopScreens.h"
 #include "NestedLoop.h"
 #include "PanelBridges.h"
 #include "RestingMemory.h"
@@ -180,7 +181,7 @@ class Edge {
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
-  DesktopScreens screens_;
+  DesktopScreens screens_{loop_};
   EdgeState edge_{
       {loop_, panels_, screens_, pointer_, preferences_}, model_, {[](const HerdrAgent&, bool) {}, [] {}}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
