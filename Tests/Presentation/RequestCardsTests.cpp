@@ -285,6 +285,22 @@ TEST_F(RequestCardsTest, ADoubleClickAnswersOnlyWhatItWasAimedAt) {
   }
 }
 
+// The cards stand at the end of the window: when the last one goes, the others come down in its place.
+TEST_F(RequestCardsTest, ACardThatComesDownForOneBelowItTakesNoAnswer) {
+  asked_.codex["1"] = {command("1"), command("2")};
+  open();
+  asked_.codex["1"].pop_back();  // answered in the terminal
+  bridge_.refresh();
+  settle();
+  const QPointF place = middle(item("codexChoice0"));
+  loop_.runFor(120ms);
+  click(place);
+  EXPECT_EQ(asked_.results.size(), 0u);
+  loop_.runFor(500ms);
+  click(place);
+  EXPECT_EQ(asked_.results.size(), 1u);
+}
+
 TEST_F(RequestCardsTest, YesComesWithTheEndOfTheCommand) {
   std::string lines = "echo hello";
   for (int i = 0; i < 40; ++i) lines += "\\n";

@@ -36,8 +36,10 @@ void RequestsBridge::show(const std::optional<HerdrAgent>& agent) {
   const bool another = !agent || !agent_ || agent->id() != agent_->id();
   agent_ = agent;
   refresh();
-  if (!another) return;
-  // All of them have just appeared.
+  if (another) settle();
+}
+
+void RequestsBridge::settle() {
   for (const auto& [id, card] : claudeCards_) card->settle();
   for (const auto& [id, card] : codexCards_) card->settle();
 }

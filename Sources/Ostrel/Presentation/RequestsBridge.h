@@ -58,6 +58,8 @@ class RequestsBridge final : public QObject {
   // After a change of what is asked.
   void refresh();
 
+  // All cards have just appeared or moved.
+  Q_INVOKABLE void settle();
   // "Answer in terminal". The request stays open.
   Q_INVOKABLE void goToTerminal();
 

@@ -25,6 +25,9 @@ FocusScope {
     objectName: "requestCards"
     visible: !bridge.empty
     implicitHeight: bridge.empty ? 0 : Math.min(maximumHeight, column.implicitHeight)
+    // Where the room for the cards changes, all of them stand elsewhere.
+    onYChanged: bridge.settle()
+    onHeightChanged: bridge.settle()
     onFocusedChanged: if (focused && focused.height > 0) reveal(focused)
 
     // Has the keyboard while no answer has it: Return alone allows nothing.
@@ -39,6 +42,7 @@ FocusScope {
         anchors.fill: parent
         contentWidth: width
         contentHeight: column.implicitHeight
+        onContentHeightChanged: root.bridge.settle()
         clip: contentHeight > height
         boundsBehavior: Flickable.StopAtBounds
 
