@@ -103,7 +103,7 @@ TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
   dies.emplace(connect(kQuestions));
   dies->send("x");  // unread bytes don't hide the end, and keep nobody busy
   Client stays = connect(kBash);
-  EXPECT_EQ(server.permissionRequests("s1").size(), 2u);
+  EXPECT_EQ(open().size(), 2u);
   dies.reset();
   loop.runUntilIdle();
   EXPECT_EQ(open().size(), 1u);

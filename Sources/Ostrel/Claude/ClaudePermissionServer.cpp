@@ -170,15 +170,6 @@ void ClaudePermissionServer::received(Key key) {
 
 void ClaudePermissionServer::hungUp(Key key) { finish(connections_.at(key).requestID, std::nullopt); }
 
-std::vector<ClaudePermissionRequest> ClaudePermissionServer::permissionRequests(
-    std::string_view conversationID) const {
-  std::vector<ClaudePermissionRequest> found;
-  std::ranges::copy_if(
-      requests_.get(), std::back_inserter(found),
-      [&](const ClaudePermissionRequest& request) { return request.sessionID == conversationID; });
-  return found;
-}
-
 void ClaudePermissionServer::answer(const ClaudePermissionRequest& request, const Answer& answer) {
   if (capture_) capture_("prompt_answered", {{"agent", "claude"}, {"answer", answer.name()}});
   finish(request.id, answer.reply(request));

@@ -75,8 +75,6 @@ class ClaudePermissionServer {
 
   // Open requests, oldest first.
   Published<std::vector<ClaudePermissionRequest>>& requests() { return requests_; }
-  // Those of one conversation; the view shows the first.
-  std::vector<ClaudePermissionRequest> permissionRequests(std::string_view conversationID) const;
 
   // Sends the user's answer, unless the request has ended meanwhile.
   void answer(const ClaudePermissionRequest& request, const Answer& answer);

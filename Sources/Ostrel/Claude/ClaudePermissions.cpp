@@ -126,6 +126,7 @@ ClaudePermissions::Entry ClaudePermissions::look() const {
   const auto command = settings ? claudeSettings::ourCommand(*settings) : std::nullopt;
   entry.stands = command.has_value();
   if (command) entry.program = programOf(*command);
+  entry.programThere = files::isExecutable(entry.program);
   return entry;
 }
 
@@ -196,7 +197,7 @@ std::string ClaudePermissions::problem(const ClaudeHookState& state, const Entry
   if (!state.wanted)
     return state.stands ? fmt::format("The permission hook is turned off, but {} still names it.", file) : "";
   if (state.stands) {
-    if (state.program.empty() || files::isExecutable(state.program)) return {};
+    if (state.program.empty() || entry.programThere) return {};
     return fmt::format("The permission hook in {} names {}, which is not there. {}", file, state.program,
                        kEffect);
   }

@@ -38,6 +38,7 @@ class ClaudePermissions {
   struct Entry {
     bool stands = false;
     std::string program;
+    bool programThere = false;
     std::string hindrance;  // why it couldn't be put in now; empty where it could
   };
 
