@@ -25,6 +25,7 @@
 #include "Platform/Linux/PidfdExits.h"
 #include "Platform/Linux/SpawnedServers.h"
 #include "Runtime/UniqueFd.h"
+#include "Support/NoPorts.h"
 #include "UtilityPanels.h"
 #include "WindowFrames.h"
 
@@ -130,7 +131,7 @@ ListView {
 })";
 
 // The program, with the agents of a made-up history in place of those that run.
-class Conversations {
+class Conversations final : private TranscriptSource {
  public:
   Conversations() {
     appearance_.setReducedMotion(true);
@@ -171,7 +172,7 @@ class Conversations {
   };
 
   void open(const HerdrAgent& agent, bool markSeen) {
-    client_.select(agent, markSeen);
+    client_.actions().open(agent.id(), markSeen);
     conversation_.show(agent);
   }
   QQuickItem* find(const char* name) {
@@ -325,12 +326,10 @@ class Conversations {
     Frames times;
     for (int round = 0; round < 30; ++round) {
       runFor(150 + round);
-      client_.changes().notify();  // another change just before: this one waits for the throttles
+      client_.agents().changed();  // another change just before: this one waits for the throttles
       runFor(5);
       UniqueFd hook;
       times.costs.push_back(untilFrame([&] { hook = ask(line); }, [this] { return showsCard(); }));
-      client_.permissions().stop();
-      client_.permissions().start();
     }
     return times;
   }
@@ -351,38 +350,18 @@ class Conversations {
     }
     return {.scanExternal = [agents](std::stop_token) { return agents; },
             .claudeSessions = history_.folder() / "sessions",
-            .herdr = {.run = {},
-                      .request = {},
-                      .events = {},
-                      .find = [] { return std::nullopt; },
-                      .isExecutable = [](const std::filesystem::path&) { return false; }},
-            .toolEnvironment = {},
-            .loadHistory = [this](auto reference, auto kind,
-                                  auto provider) { return load(reference, kind, provider); },
+            .transcripts = this,
             .permissionSocket = socket_};
   }
 
   Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference, std::optional<std::string> kind,
-                                     std::string provider) {
+                                     std::string provider) override {
     while (readsWait_) co_await sleepFor(std::chrono::milliseconds(500));
     co_return co_await reader_.load(std::move(reference), std::move(kind), std::move(provider));
   }
 
   static Environment environment(const std::filesystem::path& folder) {
     return {.variables = {{"CLAUDE_CONFIG_DIR", folder.string()}}, .home = folder, .arguments = {}};
-  }
-
-  ConversationSource source() {
-    return {.shown = client_.selected().shown(),
-            .selected = [this]() -> std::optional<HerdrAgent> {
-              const HerdrAgent* const agent = client_.selection().selected();
-              return agent ? std::optional(*agent) : std::nullopt;
-            },
-            .statusLabel = [this](const HerdrAgent& agent) { return client_.statusLabel(agent); },
-            .rename = {},
-            .link = {},
-            .openUrl = {},
-            .home = {}};
   }
 
   History history_;
@@ -398,8 +377,10 @@ class Conversations {
   InotifyWatcher files_{loop_};
   SpawnedServers servers_;
   AgentTranscriptReader reader_{AgentTranscript(environment(history_.folder())), pool_};
-  HerdrClient client_{{loop_, pool_, exits_, files_, preferences_, servers_}, sources()};
-  OstrelModel model_{client_.lit()};
+  NoHerdr herdr_;
+  NoUrls urls_;
+  HerdrClient client_{{loop_, pool_, exits_, files_, preferences_, servers_, herdr_}, sources()};
+  OstrelModel model_{client_.agents()};
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
@@ -407,10 +388,11 @@ class Conversations {
   EdgeState edge_{{loop_, panels_, screens_, pointer_, preferences_},
                   model_,
                   {.select = [this](const HerdrAgent& agent, bool seen) { open(agent, seen); },
-                   .stopOutput = [this] { client_.selection().clear(); }}};
+                   .stopOutput = [this] { client_.actions().close(); }}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
   NotchBridge notch_{parts_};
-  ConversationBridge conversation_{loop_, pool_, parts_, source(), client_.requests()};
+  ConversationBridge conversation_{
+      loop_, pool_, parts_, {client_.open(), client_.actions(), client_.requests(), urls_, {}}};
 };
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include "PanelBridges.h"
 #include "RestingMemory.h"
 #include "SampleAgents.h"
+#include "SampleConnections.h"
 #include "UtilityPanels.h"
 #include "WindowFrames.h"
 
@@ -101,16 +102,6 @@ class Edge {
  private:
   static constexpr int kFrames = 600;
 
-  static ConnectionsSource noConnections() {
-    return {.facts = [] { return ConnectionFacts(); },
-            .choose = {},
-            .observe = [](ChangeSignal::Observer) { return Subscription(); },
-            .executable = [] { return std::string(); },
-            .session = [] { return std::string(); },
-            .setExecutable = {},
-            .setSession = {}};
-  }
-
   Frames lights() {
     Frames times;
     samples_.setLight(0, AgentLight::idle);
@@ -188,7 +179,8 @@ class Edge {
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
   SelectorBridge selector_{parts_};
-  ConnectionsBridge connections_{parts_, noConnections()};
+  SampleConnections facts_{false};
+  ConnectionsBridge connections_{parts_, facts_};
   PanelBridge panel_{model_, selector_, connections_};
 };
 

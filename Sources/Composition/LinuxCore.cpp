@@ -6,26 +6,10 @@
 #include "App/BundleInfo.h"
 #include "Codex/CodexLive.h"
 #include "Codex/CodexLocalServer.h"
-#include "Herdr/HerdrCommand.h"
-#include "Herdr/HerdrSocket.h"
-#include "Runtime/Files.h"
 
 namespace ostrel {
 
 namespace {
-
-HerdrLink::Doors herdr(const CommandLineTools& tools) {
-  return {.run =
-              [environment = tools.environment(false)](const std::filesystem::path& executable,
-                                                       const std::vector<std::string>& arguments,
-                                                       Duration limit, std::stop_token stop) {
-                return HerdrCommand::run(executable, arguments, environment, limit, std::move(stop));
-              },
-          .request = HerdrSocket::request,
-          .events = HerdrSocket::events,
-          .find = [&tools] { return tools.find("herdr"); },
-          .isExecutable = [](const std::filesystem::path& path) { return files::isExecutable(path); }};
-}
 
 // The launcher of the installation that this program is part of: the hook's command names it.
 std::filesystem::path launcher(Processes& processes) {
@@ -58,14 +42,15 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
                    BundleInfo::ofProgram(processes_.executablePath(::getpid())).identifier(), ::getpid()),
       exits_(loop_),
       files_(loop_),
+      herdr_(tools_),
       untouched_(preferences_.shared()),
       reader_(transcripts_, pool_, [this](std::string thread) { return readThread(std::move(thread)); }),
       claudePermissions_(environment_, launcher(processes_), preferences_.shared()),
       hookFollower_({loop_, pool_, files_}, claudePermissions_, preferences_.shared(),
                     PreferenceFiles::folder(environment_)),
-      client_(
-          {loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_, servers_},
-          sources(face)) {}
+      client_({loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_,
+               servers_, herdr_},
+              sources(face)) {}
 
 // A Codex conversation as the running app server has it.
 Task<AgentTranscriptSnapshot> LinuxCore::readThread(std::string thread) {
@@ -79,11 +64,8 @@ HerdrClient::Sources LinuxCore::sources(Face face) {
   HerdrClient::Sources sources{
       .scanExternal = [this](std::stop_token stop) { return externalAgents_.scan(std::move(stop)); },
       .claudeSessions = environment_.claudeFolder() / "sessions",
-      .herdr = herdr(tools_),
       .toolEnvironment = tools_.environment(false),
-      .loadHistory = [this](auto reference, auto kind,
-                            auto provider) { return reader_.load(reference, kind, provider); },
-      .readPane = HerdrSocket::read,
+      .transcripts = &reader_,
       .lookAtRollout = [this](const std::string& path) { return rollouts_.look(path); },
       .codexSessions = environment_.codexFolder() / "sessions",
       .codexServer = CodexLocalServer::socketPath(environment_),

@@ -9,6 +9,7 @@
 #include "Claude/ClaudePermissions.h"
 #include "Claude/HookFollower.h"
 #include "Client/HerdrClient.h"
+#include "Composition/InstalledHerdr.h"
 #include "Conversations/AgentTranscriptReader.h"
 #include "Conversations/ConversationTitle.h"
 #include "Discovery/CommandLineTools.h"
@@ -80,6 +81,7 @@ class LinuxCore {
   PidfdExits exits_;
   InotifyWatcher files_;
   SpawnedServers servers_;
+  InstalledHerdr herdr_;
   OverlayPreferences untouched_;
   AgentTranscriptReader reader_;
   ClaudePermissions claudePermissions_;

@@ -39,23 +39,20 @@ ListProgram::ListProgram(Parts parts, Options options, Output output)
 
 void ListProgram::start() {
   HerdrClient& client = parts_.client;
-  deliveries_ = client.lit().observe([this] { changed_.raise(); });
-  if (options_.command == Options::Command::agents) {
+  deliveries_ = client.agents().observe([this] { changed_.raise(); });
+  reports_ = client.report().observe([this] {
     // One list is wanted as soon as it is whole; a list that is kept shown is not to flicker.
-    const auto look = [this] {
-      if (ready()) parts_.client.lit().deliver();
-    };
-    scans_ = client.local().scans().observe(look);
-    passes_ = client.codexDiscovery().passes().observe(look);
-    steps_ = client.link().steps().observe(look);
-  }
+    if (options_.command == Options::Command::agents && parts_.client.report()->complete)
+      parts_.client.agents().deliver();
+    changed_.raise();
+  });
   if (options_.command == Options::Command::agents) {
     deadline_ = parts_.loop.after(options_.wait, [this] {
       const std::chrono::duration<double> seconds = options_.wait;
-      if (*parts_.client.local().scans() > 0) {
+      if (parts_.client.report()->scanned) {
         output_.complain(fmt::format("Herdr or Codex took longer than {:g} seconds.", seconds.count()));
         late_ = true;
-        parts_.client.lit().deliver();
+        parts_.client.agents().deliver();
         return;
       }
       output_.complain(fmt::format("The first scan took longer than {:g} seconds.", seconds.count()));
@@ -64,13 +61,12 @@ void ListProgram::start() {
   }
   tasks_.start(run());
   client.startDiscovery();
-  client.link().readSettings();
-  const bool left = parts_.preferences.object("herdrReconnect") == Json(false);
-  if (!left && client.link().resolveExecutable()) client.connect();
+  if (parts_.preferences.object("herdrReconnect") != Json(false)) client.herdr().connectWhereInstalled();
 }
 
 bool ListProgram::ready() {
-  return *parts_.client.local().scans() > 0 && (late_ || parts_.client.complete());
+  // As it was delivered: the report may be ahead of the list.
+  return late_ || parts_.client.agents().list().complete;
 }
 
 Task<void> ListProgram::run() {
@@ -115,14 +111,14 @@ Listing ListProgram::current() {
   const auto shown = [this](const LitAgent& lit) {
     return ShownAgent{lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}};
   };
-  const LitList& delivered = parts_.client.lit().list();
+  const LitList& delivered = parts_.client.agents().list();
   for (const LitAgent& lit : delivered.agents) list.agents.push_back(shown(lit));
   for (const LitAgent& lit : delivered.loadedCodex) list.loadedCodex.push_back(shown(lit));
-  list.error = *parts_.client.local().error();
-  HerdrLink& link = parts_.client.link();
-  if (*link.active() || *link.error()) {
-    list.herdr = link.status();
-    list.herdrError = *link.error();
+  const SourceReport& report = *parts_.client.report();
+  list.error = report.scan;
+  if (report.herdrWanted || report.herdr) {
+    list.herdr = report.herdrStatus;
+    list.herdrError = report.herdr;
   }
   return list;
 }

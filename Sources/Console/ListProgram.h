@@ -53,9 +53,7 @@ class ListProgram {
   Output output_;
   WakeFlag changed_;
   Subscription deliveries_;
-  Subscription scans_;
-  Subscription passes_;
-  Subscription steps_;
+  Subscription reports_;
   Timer deadline_;
   bool late_ = false;  // Herdr has used up the time for a first list
   bool over_ = false;

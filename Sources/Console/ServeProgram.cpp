@@ -36,14 +36,56 @@ const std::map<std::string, ServeProgram::Operation, std::less<>> ServeProgram::
     {"quit", &ServeProgram::quit},
 };
 
+const std::array<ServeProgram::Topic, ServeProgram::kTopics> ServeProgram::kTopicTable = {{
+    {"agents", &ServeProgram::agentsEvent},
+    {"selection", &ServeProgram::selectionEvent},
+    {"transcript", &ServeProgram::transcriptEvent},
+    {"output", &ServeProgram::outputEvent},
+    {"integrations", &ServeProgram::integrationsEvent},
+    {"permissions", &ServeProgram::permissionsEvent},
+    {"codex", &ServeProgram::codexEvent},
+}};
+
 ServeProgram::ServeProgram(Parts parts, Output output)
-    : parts_(parts), output_(std::move(output)), tasks_(parts.loop) {}
+    : parts_(parts), output_(std::move(output)), tasks_(parts.loop) {
+  stale_.set();
+}
 
 void ServeProgram::start() {
-  deliveries_ = parts_.client.lit().observe([this] { changed_.raise(); });
+  follow();
   tasks_.start(run());
   parts_.client.restoreConnection();
   changed_.raise();
+}
+
+// Which change makes what out of date.
+void ServeProgram::follow() {
+  HerdrClient& client = parts_.client;
+  const auto on = [this](auto& source, std::initializer_list<Which> topics) {
+    std::vector<Which> all = topics;
+    subscriptions_.push_back(source.observe([this, all = std::move(all)] {
+      for (const Which topic : all) stale_.set(topic);
+      changed_.raise();
+    }));
+  };
+  // A request names the agent that asks, and a label depends on its agent's state.
+  on(client.agents(), {agents, selected, permissions, codex});
+  on(client.report(), {agents, permissions, codex});
+  on(client.open(), {selected, transcript, output});
+  on(client.herdr(), {setup});
+  on(client.requests(), {permissions, codex});
+  const SelectedConversation& shown = client.open().shown();
+  const auto also = [this](std::vector<Subscription> more) {
+    std::ranges::move(more, std::back_inserter(subscriptions_));
+  };
+  also(shown.observeConversation([this] {
+    stale_.set(transcript);
+    changed_.raise();
+  }));
+  also(shown.observeOutput([this] {
+    stale_.set(output);
+    changed_.raise();
+  }));
 }
 
 void ServeProgram::line(const std::string& text) {
@@ -69,28 +111,24 @@ void ServeProgram::perform(const Json& request) {
   (this->*operation->second)(request);
 }
 
-AgentList::Entry ServeProgram::agentIn(const Json& request) {
-  const std::string id = requiredText(request, "agent");
-  const auto& listed = parts_.client.inventory().all.entries();
-  const auto found = std::ranges::find(listed, id, [](const auto& entry) { return entry->id; });
-  if (found == listed.end()) throw Failure("This agent is not there any more.");
-  return *found;
-}
-
 void ServeProgram::select(const Json& request) {
-  parts_.client.select(agentIn(request)->agent, json::boolean(request, "seen").value_or(true));
+  parts_.client.actions().open(requiredText(request, "agent"), json::boolean(request, "seen").value_or(true));
 }
 
 void ServeProgram::rename(const Json& request) {
-  parts_.client.rename(agentIn(request)->agent, requiredText(request, "title"));
+  parts_.client.actions().rename(requiredText(request, "agent"), requiredText(request, "title"));
 }
 
 void ServeProgram::link(const Json& request) {
-  if (!parts_.client.linkConversation(agentIn(request)->agent, json::string(request, "path")))
-    throw Failure("This pane has not told its terminal, so it can't be linked.");
+  const std::string agent = requiredText(request, "agent");
+  if (const auto path = json::string(request, "path")) {
+    parts_.client.actions().link(agent, *path);
+  } else {
+    parts_.client.actions().unlink(agent);
+  }
 }
 
-void ServeProgram::deselect(const Json&) { parts_.client.selection().clear(); }
+void ServeProgram::deselect(const Json&) { parts_.client.actions().close(); }
 
 void ServeProgram::answer(const Json& request) {
   const std::string id = requiredText(request, "request");
@@ -102,29 +140,29 @@ void ServeProgram::openLink(const Json& request) {
 }
 
 void ServeProgram::connect(const Json& request) {
-  HerdrLink& link = parts_.client.link();
-  if (const auto session = json::string(request, "session")) link.sessionName().set(*session);
-  if (const auto executable = json::string(request, "executable")) link.executablePath().set(*executable);
+  HerdrConnection& herdr = parts_.client.herdr();
+  if (const auto session = json::string(request, "session")) herdr.setSession(*session);
+  if (const auto executable = json::string(request, "executable")) herdr.setExecutable(*executable);
   if (json::boolean(request, "managed").value_or(false)) {
-    parts_.client.connectManaged();
+    herdr.connectManaged();
   } else {
-    parts_.client.connect();
+    herdr.connect();
   }
 }
 
 void ServeProgram::disconnect(const Json& request) {
-  parts_.client.disconnect(json::boolean(request, "forget").value_or(true));
+  parts_.client.herdr().disconnect(json::boolean(request, "forget").value_or(true));
 }
 
 void ServeProgram::integrations(const Json& request) {
   const Json* const install = json::member(request, "install");
-  if (!install) return parts_.client.integrations().check();
+  if (!install) return parts_.client.herdr().checkIntegrations();
   std::vector<std::string> targets;
   for (const Json& target : *install) {
     if (!target.is_string()) throw Failure("\"install\" must be a list of texts.");
     targets.push_back(target.get<std::string>());
   }
-  parts_.client.integrations().install(std::move(targets));
+  parts_.client.herdr().install(std::move(targets));
 }
 
 void ServeProgram::quit(const Json&) { inputEnded(); }
@@ -138,10 +176,14 @@ Task<void> ServeProgram::run() {
   for (;;) {
     co_await changed_.waitFor(kForever);
     std::string lines = std::exchange(replies_, {});
-    for (const auto& [name, event] : events()) {
+    for (std::size_t topic = 0; topic < kTopics; ++topic) {
+      if (!stale_[topic]) continue;
+      stale_.reset(topic);
+      Json event = (this->*kTopicTable[topic].make)();
+      event["event"] = kTopicTable[topic].event;
       std::string line = json::dump(event) + "\n";
-      if (sent_[name] == line) continue;
-      sent_[name] = line;
+      if (sent_[topic] == line) continue;
+      sent_[topic] = line;
       lines += line;
     }
     const bool read =
@@ -154,12 +196,39 @@ Task<void> ServeProgram::run() {
   }
 }
 
-std::vector<std::pair<std::string, Json>> ServeProgram::events() {
-  HerdrClient& client = parts_.client;
-  const SelectedConversation& shown = client.selected().shown();
-  const Json selected = orNull(*client.selection().selectedID());
-  const HerdrAgent* const open = client.selection().selected();
+Json ServeProgram::agentsEvent() {
+  const auto listing = [&](const std::vector<LitAgent>& agents) {
+    Listing list;
+    for (const LitAgent& lit : agents)
+      list.agents.push_back({lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}});
+    return list;
+  };
+  const LitList& lit = parts_.client.agents().list();
+  const SourceReport& report = *parts_.client.report();
+  Listing list = listing(lit.agents);
+  list.error = report.scan;
+  list.herdr = report.herdrStatus;
+  list.herdrError = report.herdr;
+  Json event = asJsonObject(list);
+  event["loadedCodex"] = asJsonObject(listing(lit.loadedCodex))["agents"];
+  event["scanned"] = report.scanned;
+  return event;
+}
 
+// The id of the open agent, or null.
+Json ServeProgram::openID() const {
+  const auto agent = parts_.client.open().agent();
+  return agent ? Json(agent->id()) : Json();
+}
+
+Json ServeProgram::selectionEvent() {
+  const ConversationSource& open = parts_.client.open();
+  const auto agent = open.agent();
+  return {{"agent", openID()}, {"label", agent ? Json(open.statusLabel(*agent)) : Json()}};
+}
+
+Json ServeProgram::transcriptEvent() {
+  const SelectedConversation& shown = parts_.client.open().shown();
   Json messages = Json::array();
   for (const AgentTranscriptMessage& message : *shown.transcript) {
     messages.push_back({{"id", message.id},
@@ -168,83 +237,60 @@ std::vector<std::pair<std::string, Json>> ServeProgram::events() {
                         {"timestamp", orNull(message.timestamp)}});
   }
   const AgentSessionDetails& details = *shown.sessionDetails;
+  return {{"agent", openID()},
+          {"messages", std::move(messages)},
+          {"branch", orNull(details.branch)},
+          {"model", orNull(details.model)},
+          {"effort", orNull(details.effort)},
+          {"notice", orNull(*shown.transcriptNotice)},
+          {"loading", *shown.loadingHistory}};
+}
+
+Json ServeProgram::outputEvent() {
+  const SelectedConversation& shown = parts_.client.open().shown();
+  return {{"agent", openID()},
+          {"text", *shown.output},
+          {"loaded", *shown.hasLoadedOutput},
+          {"error", orNull(*shown.outputError)}};
+}
+
+Json ServeProgram::integrationsEvent() {
+  const HerdrFacts facts = parts_.client.herdr().facts();
   Json integrations = Json::array();
-  for (const HerdrIntegration& integration : *client.integrations().integrations())
+  for (const HerdrIntegration& integration : facts.integrations)
     integrations.push_back({{"id", integration.id}, {"state", integration.state}});
-  std::vector<std::pair<std::string, Json>> events{
-      {"agents", agentsEvent()},
-      {"selection",
-       {{"event", "selection"},
-        {"agent", selected},
-        {"label", open ? Json(client.statusLabel(*open)) : Json()}}},
-      {"transcript",
-       {{"event", "transcript"},
-        {"agent", selected},
-        {"messages", std::move(messages)},
-        {"branch", orNull(details.branch)},
-        {"model", orNull(details.model)},
-        {"effort", orNull(details.effort)},
-        {"notice", orNull(*shown.transcriptNotice)},
-        {"loading", *shown.loadingHistory}}},
-      {"output",
-       {{"event", "output"},
-        {"agent", selected},
-        {"text", *shown.output},
-        {"loaded", *shown.hasLoadedOutput},
-        {"error", orNull(*shown.outputError)}}},
-      {"integrations",
-       {{"event", "integrations"},
-        {"integrations", std::move(integrations)},
-        {"recommended", client.integrations().recommended(*client.link().agents())},
-        {"busy", *client.integrations().busy()},
-        {"message", orNull(*client.integrations().message())}}},
-  };
-  std::ranges::move(requestEvents(), std::back_inserter(events));
-  return events;
+  return {{"integrations", std::move(integrations)},
+          {"recommended", facts.recommended},
+          {"busy", facts.integrationsBusy},
+          {"message", orNull(facts.integrationMessage)}};
 }
 
-Json ServeProgram::agentsEvent() {
-  HerdrClient& client = parts_.client;
-  const auto listing = [&](const std::vector<LitAgent>& agents) {
-    Listing list;
-    for (const LitAgent& lit : agents)
-      list.agents.push_back({lit.agent(), lit.agent().displayTitle(parts_.preferences), lit.light, {}});
-    return list;
-  };
-  const LitList& lit = client.lit().list();
-  Listing list = listing(lit.agents);
-  list.error = *client.local().error();
-  list.herdr = client.link().status();
-  list.herdrError = *client.link().error();
-  Json event = asJsonObject(list);
-  event["event"] = "agents";
-  event["loadedCodex"] = asJsonObject(listing(lit.loadedCodex))["agents"];
-  event["scanned"] = *client.local().scans() > 0;
-  return event;
-}
-
-std::vector<std::pair<std::string, Json>> ServeProgram::requestEvents() {
-  Json claude = Json::array();
-  Json codex = Json::array();
-  for (const OpenRequest& request : parts_.client.requests().list())
-    (request.claude() ? claude : codex).push_back(asObject(request));
-  CodexRequestController& controller = parts_.client.codexRequests();
+Json ServeProgram::permissionsEvent() {
+  Json requests = Json::array();
+  for (const OpenRequest& request : parts_.client.requests().list()) {
+    if (request.claude()) requests.push_back(asObject(request));
+  }
   Json hook;
-  if (const ClaudeHookState* const state = parts_.client.hook()) {
+  if (const auto& state = parts_.client.report()->hook) {
     const auto orNothing = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
     hook = {{"wanted", state->wanted},
             {"stands", state->stands},
             {"program", orNothing(state->program)},
             {"problem", orNothing(state->problem)}};
   }
-  return {
-      {"permissions", {{"event", "permissions"}, {"requests", std::move(claude)}, {"hook", std::move(hook)}}},
-      {"codex",
-       {{"event", "codex"},
-        {"requests", std::move(codex)},
-        {"threads", *controller.connectedThreads()},
-        {"error", orNull(*controller.error())},
-        {"discoveryError", orNull(*parts_.client.codexDiscovery().error())}}}};
+  return {{"requests", std::move(requests)}, {"hook", std::move(hook)}};
+}
+
+Json ServeProgram::codexEvent() {
+  Json requests = Json::array();
+  for (const OpenRequest& request : parts_.client.requests().list()) {
+    if (request.codex()) requests.push_back(asObject(request));
+  }
+  const SourceReport& report = *parts_.client.report();
+  return {{"requests", std::move(requests)},
+          {"threads", report.codexThreads},
+          {"error", orNull(report.codexRequests)},
+          {"discoveryError", orNull(report.codex)}};
 }
 
 }  // namespace ostrel::console

@@ -3,6 +3,8 @@
 // reader may be slow.
 #pragma once
 
+#include <array>
+#include <bitset>
 #include <functional>
 #include <map>
 #include <string>
@@ -55,21 +57,35 @@ class ServeProgram {
   void integrations(const Json& request);
   void quit(const Json& request);
 
-  AgentList::Entry agentIn(const Json& request);
+  // What is told, each by an event of its own. One is made again after something that it shows has changed,
+  // and sent when it differs from what was sent last.
+  struct Topic {
+    const char* event;
+    Json (ServeProgram::*make)();
+  };
+  enum Which : std::size_t { agents, selected, transcript, output, setup, permissions, codex, kTopics };
+
+  void follow();
   Task<void> run();
-  // Everything that is told, by event; each event is sent when it differs from what was sent last.
-  std::vector<std::pair<std::string, Json>> events();
   Json agentsEvent();
-  std::vector<std::pair<std::string, Json>> requestEvents();
+  Json selectionEvent();
+  Json transcriptEvent();
+  Json outputEvent();
+  Json integrationsEvent();
+  Json permissionsEvent();
+  Json codexEvent();
+  Json openID() const;
 
   static const std::map<std::string, Operation, std::less<>> kOperations;
+  static const std::array<Topic, kTopics> kTopicTable;
 
   Parts parts_;
   Output output_;
   WakeFlag changed_;
-  Subscription deliveries_;
-  std::string replies_;                      // lines to be written
-  std::map<std::string, std::string> sent_;  // by event
+  std::vector<Subscription> subscriptions_;
+  std::string replies_;  // lines to be written
+  std::bitset<kTopics> stale_;
+  std::array<std::string, kTopics> sent_;
   bool over_ = false;
   TaskScope tasks_;
 };

@@ -39,16 +39,17 @@ TEST(ConnectionsPage, SaysWhatCanBeDone) {
     return lines;
   };
   using Lines = std::vector<std::string>;
-  ConnectionFacts facts{.providers = {{AgentProvider::claude, disconnected}}, .linkStatus = "Not connected"};
+  ConnectionFacts facts{.providers = {{AgentProvider::claude, disconnected}},
+                        .herdr = {.status = "Not connected"}};
   EXPECT_EQ(page(facts), (Lines{"Checking…", "Not signed in|Connect", "Not found"}));
-  facts.herdr = "/bin/herdr";
+  facts.program = "/bin/herdr";
   EXPECT_EQ(page(facts)[2], "Not connected|Connect");
   EXPECT_EQ(page(facts)[3], "Not checked|Check");
-  facts.active = true;
+  facts.herdr.active = true;
   EXPECT_EQ(page(facts)[2], "Not connected|Disconnect|Start a session");
-  facts.connected = true;
-  facts.integrations = {{"codex", "current (1.2)"}, {"claude", "outdated (1.0)"}};
-  facts.recommended = {"claude"};
+  facts.herdr.connected = true;
+  facts.herdr.integrations = {{"codex", "current (1.2)"}, {"claude", "outdated (1.0)"}};
+  facts.herdr.recommended = {"claude"};
   EXPECT_EQ(page(facts)[2], "Not connected|Disconnect");
   EXPECT_EQ(page(facts)[3], "Worth installing: claude|Check|Install");
 }

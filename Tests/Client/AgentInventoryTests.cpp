@@ -206,13 +206,16 @@ TEST(AgentSelectionTest, FollowsWhatIsShownForAnAgent) {
   Published<Records> herdr;
   Published<Records> threads;
   Records processes;
-  std::string told;
-  AgentSelection selection(
-      {[&]() -> const Inventory& { return inventory.merged(); }, herdr, threads, preferences},
-      {.selected = [&](const HerdrAgent& agent,
-                       bool seen) { told += "select " + agent.paneID + (seen ? " seen " : " "); },
-       .cleared = [&] { told += "clear "; },
-       .refreshed = [&](const HerdrAgent& agent) { told += "refresh " + agent.paneID + " "; }});
+  struct Listener final : AgentSelection::Listener {
+    std::string told;
+    void selected(const HerdrAgent& agent, bool seen) override {
+      told += "select " + agent.paneID + (seen ? " seen " : " ");
+    }
+    void cleared() override { told += "clear "; }
+    void refreshed(const HerdrAgent& agent) override { told += "refresh " + agent.paneID + " "; }
+  } listener;
+  std::string& told = listener.told;
+  AgentSelection selection({inventory, herdr, threads, preferences}, listener);
   const auto publish = [&](const Records& records = {}) {
     herdr.set(records);
     inventory.changed(Source::herdr, *herdr);

@@ -16,6 +16,7 @@
 #include "Client/HerdrLink.h"
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
+#include "Support/NoPorts.h"
 
 namespace ostrel {
 
@@ -23,7 +24,7 @@ inline const std::string kRequestFailed =
     "Herdr request failed. Check the selected session and installed CLI version.";
 
 // Commands come on background threads, so what they look at is changed inside `with`.
-class FakeHerdr {
+class FakeHerdr final : public NoHerdr {
  public:
   struct Pane {
     std::string state = "idle";
@@ -40,20 +41,56 @@ class FakeHerdr {
     std::int64_t protocol = 3;
   };
 
-  HerdrLink::Doors doors() {
-    return {.run =
-                [this](const auto&, const auto& arguments, Duration limit, std::stop_token) {
-                  EXPECT_EQ(limit, std::chrono::seconds(8));
-                  return run(arguments);
-                },
-            .request = [this](auto path, auto method, auto) { return request(path, method); },
-            .events = [this](auto path, auto list, auto subscribed,
-                             auto receive) { return events(path, list, subscribed, receive); },
-            .find = [this]() -> std::optional<std::filesystem::path> {
-              if (!installed) return std::nullopt;
-              return "/bin/herdr";
-            },
-            .isExecutable = [](const std::filesystem::path& path) { return path == "/chosen/herdr"; }};
+  std::optional<std::filesystem::path> find() override {
+    const std::lock_guard lock(mutex_);
+    return installed ? std::optional<std::filesystem::path>("/bin/herdr") : std::nullopt;
+  }
+  bool isExecutable(const std::filesystem::path& path) override { return path == "/chosen/herdr"; }
+  std::string run(const std::filesystem::path&, const std::vector<std::string>& arguments, Duration limit,
+                  std::stop_token) override {
+    EXPECT_EQ(limit, std::chrono::seconds(8));
+    return answer(arguments);
+  }
+
+  Task<Json> request(std::string path, std::string method, Json) override {
+    const auto found =
+        std::ranges::find_if(sessions, [&](const auto& each) { return each.second.socket == path; });
+    if (found == sessions.end() || !found->second.answers) throw Failure("Herdr socket is unavailable.");
+    const std::string name = found->first;
+    if (found->second.silent) {
+      co_await sleepFor(std::chrono::seconds(3));
+      throw Failure("Herdr socket timed out.");
+    }
+    co_await sleepFor(std::chrono::milliseconds(1));
+    const Session& session = sessions.at(name);
+    if (method == "ping") co_return Json{{"protocol", session.protocol}};
+    ++lists;
+    if (!session.refusal.empty()) throw HerdrProtocol::Refusal(session.refusal);
+    co_return rows(session);
+  }
+
+  Task<void> events(std::string path, Json wanted, std::function<void()> subscribed,
+                    std::function<void(const Json&)> receive) override {
+    ++subscriptions;
+    const auto found =
+        std::ranges::find_if(sessions, [&](const auto& each) { return each.second.socket == path; });
+    if (found == sessions.end() || !found->second.answers || refusesStreams)
+      throw Failure("Herdr socket is unavailable.");
+    for (const Json& each : wanted) {
+      const std::string pane = each.value("pane_id", "");
+      if (!pane.empty() && !found->second.panes.contains(pane))
+        throw HerdrProtocol::Refusal("pane " + pane + " not found");
+    }
+    Stream stream{.path = path, .wanted = wanted};
+    streams.push_back(&stream);
+    const std::unique_ptr<Stream, std::function<void(Stream*)>> open(
+        &stream, [this](Stream* gone) { streams.remove(gone); });
+    subscribed();
+    for (;;) {
+      co_await stream.flag.wait();
+      for (; !stream.queue.empty() && !stream.broken; stream.queue.pop_front()) receive(stream.queue.front());
+      if (stream.broken) throw Failure("Herdr disconnected.");
+    }
   }
 
   template <class Work>
@@ -127,7 +164,7 @@ class FakeHerdr {
     return {{"agents", rows}};
   }
 
-  std::string run(const std::vector<std::string>& arguments) {
+  std::string answer(const std::vector<std::string>& arguments) {
     const std::lock_guard lock(mutex_);
     ++commands;
     const std::string words = fmt::format("{}", fmt::join(arguments, " "));
@@ -143,47 +180,6 @@ class FakeHerdr {
     if (session == sessions.end() || !session->second.answers) throw Failure("no answer");
     if (!session->second.refusal.empty()) throw HerdrProtocol::Refusal(session->second.refusal);
     return rows(session->second).dump();
-  }
-
-  Task<Json> request(std::string path, std::string method) {
-    const auto found =
-        std::ranges::find_if(sessions, [&](const auto& each) { return each.second.socket == path; });
-    if (found == sessions.end() || !found->second.answers) throw Failure("Herdr socket is unavailable.");
-    const std::string name = found->first;
-    if (found->second.silent) {
-      co_await sleepFor(std::chrono::seconds(3));
-      throw Failure("Herdr socket timed out.");
-    }
-    co_await sleepFor(std::chrono::milliseconds(1));
-    const Session& session = sessions.at(name);
-    if (method == "ping") co_return Json{{"protocol", session.protocol}};
-    ++lists;
-    if (!session.refusal.empty()) throw HerdrProtocol::Refusal(session.refusal);
-    co_return rows(session);
-  }
-
-  Task<void> events(std::string path, Json wanted, std::function<void()> subscribed,
-                    std::function<void(const Json&)> receive) {
-    ++subscriptions;
-    const auto found =
-        std::ranges::find_if(sessions, [&](const auto& each) { return each.second.socket == path; });
-    if (found == sessions.end() || !found->second.answers || refusesStreams)
-      throw Failure("Herdr socket is unavailable.");
-    for (const Json& each : wanted) {
-      const std::string pane = each.value("pane_id", "");
-      if (!pane.empty() && !found->second.panes.contains(pane))
-        throw HerdrProtocol::Refusal("pane " + pane + " not found");
-    }
-    Stream stream{.path = path, .wanted = wanted};
-    streams.push_back(&stream);
-    const std::unique_ptr<Stream, std::function<void(Stream*)>> open(
-        &stream, [this](Stream* gone) { streams.remove(gone); });
-    subscribed();
-    for (;;) {
-      co_await stream.flag.wait();
-      for (; !stream.queue.empty() && !stream.broken; stream.queue.pop_front()) receive(stream.queue.front());
-      if (stream.broken) throw Failure("Herdr disconnected.");
-    }
   }
 
   std::mutex mutex_;

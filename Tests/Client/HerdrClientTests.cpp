@@ -36,7 +36,7 @@ class FakeServers final : public ServerLauncher {
   bool refuses = false;
 };
 
-class HerdrClientTest : public testing::Test {
+class HerdrClientTest : public testing::Test, protected NoHerdr {
  protected:
   // What a command prints; "!" and words make it fail with them, "?" with them as Herdr's own. Commands that
   // are not here list no sessions.
@@ -44,7 +44,8 @@ class HerdrClientTest : public testing::Test {
     const std::lock_guard lock(mutex_);
     answers_[command] = std::move(text);
   }
-  std::string run(const std::vector<std::string>& arguments) {
+  std::string run(const std::filesystem::path&, const std::vector<std::string>& arguments, Duration,
+                  std::stop_token) override {
     const std::lock_guard lock(mutex_);
     commands_.push_back(fmt::format("{}", fmt::join(arguments, " ")));
     const auto known = answers_.find(commands_.back());
@@ -53,6 +54,11 @@ class HerdrClientTest : public testing::Test {
     if (text.starts_with("?")) throw HerdrProtocol::Refusal(text.substr(1));
     return text;
   }
+  std::optional<std::filesystem::path> find() override {
+    const std::lock_guard lock(mutex_);
+    return executable_;
+  }
+  bool isExecutable(const std::filesystem::path&) override { return true; }
   static std::string sessions(std::initializer_list<const char*> names) {
     Json list = Json::array();
     for (const char* name : names) list.push_back({{"name", name}, {"running", true}});
@@ -67,26 +73,21 @@ class HerdrClientTest : public testing::Test {
   }
   // Connects through the managed server until it has said something.
   std::string connectManaged() {
-    client_->link().error().set(std::nullopt);
-    client_->connectManaged();
+    HerdrConnection& herdr = client_->herdr();
+    herdr.disconnect(false);  // forgets an earlier error
+    herdr.connectManaged();
     loop_.waitUntil([&] {
       loop_.runFor(250ms);  // the commands take real time, the looks in between do not
-      return *client_->link().active() || *client_->link().error();
+      return herdr.facts().active || herdr.facts().error;
     });
-    return *client_->link().active() ? "connected" : client_->link().error()->value_or("nothing");
+    return herdr.facts().active ? "connected" : herdr.facts().error.value_or("nothing");
   }
   void make(bool fixture = false) {
     client_.reset();
     client_.emplace(
-        HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_},
+        HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_, *this},
         HerdrClient::Sources{.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
                              .claudeSessions = "/sessions",
-                             .herdr = {.run = [this](const auto&, const auto& arguments, Duration,
-                                                     std::stop_token) { return run(arguments); },
-                                       .request = {},
-                                       .events = {},
-                                       .find = [this] { return executable_; },
-                                       .isExecutable = [](const auto&) { return true; }},
                              .toolEnvironment = {{"PATH", "/usr/bin"}},
                              .fixture = fixture});
   }
@@ -110,15 +111,18 @@ class HerdrClientTest : public testing::Test {
 
 TEST_F(HerdrClientTest, UsesARunningSessionWhereItIsClearWhich) {
   answer("session list --json", sessions({"one", "two"}));
-  client_->link().sessionName().set("three");
+  client_->herdr().setSession("three");
   EXPECT_EQ(connectManaged(),
             "The selected Herdr session is not running. Choose another session in Advanced.");
-  client_->link().sessionName().set(" two\n");
+  client_->herdr().setSession(" two\n");
   EXPECT_EQ(connectManaged(), "connected");
   EXPECT_TRUE(servers_.launched.empty());
-  client_->disconnect(true);
-  client_->link().executablePath().set("");
-  executable_.reset();
+  client_->herdr().disconnect(true);
+  client_->herdr().setExecutable("");
+  {
+    const std::lock_guard lock(mutex_);
+    executable_.reset();
+  }
   EXPECT_EQ(connectManaged(), "Choose the installed Herdr executable in Advanced.");
 }
 
@@ -127,7 +131,9 @@ TEST_F(HerdrClientTest, StartsNoServerUnasked) {
   answer("session list --json", sessions({"one", "two"}));
   std::string said;
   TaskScope tasks(loop_);
-  tasks.start(ensured(client_->managedServer(), said));
+  HerdrLink link(loop_, preferences_, *this);
+  ManagedServer server(link, preferences_, {servers_, {}});
+  tasks.start(ensured(server, said));
   ASSERT_TRUE(loop_.waitUntil([&] { return !said.empty(); }));
   EXPECT_EQ(said, "Choose a Herdr session in Advanced before continuing.");
   EXPECT_TRUE(servers_.launched.empty());
@@ -148,14 +154,14 @@ TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
   EXPECT_FALSE(preferences_.boolean("herdrManagedServer"));
   make(true);  // a fixture run
   servers_.launched.clear();
-  client_->connectManaged();
+  client_->herdr().connectManaged();
   ASSERT_TRUE(loop_.waitUntil([&] { return servers_.launched.size() == 1; }));
-  client_->connectManaged();  // one is on its way
-  EXPECT_TRUE(*client_->managedServer().starting());
+  client_->herdr().connectManaged();  // one is on its way
+  EXPECT_TRUE(client_->herdr().facts().starting);
   answer("session list --json", sessions({"ostrel"}));
   ASSERT_TRUE(loop_.waitUntil([&] {
     loop_.runFor(250ms);
-    return *client_->link().active();
+    return client_->herdr().facts().active;
   }));
   EXPECT_EQ(servers_.launched,
             std::vector{"/opt/herdr/herdr --session ostrel server PATH=/opt/herdr:/usr/bin"s});
@@ -164,20 +170,21 @@ TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
 
 TEST_F(HerdrClientTest, RestoresWhatWasWantedLast) {
   client_->restoreConnection();
-  EXPECT_FALSE(*client_->link().active());
+  EXPECT_FALSE(client_->herdr().facts().active);
   make(true);
   preferences_.set("herdrReconnect", true);
   client_->restoreConnection();
-  EXPECT_FALSE(*client_->link().active()) << "not in a fixture run";
+  EXPECT_FALSE(client_->herdr().facts().active) << "not in a fixture run";
   make();
   preferences_.set("herdrSessionOverride", "side");
   client_->restoreConnection();
-  EXPECT_TRUE(*client_->link().active());
-  EXPECT_EQ(*client_->link().sessionName(), "side");
+  EXPECT_TRUE(client_->herdr().facts().active);
+  EXPECT_EQ(client_->herdr().session(), "side");
 }
 
 TEST_F(HerdrClientTest, InstallsIntegrationsAndSaysWhatCame) {
-  IntegrationSetup& setup = client_->integrations();
+  HerdrLink link(loop_, preferences_, *this);
+  IntegrationSetup setup(loop_, link);
   const auto message = [&] {
     EXPECT_TRUE(loop_.waitUntil([&] { return !*setup.busy(); }));
     return setup.message()->value_or("nothing");

@@ -44,7 +44,7 @@ class HerdrLinkTest : public testing::Test {
   FakeHerdr herdr_;
   VirtualLoop loop_;
   MemoryPreferences preferences_;
-  HerdrLink link_{loop_, preferences_, herdr_.doors()};
+  HerdrLink link_{loop_, preferences_, herdr_};
 };
 
 TEST_F(HerdrLinkTest, ConnectsToAllSessionsAndArmsTheReconnection) {
@@ -57,7 +57,7 @@ TEST_F(HerdrLinkTest, ConnectsToAllSessionsAndArmsTheReconnection) {
   EXPECT_EQ(ids(), (std::vector{"4:mainp1 idle"s, "4:sidep1 working"s}));
   EXPECT_TRUE(*link_.inventoryComplete());
   EXPECT_FALSE(*link_.error());
-  EXPECT_EQ(link_.socketPath("side"), "/side");
+  EXPECT_TRUE(link_.hasSocket((*link_.agents())[1]));
   EXPECT_TRUE(preferences_.boolean("herdrReconnect"));
   EXPECT_EQ(preferences_.string("herdrExecutable"), "/bin/herdr");
   ASSERT_TRUE(soon([&] { return herdr_.streams.size() == 4; }));
@@ -76,16 +76,22 @@ TEST_F(HerdrLinkTest, ConnectsToAllSessionsAndArmsTheReconnection) {
 
 TEST_F(HerdrLinkTest, RefusesWhatCantWorkInTheWrittenWords) {
   herdr_.installed = false;
-  link_.connect();
-  EXPECT_EQ(*link_.error(), "Herdr was not found. Install it or choose its executable below.");
-  herdr_.installed = true;
+  const auto refusal = [&] {
+    link_.connect();
+    EXPECT_TRUE(loop_.waitUntil([&] { return !*link_.active(); }));
+    return link_.error()->value_or("");
+  };
+  EXPECT_EQ(refusal(), "Herdr was not found. Install it or choose its executable below.");
+  link_.connectWhereInstalled();
+  ASSERT_TRUE(loop_.waitUntil([&] { return !*link_.active(); }));
+  EXPECT_FALSE(*link_.error()) << "nobody asked for one";
+  herdr_.with([](FakeHerdr& herdr) { herdr.installed = true; });
   link_.executablePath().set("/stale/herdr");
-  EXPECT_FALSE(link_.resolveExecutable()) << "no search behind a stale choice";
+  EXPECT_EQ(refusal(), "Herdr was not found. Install it or choose its executable below.")
+      << "no search behind a stale choice";
   link_.executablePath().set("/chosen/herdr");
   link_.sessionName().set(" -x");
-  link_.connect();
-  EXPECT_EQ(*link_.error(), "Enter a local Herdr session name, such as default.");
-  EXPECT_FALSE(*link_.active());
+  EXPECT_EQ(refusal(), "Enter a local Herdr session name, such as default.");
   link_.sessionName().set("");
   for (const auto schema : {R"({"protocol":3})", R"({"schemas":1,"protocol":"3"})", ""}) {
     herdr_.schema = schema;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Client/LitAgents.h"
+#include "Support/MemoryPreferences.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -9,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 using enum AgentLight;
 
-class LitAgentsTest : public testing::Test {
+class LitAgentsTest : public testing::Test, private LitAgents::Round {
  protected:
   static HerdrAgent agent(const std::string& state) {
     HerdrAgent agent;
@@ -19,18 +20,24 @@ class LitAgentsTest : public testing::Test {
     agent.state = state;
     return agent;
   }
-  void now(const HerdrAgent& agent) { inventory_.all = inventory_.primary = AgentList({agent}); }
+  void now(const HerdrAgent& agent) {
+    records_ = {agent};
+    inventory_.changed(AgentInventory::Source::herdr, records_);
+  }
   void now(const std::string& state) { now(agent(state)); }
   AgentLight light() const { return lit_.list().agents.at(0).light; }
 
   VirtualLoop loop_;
-  Inventory inventory_;
+  MemoryPreferences preferences_;
+  std::vector<HerdrAgent> records_;
+  AgentInventory inventory_{preferences_};
   bool complete_ = true;
   std::string calls_;
-  LitAgents lit_{loop_,
-                 {.inventory = [this]() -> const Inventory& { return inventory_; },
-                  .reconcileRequests = [this] { calls_ += "requests "; },
-                  .complete = [this] { return complete_; }}};
+  LitAgents lit_{loop_, inventory_, *this};
+
+ private:
+  void reconcileRequests() override { calls_ += "requests "; }
+  bool complete() override { return complete_; }
 };
 
 TEST_F(LitAgentsTest, WhoHearsOfAChangeSeesItsLight) {

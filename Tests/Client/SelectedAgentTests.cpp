@@ -7,6 +7,7 @@
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/NoPorts.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -14,9 +15,38 @@ namespace {
 
 using namespace std::literals;
 
-class SelectedAgentTest : public testing::Test {
+// A session "one" with a socket, whose list is counted and whose panes are refused.
+class OneSession final : public NoHerdr {
+ public:
+  int lists = 0;
+  std::string refusal;
+
+  std::optional<std::filesystem::path> find() override { return "/bin/herdr"; }
+  std::string run(const std::filesystem::path&, const std::vector<std::string>& arguments, Duration,
+                  std::stop_token) override {
+    return arguments[0] == "api" ? R"({"schemas":{},"protocol":1})"
+                                 : R"({"sessions":[{"name":"one","running":true,"socket_path":"/one"}]})";
+  }
+  Task<Json> request(std::string, std::string method, Json) override {
+    if (method == "ping") co_return Json{{"protocol", 1}};
+    ++lists;
+    co_return Json{{"agents", Json::array()}};
+  }
+  Task<void> events(std::string, Json, std::function<void()> subscribed,
+                    std::function<void(const Json&)>) override {
+    subscribed();
+    co_await sleepFor(24h);
+  }
+  Task<std::string> read(std::string, std::string, std::string) override {
+    if (!refusal.empty()) throw HerdrProtocol::Refusal(refusal);
+    co_return "";
+  }
+};
+
+class SelectedAgentTest : public testing::Test, protected TranscriptSource {
  protected:
-  Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference) {
+  Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference, std::optional<std::string>,
+                                     std::string) override {
     loads_.push_back(reference.value_or("none"));
     co_await sleepFor(300ms);
     if (!problem_.empty()) throw Failure(problem_);
@@ -40,51 +70,36 @@ class SelectedAgentTest : public testing::Test {
     return text + "| " + selected_.shown().transcriptNotice->value_or("");
   }
 
-  static Task<Json> answered(std::string method, int& lists) {
-    if (method == "ping") co_return Json{{"protocol", 1}};
-    ++lists;
-    co_return Json{{"agents", Json::array()}};
+  // What there is now.
+  void list(std::vector<HerdrAgent> agents) {
+    agents_ = std::move(agents);
+    inventory_.changed(AgentInventory::Source::external, agents_);
   }
-  static Task<void> silence(std::function<void()> subscribed) {
-    subscribed();
-    co_await sleepFor(24h);
-  }
-  static Task<std::string> refused(std::string words) {
-    if (!words.empty()) throw HerdrProtocol::Refusal(words);
-    co_return "";
-  }
+  // Whose only words are a pane's screen.
+  struct Commands final : NoHerdr {
+    std::vector<std::string> last;
+    std::string screen = "screen";
+    std::optional<std::filesystem::path> find() override { return "/bin/herdr"; }
+    std::string run(const std::filesystem::path&, const std::vector<std::string>& arguments, Duration,
+                    std::stop_token) override {
+      last = arguments;
+      return screen;
+    }
+  };
 
   std::vector<HerdrAgent> agents_;
-  std::vector<std::string> texts_, loads_, commands_;
-  std::string problem_, screen_ = "screen";
+  std::vector<std::string> texts_, loads_;
+  std::string problem_;
   VirtualLoop loop_;
   MemoryPreferences preferences_;
-  HerdrLink link_{
-      loop_,
-      preferences_,
-      {.run =
-           [this](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
-             commands_ = arguments;
-             return screen_;
-           },
-       .request = {},
-       .events = {},
-       .find = [] { return "/bin/herdr"; },
-       .isExecutable = {}}};
-  SelectedAgent selected_{loop_,
-                          preferences_,
-                          link_,
-                          {.loadHistory = [this](auto reference, auto, auto) { return load(reference); },
-                           .readPane = {},
-                           .current =
-                               [this](const std::string& id) {
-                                 const auto found = std::ranges::find(agents_, id, &HerdrAgent::id);
-                                 return found == agents_.end() ? std::nullopt : std::optional(*found);
-                               }}};
+  Commands herdr_;
+  HerdrLink link_{loop_, preferences_, herdr_};
+  AgentInventory inventory_{preferences_};
+  SelectedAgent selected_{loop_, {preferences_, link_, inventory_, this}};
 };
 
 TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
-  agents_ = {process("1", "a"), process("2", "b"), process("3", {})};
+  list({process("1", "a"), process("2", "b"), process("3", {})});
   texts_ = {"first"};
   selected_.open(agents_[0]);
   loop_.runFor(10ms);
@@ -125,11 +140,11 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
       shown(),
       "| This terminal has not reported its conversation identity. Choose Link exact conversation to view "
       "its history.");
-  agents_.clear();
+  list({});
   loop_.runFor(10s);
   EXPECT_LE(loads_.size(), before + 6);
   texts_ = {};
-  agents_ = {process("4", "d")};
+  list({process("4", "d")});
   selected_.open(agents_[0]);
   loop_.runFor(400ms);
   EXPECT_EQ(shown(), "| No conversation messages available yet.");
@@ -137,41 +152,27 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
 
 // Through a link that knows a session with a socket.
 TEST_F(SelectedAgentTest, APaneThatIsNotFoundAsksForTheListAtOnce) {
-  int lists = 0;
-  std::string refusal;
-  HerdrLink link(loop_, preferences_,
-                 {.run =
-                      [](const auto&, const std::vector<std::string>& arguments, Duration, std::stop_token) {
-                        return arguments[0] == "api"s
-                                   ? R"({"schemas":{},"protocol":1})"s
-                                   : R"({"sessions":[{"name":"one","running":true,"socket_path":"/one"}]})"s;
-                      },
-                  .request = [&](auto, auto method, auto) { return answered(method, lists); },
-                  .events = [](auto, auto, auto subscribed, auto) { return silence(subscribed); },
-                  .find = [] { return "/bin/herdr"; },
-                  .isExecutable = {}});
+  OneSession herdr;
+  HerdrLink link(loop_, preferences_, herdr);
   link.connect();
-  ASSERT_TRUE(loop_.waitUntil([&] { return lists == 1; }));
+  ASSERT_TRUE(loop_.waitUntil([&] { return herdr.lists == 1; }));
   loop_.runFor(5s);
   HerdrAgent pane;
   pane.session = "one";
   pane.paneID = "w1:p1";
   pane.provider = "gemini";
   pane.terminalID = "term_1";
-  agents_ = {pane};
-  SelectedAgent selected(loop_, preferences_, link,
-                         {.loadHistory = {},
-                          .readPane = [&](auto, auto, auto) { return refused(refusal); },
-                          .current = [this](const std::string&) { return std::optional(agents_[0]); }});
-  const int before = lists;
-  refusal = "pane is busy";
+  list({pane});
+  SelectedAgent selected(loop_, {preferences_, link, inventory_, this});
+  const int before = herdr.lists;
+  herdr.refusal = "pane is busy";
   selected.open(pane);
   loop_.runFor(400ms);
   EXPECT_EQ(*selected.shown().outputError, "pane is busy");
-  EXPECT_EQ(lists, before);
-  refusal = "pane w1:p1 not found";
+  EXPECT_EQ(herdr.lists, before);
+  herdr.refusal = "pane w1:p1 not found";
   loop_.runFor(500ms);
-  EXPECT_EQ(lists, before + 1);
+  EXPECT_EQ(herdr.lists, before + 1);
 }
 
 TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {
@@ -180,23 +181,24 @@ TEST_F(SelectedAgentTest, ReadsAPaneUntilAnotherTerminalTakesIt) {
   pane.paneID = "p1";
   pane.provider = "gemini";
   pane.terminalID = "t1";
-  agents_ = {pane};
+  list({pane});
   selected_.open(pane);
   ASSERT_TRUE(loop_.waitUntil([&] { return *selected_.shown().hasLoadedOutput; }));
   EXPECT_EQ(*selected_.shown().output, "screen");
-  EXPECT_EQ(commands_, (std::vector{"--session"s, "one"s, "pane"s, "read"s, "p1"s, "--source"s, "visible"s,
-                                    "--format"s, "text"s}));
+  EXPECT_EQ(herdr_.last, (std::vector{"--session"s, "one"s, "pane"s, "read"s, "p1"s, "--source"s, "visible"s,
+                                      "--format"s, "text"s}));
   EXPECT_EQ(shown(), "| Use the interactive terminal for this provider’s full conversation and controls.");
-  screen_ = "\xff";
+  herdr_.screen = "\xff";
   loop_.runFor(1s);
   ASSERT_TRUE(loop_.waitUntil([&] { return selected_.shown().outputError->has_value(); }));
   EXPECT_EQ(*selected_.shown().outputError, "Terminal output is not valid UTF-8 text.");
   EXPECT_EQ(*selected_.shown().output, "screen");
-  agents_[0].terminalID = "t2";
+  pane.terminalID = "t2";
+  list({pane});
   loop_.runFor(2s);
-  commands_.clear();
+  herdr_.last.clear();
   loop_.runFor(20s);
-  EXPECT_TRUE(commands_.empty());
+  EXPECT_TRUE(herdr_.last.empty());
 }
 
 }  // namespace

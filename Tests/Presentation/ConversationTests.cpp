@@ -11,6 +11,7 @@
 #include "Offscreen.h"
 #include "SampleRequests.h"
 #include "Support/FakeAgents.h"
+#include "Support/FakeConversation.h"
 #include "Support/FakeDesktop.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/TemporaryFolder.h"
@@ -39,6 +40,7 @@ class ConversationTest : public testing::Test {
   }
   void say(std::vector<AgentTranscriptMessage> messages) {
     shown_.transcript.set(std::move(messages));
+    fake_.changed.notify();
     loop_.runFor(100ms);
   }
   std::string opened(const char* link) {
@@ -61,21 +63,15 @@ class ConversationTest : public testing::Test {
   OstrelModel model_{agents_};
   EdgeState edge_{
       {loop_, desktop_, desktop_, desktop_, preferences_}, model_, {[](const auto&, bool) {}, [] {}}};
-  SelectedConversation shown_;
-  std::optional<HerdrAgent> open_;
-  std::string opened_;
+  FakeConversation fake_;
+  SelectedConversation& shown_ = fake_.content;
+  std::optional<HerdrAgent>& open_ = fake_.open_;
+  std::string& opened_ = fake_.opened;
   SampleRequests asks_;
   ConversationBridge bridge_{loop_,
                              pool_,
                              {model_, edge_, desktop_, preferences_, [] {}},
-                             {.shown = shown_,
-                              .selected = [this] { return open_; },
-                              .statusLabel = [](const HerdrAgent& agent) { return agent.state; },
-                              .rename = {},
-                              .link = {},
-                              .openUrl = [this](const std::string& url) { opened_ = url; },
-                              .home = home_.path()},
-                             asks_};
+                             {fake_, fake_, asks_, fake_, home_.path()}};
 };
 
 TEST_F(ConversationTest, WhatIsReadStaysWhenItsAgentEnds) {

@@ -64,6 +64,8 @@ struct Asked final : RequestSource {
     }
   }
   void openLink(const std::string&) override {}
+  std::vector<OpenRequest> list() override { return {}; }
+  Subscription observe(ChangeSignal::Observer) override { return {}; }
 };
 
 RequestAnswer plain(const char* choice) { return {.choice = choice}; }

@@ -1,7 +1,6 @@
 #include "App/ConnectionsPage.h"
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 #include <fmt/format.h>
@@ -41,9 +40,10 @@ ConnectionRow ofProvider(const char* id, const char* name, std::optional<Connect
   return row;
 }
 
-ConnectionRow ofHerdr(const ConnectionFacts& facts) {
-  ConnectionRow row{.id = "herdr", .title = "Herdr", .state = facts.linkStatus, .note = {}, .buttons = {}};
-  row.note = facts.linkError.value_or("");
+ConnectionRow ofHerdr(const ConnectionFacts& all) {
+  const HerdrFacts& facts = all.herdr;
+  ConnectionRow row{.id = "herdr", .title = "Herdr", .state = facts.status, .note = {}, .buttons = {}};
+  row.note = facts.error.value_or("");
   if (facts.starting) {
     row.state = "Starting a session…";
     row.light = AgentLight::working;
@@ -53,16 +53,16 @@ ConnectionRow ofHerdr(const ConnectionFacts& facts) {
     row.light = AgentLight::done;
   } else if (facts.connecting) {
     row.light = AgentLight::working;
-  } else if (facts.linkError) {
+  } else if (facts.error) {
     row.light = AgentLight::needsYou;
   }
   if (facts.active) {
     row.buttons = {{ConnectionAction::disconnect, "Disconnect"}};
     if (!facts.connected && !facts.connecting)
       row.buttons.push_back({ConnectionAction::startSession, "Start a session"});
-  } else if (facts.herdr) {
+  } else if (all.program) {
     row.buttons = {{ConnectionAction::connect, "Connect"}};
-  } else if (!facts.herdrKnown) {
+  } else if (!all.programKnown) {
     row.state = "Checking…";
   } else {
     row.state = "Not found";
@@ -71,7 +71,7 @@ ConnectionRow ofHerdr(const ConnectionFacts& facts) {
   return row;
 }
 
-ConnectionRow ofIntegrations(const ConnectionFacts& facts) {
+ConnectionRow ofIntegrations(const HerdrFacts& facts) {
   ConnectionRow row{.id = "integrations", .title = "Integrations", .state = {}, .note = {}, .buttons = {}};
   row.note = facts.integrationMessage.value_or("");
   if (facts.integrationsBusy) {
@@ -104,64 +104,42 @@ std::vector<ConnectionRow> connections::rows(const ConnectionFacts& facts) {
   std::vector<ConnectionRow> rows{ofProvider("codex", "Codex", state(AgentProvider::codex)),
                                   ofProvider("claude", "Claude Code", state(AgentProvider::claude)),
                                   ofHerdr(facts)};
-  if (facts.herdr) rows.push_back(ofIntegrations(facts));
+  if (facts.program) rows.push_back(ofIntegrations(facts.herdr));
   return rows;
 }
 
-ConnectionsSource ConnectionsSource::of(ProviderConnections& providers, HerdrClient& client,
-                                        Preferences& preferences) {
-  ConnectionsSource source;
-  source.facts = [&] {
-    HerdrLink& link = client.link();
-    IntegrationSetup& setup = client.integrations();
-    providers.lookForHerdr(*link.executablePath());
-    return ConnectionFacts{.providers = *providers.connections,
-                           .herdr = providers.herdr->executable,
-                           .herdrKnown = providers.herdr->known,
-                           .linkStatus = link.status(),
-                           .linkError = *link.error(),
-                           .active = *link.active(),
-                           .connecting = *link.connecting(),
-                           .connected = *link.connected(),
-                           .starting = *client.managedServer().starting(),
-                           .integrations = *setup.integrations(),
-                           .recommended = setup.recommended(*link.agents()),
-                           .integrationsBusy = *setup.busy(),
-                           .integrationMessage = *setup.message()};
-  };
-  source.choose = [&](std::string_view id, ConnectionAction action) {
-    if (id == "codex") providers.connect(AgentProvider::codex);
-    if (id == "claude") providers.connect(AgentProvider::claude);
-    if (id != "herdr" && id != "integrations") return;
-    switch (action) {
-      case ConnectionAction::connect:
-        client.connect();
-        break;
-      case ConnectionAction::disconnect:
-        client.disconnect(true);
-        break;
-      case ConnectionAction::startSession:
-        preferences.set("herdrManagedServer", true);
-        client.connectManaged();
-        break;
-      case ConnectionAction::install:
-        client.integrations().install(client.integrations().recommended(*client.link().agents()));
-        break;
-      case ConnectionAction::check:
-        client.integrations().check();
-        break;
-    }
-  };
-  source.observe = [&](ChangeSignal::Observer observer) {
-    const auto shared = std::make_shared<ChangeSignal::Observer>(std::move(observer));
-    return Registration([first = providers.connections.observe([shared] { (*shared)(); }),
-                         second = providers.herdr.observe([shared] { (*shared)(); })] {});
-  };
-  source.executable = [&] { return *client.link().executablePath(); };
-  source.session = [&] { return *client.link().sessionName(); };
-  source.setExecutable = [&](std::string path) { client.link().executablePath().set(std::move(path)); };
-  source.setSession = [&](std::string name) { client.link().sessionName().set(std::move(name)); };
-  return source;
+Connections::Connections(ProviderConnections& providers, HerdrConnection& herdr)
+    : providers_(providers), herdr_(herdr) {
+  const auto tell = [this] { changed_.notify(); };
+  subscriptions_.push_back(providers.connections.observe(tell));
+  subscriptions_.push_back(providers.herdr.observe(tell));
+  subscriptions_.push_back(herdr.observe(tell));
+}
+
+ConnectionFacts Connections::facts() {
+  providers_.lookForHerdr(herdr_.executable());
+  return {.providers = *providers_.connections,
+          .program = providers_.herdr->executable,
+          .programKnown = providers_.herdr->known,
+          .herdr = herdr_.facts()};
+}
+
+void Connections::choose(std::string_view id, ConnectionAction action) {
+  if (id == "codex") providers_.connect(AgentProvider::codex);
+  if (id == "claude") providers_.connect(AgentProvider::claude);
+  if (id != "herdr" && id != "integrations") return;
+  switch (action) {
+    case ConnectionAction::connect:
+      return herdr_.connect();
+    case ConnectionAction::disconnect:
+      return herdr_.disconnect(true);
+    case ConnectionAction::startSession:
+      return herdr_.startSession();
+    case ConnectionAction::install:
+      return herdr_.installRecommended();
+    case ConnectionAction::check:
+      return herdr_.checkIntegrations();
+  }
 }
 
 }  // namespace ostrel

@@ -1,10 +1,9 @@
 // What the page of connections says: the sign-ins of the two providers, the link with Herdr and Herdr's
 // integrations, each with what can be done about it. Pure functions over what the owners of the concerns
-// know; `ConnectionsSource` joins the page to them. Main thread only.
+// know; a `ConnectionsSource` joins the page to them. Main thread only.
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -13,24 +12,15 @@
 
 #include "Agents/HerdrAgent.h"
 #include "App/ProviderConnections.h"
-#include "Client/HerdrClient.h"
+#include "Client/HerdrConnection.h"
 
 namespace ostrel {
 
 struct ConnectionFacts {
   std::map<AgentProvider, ConnectionState> providers{};
-  std::optional<std::filesystem::path> herdr{};  // its executable
-  bool herdrKnown = true;                        // false: it is being looked for
-  std::string linkStatus{};                      // "Connected · 2 sessions"
-  std::optional<std::string> linkError{};
-  bool active = false;  // a link is wanted
-  bool connecting = false;
-  bool connected = false;
-  bool starting = false;  // a session of the product's own
-  std::vector<HerdrIntegration> integrations{};
-  std::vector<std::string> recommended{};
-  bool integrationsBusy = false;
-  std::optional<std::string> integrationMessage{};
+  std::optional<std::filesystem::path> program{};  // Herdr's executable
+  bool programKnown = true;                        // false: it is being looked for
+  HerdrFacts herdr{};
 };
 
 enum class ConnectionAction { connect, disconnect, startSession, install, check };
@@ -57,22 +47,48 @@ std::vector<ConnectionRow> rows(const ConnectionFacts& facts);
 
 }  // namespace connections
 
-// Where the page gets its facts from, and who does what its buttons say.
-struct ConnectionsSource {
-  std::function<ConnectionFacts()> facts;
-  // Does nothing for a row that is not there.
-  std::function<void(std::string_view id, ConnectionAction action)> choose;
-  // Subscribes to changes that the model does not tell of.
-  std::function<Subscription(ChangeSignal::Observer)> observe;
-  // Herdr's executable (empty: search) and session (empty: all), in force from the next connection on.
-  std::function<std::string()> executable;
-  std::function<std::string()> session;
-  std::function<void(std::string)> setExecutable;
-  std::function<void(std::string)> setSession;
+// Where the page gets its facts from, and who does what its buttons say. `Connections` is the program's,
+// pictures make up their own.
+class ConnectionsSource {
+ public:
+  ConnectionsSource() = default;
+  ConnectionsSource(const ConnectionsSource&) = delete;
+  ConnectionsSource& operator=(const ConnectionsSource&) = delete;
+  virtual ~ConnectionsSource() = default;
 
-  // All of them must outlive the source. Starting a session counts as the wish to have one of the product's
-  // own from then on.
-  static ConnectionsSource of(ProviderConnections& providers, HerdrClient& client, Preferences& preferences);
+  // Somebody looks at them: what is out of date is looked for anew, and told.
+  virtual ConnectionFacts facts() = 0;
+  // Does nothing for a row that is not there.
+  virtual void choose(std::string_view id, ConnectionAction action) = 0;
+  // Called when the facts may have changed.
+  virtual Subscription observe(ChangeSignal::Observer observer) = 0;
+  // Herdr's executable (empty: search) and session (empty: all), in force from the next connection on.
+  virtual std::string executable() const = 0;
+  virtual std::string session() const = 0;
+  virtual void setExecutable(std::string path) = 0;
+  virtual void setSession(std::string name) = 0;
+};
+
+class Connections final : public ConnectionsSource {
+ public:
+  // Both outlive this.
+  Connections(ProviderConnections& providers, HerdrConnection& herdr);
+
+  ConnectionFacts facts() override;
+  void choose(std::string_view id, ConnectionAction action) override;
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changed_.observe(std::move(observer));
+  }
+  std::string executable() const override { return herdr_.executable(); }
+  std::string session() const override { return herdr_.session(); }
+  void setExecutable(std::string path) override { herdr_.setExecutable(std::move(path)); }
+  void setSession(std::string name) override { herdr_.setSession(std::move(name)); }
+
+ private:
+  ProviderConnections& providers_;
+  HerdrConnection& herdr_;
+  ChangeSignal changed_;
+  std::vector<Subscription> subscriptions_;
 };
 
 }  // namespace ostrel

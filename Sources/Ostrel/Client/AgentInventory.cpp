@@ -87,6 +87,23 @@ const Inventory& AgentInventory::merged() {
   return *merged_;
 }
 
+const HerdrAgent* AgentInventory::find(std::string_view id) {
+  for (const Entry& entry : merged().all.entries()) {
+    if (entry->id == id) return &entry->agent;
+  }
+  return nullptr;
+}
+
+const HerdrAgent* AgentInventory::reported(std::string_view id) {
+  merged();  // takes over what was reported
+  for (const Source source : {Source::herdr, Source::remote}) {
+    for (const Entry& entry : of(source).listed) {
+      if (entry->id == id) return &entry->agent;
+    }
+  }
+  return find(id);
+}
+
 AgentList::Entry AgentInventory::listed(const HerdrAgent& agent) const {
   return std::make_shared<ListedAgent>(agent, linkedConversation(agent, preferences_));
 }

@@ -41,6 +41,11 @@ class AgentInventory {
   // A manual link or a title was set or removed.
   void preferencesChanged();
 
+  // The listed agent of that id; null where there is none. Valid until the next call after a change.
+  const HerdrAgent* find(std::string_view id);
+  // The same as its own source has it, where the list may show another record of the conversation.
+  const HerdrAgent* reported(std::string_view id);
+
   // The process of the terminal for which a listed Codex thread stands, as its own source has it; nothing
   // where none is known.
   std::optional<HerdrAgent> terminalOf(const HerdrAgent& thread);

@@ -7,16 +7,11 @@
 
 namespace ostrel {
 
-AgentSelection::AgentSelection(Sources sources, Callbacks callbacks)
-    : sources_(std::move(sources)), callbacks_(std::move(callbacks)) {}
-
-const HerdrAgent* AgentSelection::find(const AgentList& list, const std::string& id) const {
-  const auto found = std::ranges::find(list.entries(), id, [](const auto& entry) { return entry->id; });
-  return found == list.entries().end() ? nullptr : &(*found)->agent;
-}
+AgentSelection::AgentSelection(Sources sources, Listener& listener)
+    : sources_(sources), listener_(listener) {}
 
 const HerdrAgent* AgentSelection::selected() const {
-  return *selectedID_ ? find(sources_.inventory().all, **selectedID_) : nullptr;
+  return *selectedID_ ? sources_.inventory.find(**selectedID_) : nullptr;
 }
 
 HerdrAgent AgentSelection::opening(const HerdrAgent& agent) const {
@@ -37,7 +32,7 @@ void AgentSelection::select(const HerdrAgent& agent, bool markSeen) {
   lost_.reset();
   terminal_ = chosen.terminalID;
   selectedID_.set(chosen.id());
-  if (callbacks_.selected) callbacks_.selected(chosen, markSeen);
+  listener_.selected(chosen, markSeen);
 }
 
 void AgentSelection::clear() {
@@ -45,7 +40,7 @@ void AgentSelection::clear() {
   if (!*selectedID_) return;
   terminal_.reset();
   selectedID_.set(std::nullopt);
-  if (callbacks_.cleared) callbacks_.cleared();
+  listener_.cleared();
 }
 
 void AgentSelection::lose() {
@@ -56,7 +51,7 @@ void AgentSelection::lose() {
 
 bool AgentSelection::takeUp() {
   if (*selectedID_) return true;
-  const HerdrAgent* const back = lost_ ? find(sources_.inventory().all, *lost_) : nullptr;
+  const HerdrAgent* const back = lost_ ? sources_.inventory.find(*lost_) : nullptr;
   if (back) select(opening(*back), true);
   return false;
 }
@@ -68,8 +63,8 @@ void AgentSelection::reconcile() {
   const HerdrAgent target = opening(*record);
   if (target.id() != **selectedID_) {
     select(target, true);
-  } else if ((target.isExternal() || target.isCodexLive()) && callbacks_.refreshed) {
-    callbacks_.refreshed(target);
+  } else if (target.isExternal() || target.isCodexLive()) {
+    listener_.refreshed(target);
   }
 }
 

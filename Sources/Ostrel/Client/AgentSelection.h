@@ -1,10 +1,8 @@
 // Which agent the person has open, followed through every change of the inventory. Main thread only.
 //
-// The selection is an id. What is shown for it (conversation, output) belongs to others, which are told by
-// the three callbacks.
+// The selection is an id. What is shown for it (conversation, output) belongs to its listener.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,21 +17,26 @@ namespace ostrel {
 class AgentSelection {
  public:
   struct Sources {
-    std::function<const Inventory&()> inventory;
+    AgentInventory& inventory;
     const Published<std::vector<HerdrAgent>>& herdr;
     const Published<std::vector<HerdrAgent>>& codex;
     const Preferences& preferences;
   };
-  // Called after the selection changed.
-  struct Callbacks {
-    std::function<void(const HerdrAgent& agent, bool markSeen)> selected;
-    std::function<void()> cleared;  // everything shown of it is to go
+  // Told after the selection changed.
+  class Listener {
+   public:
+    virtual void selected(const HerdrAgent& agent, bool markSeen) = 0;
+    virtual void cleared() = 0;  // everything shown of it is to go
     // The selected agent, of which other sources than Herdr tell, may have said something new.
-    std::function<void(const HerdrAgent& agent)> refreshed;
-  };
-  AgentSelection(Sources sources, Callbacks callbacks);
+    virtual void refreshed(const HerdrAgent& agent) = 0;
 
-  Published<std::optional<std::string>>& selectedID() { return selectedID_; }
+   protected:
+    ~Listener() = default;
+  };
+  // `listener` outlives the selection.
+  AgentSelection(Sources sources, Listener& listener);
+
+  const Published<std::optional<std::string>>& selectedID() const { return selectedID_; }
   const HerdrAgent* selected() const;  // as the inventory has it now; valid until the inventory changes
 
   // The record to show when the person opens `agent`: a Codex process is shown by its loaded thread.
@@ -48,13 +51,12 @@ class AgentSelection {
   void herdrChanged();
 
  private:
-  const HerdrAgent* find(const AgentList& list, const std::string& id) const;
   void lose();
   // Whether an agent is selected; if not, one that was lost may be selected now.
   bool takeUp();
 
   Sources sources_;
-  Callbacks callbacks_;
+  Listener& listener_;
   Published<std::optional<std::string>> selectedID_;
   std::optional<std::string> lost_;  // what was selected until it went
   // The terminal of the selected pane when Herdr last told.

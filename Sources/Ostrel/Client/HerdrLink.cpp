@@ -30,13 +30,8 @@ std::int64_t protocolIn(const std::string& document) {
 
 }  // namespace
 
-HerdrLink::HerdrLink(MainLoop& loop, Preferences& preferences, Doors doors)
-    : loop_(loop),
-      preferences_(preferences),
-      doors_(std::move(doors)),
-      cli_(doors_.run),
-      heartbeat_(loop),
-      polling_(loop) {
+HerdrLink::HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port)
+    : loop_(loop), preferences_(preferences), port_(port), cli_(port), heartbeat_(loop), polling_(loop) {
   readSettings();
 }
 
@@ -45,14 +40,25 @@ void HerdrLink::readSettings() {
   sessionName_.set(preferences_.string("herdrSessionOverride").value_or(""));
 }
 
-std::optional<std::filesystem::path> HerdrLink::resolveExecutable() const {
-  if (executablePath_->empty()) return doors_.find();
-  if (!doors_.isExecutable(*executablePath_)) return std::nullopt;
-  return *executablePath_;
+Task<std::optional<std::filesystem::path>> HerdrLink::executable() {
+  if (executable_) co_return executable_;
+  co_return co_await cli_.executable(*executablePath_);
 }
 
-std::optional<std::string> HerdrLink::socketPath(const std::string& session) const {
-  const auto found = sessions_.find(session);
+Task<std::string> HerdrLink::screen(HerdrAgent agent) {
+  if (const auto socket = socketOf(agent)) co_return co_await port_.read(*socket, agent.paneID, "visible");
+  const auto program = co_await executable();
+  if (!program) throw Failure("Herdr was not found. Install it or choose its executable below.");
+  std::vector<std::string> arguments = agent.commandPrefix();
+  arguments.insert(arguments.end(),
+                   {"pane", "read", agent.paneID, "--source", "visible", "--format", "text"});
+  std::string text = co_await cli_.run(*program, std::move(arguments));
+  if (!text::isUtf8(text)) throw Failure("Terminal output is not valid UTF-8 text.");
+  co_return text;
+}
+
+std::optional<std::string> HerdrLink::socketOf(const HerdrAgent& agent) const {
+  const auto found = agent.isRemote() ? sessions_.end() : sessions_.find(agent.session);
   if (found == sessions_.end() || found->second->socket().empty()) return std::nullopt;
   return found->second->socket();
 }
@@ -63,33 +69,47 @@ std::string HerdrLink::status() const {
   return *error_ ? "Connection unavailable" : "Not connected";
 }
 
-void HerdrLink::connect() {
+void HerdrLink::start(bool whereInstalled) {
   disconnect(false);
-  const auto executable = resolveExecutable();
-  if (!executable) {
-    error_.set("Herdr was not found. Install it or choose its executable below.");
-    return;
-  }
-  const std::string filter(text::trim(*sessionName_));
-  if (filter.starts_with('-')) {
-    error_.set("Enter a local Herdr session name, such as default.");
-    return;
-  }
-  preferences_.set("herdrExecutable", executable->string());
-  preferences_.set("herdrSessionOverride", filter);
-  if (onConnect) onConnect();
   active_.set(true);
   connecting_.set(true);
-  error_.set(std::nullopt);
+  polling_.start(run(std::string(text::trim(*sessionName_)), whereInstalled));
+}
+
+Task<void> HerdrLink::run(std::string filter, bool whereInstalled) {
+  ended_.clear();
+  executable_ = co_await cli_.executable(*executablePath_);
+  if (!executable_) {
+    std::optional<std::string> why;
+    if (!whereInstalled) why = "Herdr was not found. Install it or choose its executable below.";
+    giveUp(std::move(why));
+    co_return;
+  }
+  if (filter.starts_with('-')) {
+    giveUp("Enter a local Herdr session name, such as default.");
+    co_return;
+  }
+  preferences_.set("herdrExecutable", executable_->string());
+  preferences_.set("herdrSessionOverride", filter);
+  if (onConnect) onConnect();
   lastStep_ = loop_.now();
   wanted_.raise();
   heartbeat_.start(beat());
-  polling_.start(poll(*executable, filter));
+  co_await poll(*executable_, std::move(filter));
+}
+
+void HerdrLink::giveUp(std::optional<std::string> why) {
+  error_.set(std::move(why));
+  executable_.reset();
+  connecting_.set(false);
+  active_.set(false);
+  heartbeat_.cancel();
 }
 
 void HerdrLink::disconnect(bool forget) {
   heartbeat_.cancel();
   polling_.cancel();
+  executable_.reset();
   dropSessions();
   wanted_.lower();
   listError_.reset();
@@ -134,7 +154,6 @@ Task<void> HerdrLink::beat() {
 }
 
 Task<void> HerdrLink::poll(std::filesystem::path executable, std::string filter) {
-  ended_.clear();
   std::optional<std::string> problem;
   try {
     protocol_ = protocolIn(co_await cli_.run(executable, {"api", "schema", "--json"}));
@@ -143,10 +162,7 @@ Task<void> HerdrLink::poll(std::filesystem::path executable, std::string filter)
   }
   if (problem) {
     // An unsupported Herdr is not asked again.
-    error_.set("Could not read Herdr’s API schema: " + *problem);
-    connecting_.set(false);
-    active_.set(false);
-    heartbeat_.cancel();
+    giveUp("Could not read Herdr’s API schema: " + *problem);
     co_return;
   }
   for (;;) {
@@ -180,15 +196,8 @@ void HerdrLink::setSessions(const std::map<std::string, std::string>& sockets,
   for (const auto& [name, socket] : sockets) {
     std::unique_ptr<HerdrSession>& session = sessions_[name];
     if (!session) {
-      session = std::make_unique<HerdrSession>(
-          loop_, name, protocol_,
-          HerdrSession::Doors{.request = doors_.request,
-                              .events = doors_.events,
-                              .command =
-                                  [this, executable](std::vector<std::string> arguments) {
-                                    return cli_.run(executable, std::move(arguments));
-                                  },
-                              .changed = [this] { publish(); }});
+      session = std::make_unique<HerdrSession>(loop_, HerdrSession::Server{port_, cli_, executable}, name,
+                                               protocol_, [this] { publish(); });
     }
     session->setProtocol(protocol_);
     session->setSocket(socket);

@@ -27,35 +27,26 @@ namespace ostrel {
 
 class HerdrLink {
  public:
-  // What the link does outside of itself. `run` blocks and is called on background threads.
-  struct Doors {
-    HerdrCommand::Run run;
-    // As `HerdrSocket::request` and `HerdrSocket::events`.
-    decltype(HerdrSession::Doors::request) request;
-    decltype(HerdrSession::Doors::events) events;
-    // The installed `herdr`, where there is one.
-    std::function<std::optional<std::filesystem::path>()> find;
-    std::function<bool(const std::filesystem::path&)> isExecutable;
-  };
-
   // The settings are the preferences "herdrExecutable" and "herdrSessionOverride".
-  HerdrLink(MainLoop& loop, Preferences& preferences, Doors doors);
+  HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port);
   HerdrLink(const HerdrLink&) = delete;
   HerdrLink& operator=(const HerdrLink&) = delete;
 
   // Takes the settings anew from the preferences, as they stand after a migration.
   void readSettings();
   // Attaches to whatever sessions run, tearing down an earlier link first.
-  void connect();
+  void connect() { start(false); }
+  // The same, but where no Herdr is installed the link is simply off, without a word.
+  void connectWhereInstalled() { start(true); }
   // Ends the link. `forget` also drops the wish to reconnect at the next launch.
   void disconnect(bool forget);
   // Looks at a session's agents soon: 0.1 seconds after the first request of a burst. Without effect where it
   // is not known, as while the link is off.
   void refresh(const std::string& session);
 
-  // The person's choice, else what is installed; a stale choice is not replaced by a search, so that it fails
-  // visibly.
-  std::optional<std::filesystem::path> resolveExecutable() const;
+  // The program that the link uses, or would use: the person's choice, else what is installed. Looks on the
+  // disk in the background where that is not known.
+  Task<std::optional<std::filesystem::path>> executable();
   // One line for the person: "Connected · 2 sessions" and the like.
   std::string status() const;
 
@@ -75,14 +66,20 @@ class HerdrLink {
 
   // The command line of Herdr, for what else is to be run.
   HerdrCli& cli() { return cli_; }
-  // The socket of a running session that tells of one.
-  std::optional<std::string> socketPath(const std::string& session) const;
+  // What the pane of `agent` shows now, without escape sequences: over its session's socket where there is
+  // one, otherwise by a command.
+  Task<std::string> screen(HerdrAgent agent);
+  bool hasSocket(const HerdrAgent& agent) const { return socketOf(agent).has_value(); }
 
-  // Called at `connect`, for what else is to be asked of the executable.
+  // Called when a link begins, for what else is to be asked of the executable.
   std::function<void()> onConnect;
 
  private:
+  std::optional<std::string> socketOf(const HerdrAgent& agent) const;
+  void start(bool whereInstalled);
+  Task<void> run(std::string filter, bool whereInstalled);
   Task<void> poll(std::filesystem::path executable, std::string filter);
+  void giveUp(std::optional<std::string> why);
   Task<void> step(std::filesystem::path executable, std::string filter);
   Task<void> beat();
   void setSessions(const std::map<std::string, std::string>& sockets,
@@ -95,8 +92,9 @@ class HerdrLink {
 
   MainLoop& loop_;
   Preferences& preferences_;
-  Doors doors_;
+  HerdrPort& port_;
   HerdrCli cli_;
+  std::optional<std::filesystem::path> executable_;  // in use; none while the link is off
 
   Published<std::string> executablePath_;
   Published<std::string> sessionName_;

@@ -18,11 +18,13 @@ constexpr Duration kBetweenLooks = 500ms;  // in a burst
 
 }  // namespace
 
-HerdrSession::HerdrSession(MainLoop& loop, std::string name, std::int64_t protocol, Doors doors)
+HerdrSession::HerdrSession(MainLoop& loop, Server server, std::string name, std::int64_t protocol,
+                           std::function<void()> changed)
     : loop_(loop),
+      server_(std::move(server)),
       name_(std::move(name)),
       protocol_(protocol),
-      doors_(std::move(doors)),
+      changed_(std::move(changed)),
       lastLook_(loop.now() - kBetweenLooks),
       looking_(loop),
       soon_(loop),
@@ -81,7 +83,7 @@ Task<void> HerdrSession::follow() {
     }
     looked_ = true;
     if (!error_) openStreams();
-    doors_.changed();
+    changed_();
   }
 }
 
@@ -89,19 +91,22 @@ Task<std::vector<HerdrAgent>> HerdrSession::list() {
   std::optional<Json> listed;
   if (!socket_.empty() && co_await speaks()) {
     try {
-      listed = co_await doors_.request(socket_, "agent.list", Json::object());
+      listed = co_await server_.port.request(socket_, "agent.list", Json::object());
     } catch (const HerdrProtocol::Refusal&) {
       // The command knows more ways, or says why in full.
     }
   }
-  if (!listed) listed = HerdrProtocol::result(co_await doors_.command({"--session", name_, "agent", "list"}));
+  if (!listed) {
+    listed = HerdrProtocol::result(
+        co_await server_.cli.run(server_.executable, {"--session", name_, "agent", "list"}));
+  }
   co_return HerdrProtocol::agentsIn(*listed, name_, std::nullopt);
 }
 
 // The expected version was read from the command line; the server may be older, or have been replaced since.
 Task<bool> HerdrSession::speaks() {
   if (!speaks_) {
-    const Json pong = co_await doors_.request(socket_, "ping", Json::object());
+    const Json pong = co_await server_.port.request(socket_, "ping", Json::object());
     speaks_ = json::integer(pong, "protocol") == protocol_;
     speaksOther_ = !*speaks_;
   }
@@ -125,11 +130,11 @@ void HerdrSession::openStreams() {
 Task<void> HerdrSession::plainStream() {
   try {
     if (!co_await speaks()) throw Failure("Herdr API version changed.");
-    co_await doors_.events(
+    co_await server_.port.events(
         socket_, HerdrEvents::plainSubscriptions(),
         [this] {
           plainStands_ = true;
-          doors_.changed();
+          changed_();
         },
         [this](const Json& event) { received(event); });
   } catch (const Failure&) {
@@ -138,19 +143,19 @@ Task<void> HerdrSession::plainStream() {
   if (speaks_ == true) speaks_.reset();
   // A server that was replaced answers at once; one that never let us in is asked at its usual pace.
   if (std::exchange(plainStands_, false)) refresh();
-  doors_.changed();
+  changed_();
 }
 
 Task<void> HerdrSession::statusStream(std::vector<std::string> panes) {
   try {
     if (!co_await speaks()) throw Failure("Herdr API version changed.");
-    co_await doors_.events(
+    co_await server_.port.events(
         socket_, HerdrEvents::statusSubscriptions(panes),
         [this] {
           statusStands_ = true;
           statusFailures_ = 0;
           refresh();  // what changed between the list and the subscription
-          doors_.changed();
+          changed_();
         },
         [this](const Json& event) { received(event); });
   } catch (const Failure&) {
@@ -159,7 +164,7 @@ Task<void> HerdrSession::statusStream(std::vector<std::string> panes) {
   statusStands_ = false;
   statusPanes_.reset();
   if (++statusFailures_ == 1) refresh();
-  doors_.changed();
+  changed_();
 }
 
 void HerdrSession::received(const Json& event) {
@@ -171,7 +176,7 @@ void HerdrSession::received(const Json& event) {
   const auto agent = std::ranges::find(agents_, status->pane, &HerdrAgent::paneID);
   if (agent == agents_.end() || agent->state == status->state) return;
   agent->state = status->state;
-  doors_.changed();
+  changed_();
 }
 
 }  // namespace ostrel

@@ -9,12 +9,15 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "Herdr/HerdrCli.h"
+#include "Herdr/HerdrPort.h"
 #include "Runtime/Json.h"
 #include "Runtime/Task.h"
 
@@ -22,20 +25,16 @@ namespace ostrel {
 
 class HerdrSession {
  public:
-  struct Doors {
-    // As `HerdrSocket::request`.
-    std::function<Task<Json>(std::string path, std::string method, Json params)> request;
-    // As `HerdrSocket::events`.
-    std::function<Task<void>(std::string path, Json subscriptions, std::function<void()> subscribed,
-                             std::function<void(const Json& event)> receive)>
-        events;
-    // Herdr's command line; the output.
-    std::function<Task<std::string>(std::vector<std::string> arguments)> command;
-    // Called when anything of the below has changed. It must not destroy the session.
-    std::function<void()> changed;
+  // The two ways to its server.
+  struct Server {
+    HerdrPort& port;
+    HerdrCli& cli;
+    std::filesystem::path executable;
   };
-  // `protocol`: the version that its server is expected to speak.
-  HerdrSession(MainLoop& loop, std::string name, std::int64_t protocol, Doors doors);
+  // `protocol`: the version that its server is expected to speak. `changed` is called when anything of the
+  // below has changed; it must not destroy the session.
+  HerdrSession(MainLoop& loop, Server server, std::string name, std::int64_t protocol,
+               std::function<void()> changed);
   HerdrSession(const HerdrSession&) = delete;
   HerdrSession& operator=(const HerdrSession&) = delete;
 
@@ -76,9 +75,10 @@ class HerdrSession {
   void received(const Json& event);
 
   MainLoop& loop_;
+  const Server server_;
   const std::string name_;
   std::int64_t protocol_;
-  Doors doors_;
+  const std::function<void()> changed_;
   std::string socket_;
   std::vector<HerdrAgent> agents_;
   bool looked_ = false;

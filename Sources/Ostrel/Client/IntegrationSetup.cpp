@@ -20,9 +20,7 @@ bool contains(const std::vector<std::string>& words, std::string_view word) {
 
 }  // namespace
 
-IntegrationSetup::IntegrationSetup(MainLoop& loop, HerdrCli& cli,
-                                   std::function<std::optional<std::filesystem::path>()> executable)
-    : cli_(cli), executable_(std::move(executable)), tasks_(loop) {}
+IntegrationSetup::IntegrationSetup(MainLoop& loop, HerdrLink& link) : link_(link), tasks_(loop) {}
 
 std::vector<std::string> IntegrationSetup::recommended(const std::vector<HerdrAgent>& agents) const {
   return HerdrIntegration::recommended(*integrations_, agents);
@@ -30,35 +28,41 @@ std::vector<std::string> IntegrationSetup::recommended(const std::vector<HerdrAg
 
 void IntegrationSetup::check() {
   if (*busy_) return;
-  const auto executable = executable_();
-  if (!executable) return;
   busy_.set(true);
-  tasks_.start(runCheck(*executable));
+  tasks_.start(run({}));
 }
 
 void IntegrationSetup::install(std::vector<std::string> targets) {
   if (*busy_ || targets.empty()) return;
-  const auto executable = executable_();
-  if (!executable) return;
   busy_.set(true);
-  tasks_.start(runInstall(*executable, std::move(targets)));
+  tasks_.start(run(std::move(targets)));
+}
+
+Task<void> IntegrationSetup::run(std::vector<std::string> targets) {
+  const auto executable = co_await link_.executable();
+  if (executable && targets.empty()) {
+    co_await runCheck(*executable);
+  } else if (executable) {
+    co_await runInstall(*executable, std::move(targets));
+  }
+  busy_.set(false);
 }
 
 Task<void> IntegrationSetup::runCheck(std::filesystem::path executable) {
   try {
-    integrations_.set(HerdrIntegration::parse(co_await cli_.run(executable, {"integration", "status"})));
+    integrations_.set(
+        HerdrIntegration::parse(co_await link_.cli().run(executable, {"integration", "status"})));
   } catch (const Failure& failure) {
     integrations_.set({});
     message_.set(failure.message());
   }
-  busy_.set(false);
 }
 
 Task<void> IntegrationSetup::runInstall(std::filesystem::path executable, std::vector<std::string> targets) {
   std::map<std::string, std::string> failed;  // with Herdr's own words, where it says why
   for (const std::string& target : targets) {
     try {
-      co_await cli_.run(executable, {"integration", "install", target});
+      co_await link_.cli().run(executable, {"integration", "install", target});
     } catch (const HerdrProtocol::Refusal& refusal) {
       failed[target] = fmt::format(" ({})", text::dropSuffix(refusal.message(), "."));
     } catch (const Failure&) {
@@ -66,7 +70,7 @@ Task<void> IntegrationSetup::runInstall(std::filesystem::path executable, std::v
     }
   }
   try {
-    auto now = HerdrIntegration::parse(co_await cli_.run(executable, {"integration", "status"}));
+    auto now = HerdrIntegration::parse(co_await link_.cli().run(executable, {"integration", "status"}));
     for (const HerdrIntegration& integration : now) {
       if (contains(targets, integration.id) && !integration.isCurrent()) failed.try_emplace(integration.id);
     }
@@ -86,7 +90,6 @@ Task<void> IntegrationSetup::runInstall(std::filesystem::path executable, std::v
   } catch (const Failure& failure) {
     message_.set("Setup ran, but verification failed: " + failure.message());
   }
-  busy_.set(false);
 }
 
 }  // namespace ostrel

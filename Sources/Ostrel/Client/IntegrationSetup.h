@@ -4,13 +4,12 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
-#include "Herdr/HerdrCli.h"
+#include "Client/HerdrLink.h"
 #include "Herdr/HerdrIntegrations.h"
 #include "Runtime/Published.h"
 #include "Runtime/Task.h"
@@ -19,9 +18,8 @@ namespace ostrel {
 
 class IntegrationSetup {
  public:
-  // `executable` tells the one to use; none, and nothing is done.
-  IntegrationSetup(MainLoop& loop, HerdrCli& cli,
-                   std::function<std::optional<std::filesystem::path>()> executable);
+  // Where no Herdr is installed nothing is done.
+  IntegrationSetup(MainLoop& loop, HerdrLink& link);
 
   void check();
   // The targets in order; a failure of one does not keep the others back.
@@ -36,11 +34,11 @@ class IntegrationSetup {
   Published<std::optional<std::string>>& message() { return message_; }
 
  private:
+  Task<void> run(std::vector<std::string> targets);
   Task<void> runCheck(std::filesystem::path executable);
   Task<void> runInstall(std::filesystem::path executable, std::vector<std::string> targets);
 
-  HerdrCli& cli_;
-  const std::function<std::optional<std::filesystem::path>()> executable_;
+  HerdrLink& link_;
   Published<std::vector<HerdrIntegration>> integrations_;
   Published<bool> busy_{false};
   Published<std::optional<std::string>> message_;

@@ -4,14 +4,15 @@
 
 namespace ostrel {
 
-LitAgents::LitAgents(MainLoop& loop, Sources sources)
+LitAgents::LitAgents(MainLoop& loop, AgentInventory& inventory, Round& round)
     : loop_(loop),
-      sources_(std::move(sources)),
+      inventory_(inventory),
+      round_(round),
       lights_(loop.wallNow()),
       throttle_(loop, kDelivery, [this] { deliver(); }) {}
 
 LitList LitAgents::current() {
-  const Inventory& inventory = sources_.inventory();
+  const Inventory& inventory = inventory_.merged();
   const WallTime now = loop_.wallNow();
   LitList list;
   const auto light = [&](const AgentList& agents, std::vector<LitAgent>& lit) {
@@ -21,14 +22,14 @@ LitList LitAgents::current() {
   };
   light(inventory.primary, list.agents);
   light(inventory.loadedCodex, list.loadedCodex);
-  list.complete = sources_.complete();
+  list.complete = round_.complete();
   return list;
 }
 
 void LitAgents::deliver() {
   // A light depends on the change of state that is noted just before it is computed.
-  lights_.observeStates(sources_.inventory().all, loop_.wallNow());
-  sources_.reconcileRequests();
+  lights_.observeStates(inventory_.merged().all, loop_.wallNow());
+  round_.reconcileRequests();
   list_ = current();
   delivered_ = true;
   told_.notify();

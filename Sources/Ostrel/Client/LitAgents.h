@@ -3,7 +3,6 @@
 // by every face, so that no two of them show another light. Main thread only.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -46,7 +45,7 @@ class LitSource {
   virtual const LitList& list() const = 0;
   // Of any record of the inventory, also one that another stands for in the list.
   virtual AgentLight light(const HerdrAgent& agent) const = 0;
-  // Called after each delivery: something that views show may have changed, also where the list is the same.
+  // Called after each delivery: agents, their lights, or what is derived from them may have changed.
   virtual Subscription observe(ChangeSignal::Observer observer) = 0;
 };
 
@@ -55,12 +54,18 @@ class LitAgents final : public LitSource {
   // However quickly sources publish, a delivery comes at most once in this time.
   static constexpr Duration kDelivery = std::chrono::milliseconds(50);
 
-  struct Sources {
-    std::function<const Inventory&()> inventory;
-    std::function<void()> reconcileRequests;
-    std::function<bool()> complete;
+  // What a delivery needs besides the inventory.
+  class Round {
+   public:
+    // Ends the requests that were answered elsewhere.
+    virtual void reconcileRequests() = 0;
+    // Whether every source that runs has told what it knows at least once.
+    virtual bool complete() = 0;
+
+   protected:
+    ~Round() = default;
   };
-  LitAgents(MainLoop& loop, Sources sources);
+  LitAgents(MainLoop& loop, AgentInventory& inventory, Round& round);
 
   const LitList& list() const override { return list_; }
   AgentLight light(const HerdrAgent& agent) const override { return lights_.light(agent, loop_.wallNow()); }
@@ -81,7 +86,8 @@ class LitAgents final : public LitSource {
   LitList current();
 
   MainLoop& loop_;
-  Sources sources_;
+  AgentInventory& inventory_;
+  Round& round_;
   AgentLights lights_;
   LitList list_;
   bool delivered_ = false;

@@ -5,6 +5,7 @@
 
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
+#include "Runtime/Text.h"
 
 namespace ostrel {
 
@@ -35,24 +36,24 @@ class WhileStarting {
 
 }  // namespace
 
-ManagedServer::ManagedServer(HerdrCli& cli, Preferences& preferences, Doors doors)
-    : cli_(cli), preferences_(preferences), doors_(std::move(doors)) {}
+ManagedServer::ManagedServer(HerdrLink& link, Preferences& preferences, Launch launch)
+    : link_(link), preferences_(preferences), launch_(std::move(launch)) {}
 
 Task<std::string> ManagedServer::ensureSession(bool start) {
-  const auto executable = doors_.executable();
-  if (!executable) throw Failure("Choose the installed Herdr executable in Advanced.");
-  if (*starting_ || doors_.connecting()) throw Failure("The background connection is still starting.");
+  if (*starting_ || *link_.connecting()) throw Failure("The background connection is still starting.");
 
   const WhileStarting now(starting_);
+  const auto executable = co_await link_.executable();
+  if (!executable) throw Failure("Choose the installed Herdr executable in Advanced.");
   std::vector<std::string> sessions = co_await running(*executable);
-  const std::string chosen = doors_.chosenSession();
+  const std::string chosen(text::trim(*link_.sessionName()));
   if (!chosen.empty()) {
     if (contains(sessions, chosen)) co_return chosen;
     throw Failure("The selected Herdr session is not running. Choose another session in Advanced.");
   }
   if (contains(sessions, session)) co_return session;
   if (sessions.size() == 1) co_return sessions.front();
-  if (!start && !preferences_.boolean(kWanted) && !doors_.fixture)
+  if (!start && !preferences_.boolean(kWanted) && !launch_.fixture)
     throw Failure("Choose a Herdr session in Advanced before continuing.");
 
   if (!server_ || !server_->running()) launch(*executable);
@@ -64,7 +65,7 @@ Task<std::string> ManagedServer::ensureSession(bool start) {
       sessions.clear();  // a server that starts may not answer yet
     }
     if (contains(sessions, session)) {
-      if (!doors_.fixture) preferences_.set(kWanted, true);
+      if (!launch_.fixture) preferences_.set(kWanted, true);
       co_return session;
     }
     if (!server_->running()) {
@@ -78,14 +79,15 @@ Task<std::string> ManagedServer::ensureSession(bool start) {
 }
 
 Task<std::vector<std::string>> ManagedServer::running(std::filesystem::path executable) {
-  co_return HerdrProtocol::sessions(co_await cli_.run(std::move(executable), {"session", "list", "--json"}));
+  co_return HerdrProtocol::sessions(
+      co_await link_.cli().run(std::move(executable), {"session", "list", "--json"}));
 }
 
 void ManagedServer::launch(const std::filesystem::path& executable) {
-  auto environment = doors_.environment;
+  auto environment = launch_.environment;
   environment["PATH"] = executable.parent_path().string() + ":" + environment["PATH"];
   try {
-    server_ = doors_.launcher.launch(executable.string(), {"--session", session, "server"}, environment);
+    server_ = launch_.launcher.launch(executable.string(), {"--session", session, "server"}, environment);
   } catch (const Failure&) {
     throw Failure(
         "Herdr could not start its background session. Check the installed Herdr version and its server "

@@ -3,14 +3,12 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "Herdr/HerdrCli.h"
+#include "Client/HerdrLink.h"
 #include "Platform/Preferences.h"
 #include "Platform/ServerLauncher.h"
 #include "Runtime/Published.h"
@@ -23,15 +21,12 @@ class ManagedServer {
   // The session that the product starts.
   static constexpr char session[] = "ostrel";
 
-  struct Doors {
-    std::function<std::optional<std::filesystem::path>()> executable;
-    std::function<std::string()> chosenSession;  // the person's filter, trimmed; empty for all
-    std::function<bool()> connecting;            // a connection is being made
-    std::map<std::string, std::string> environment;
+  struct Launch {
     ServerLauncher& launcher;
+    std::map<std::string, std::string> environment;
     bool fixture = false;  // a run that leaves no claim of a managed server
   };
-  ManagedServer(HerdrCli& cli, Preferences& preferences, Doors doors);
+  ManagedServer(HerdrLink& link, Preferences& preferences, Launch launch);
 
   // The name of a running session to use. Throws `Failure` in the user's words. Where none is clear, one is
   // started if the person asks for that now (`start`) or did before. A server is launched at most once for as
@@ -45,9 +40,9 @@ class ManagedServer {
   Task<std::vector<std::string>> running(std::filesystem::path executable);
   void launch(const std::filesystem::path& executable);
 
-  HerdrCli& cli_;
+  HerdrLink& link_;
   Preferences& preferences_;
-  Doors doors_;
+  const Launch launch_;
   Published<bool> starting_{false};
   std::unique_ptr<LaunchedServer> server_;
 };

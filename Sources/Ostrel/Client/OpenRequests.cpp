@@ -26,9 +26,15 @@ std::vector<RequestChoice> OpenRequest::choices() const {
   return claude() ? claude()->choices() : codex()->card.choices;
 }
 
-OpenRequests::OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources,
-                           std::function<void()> changed)
-    : pool_(pool), sources_(std::move(sources)), changed_(std::move(changed)), tasks_(loop) {}
+OpenRequests::OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources)
+    : pool_(pool), sources_(sources), tasks_(loop) {
+  const auto follow = [this](auto&... values) {
+    (subscriptions_.push_back(values.observe([this] { changed_.notify(); })), ...);
+  };
+  CodexRequestController& codex = sources_.codex;
+  follow(sources_.claude.requests(), codex.requests(), codex.sent(), codex.connectedThreads(), codex.error(),
+         codex.replyErrors(), codex.detailsChanged());
+}
 
 OpenRequest OpenRequests::entry(const ClaudePermissionRequest& request) const {
   return {request.id, text::lowercase(request.sessionID), {}, request};
@@ -64,7 +70,7 @@ std::vector<OpenRequest> OpenRequests::list() {
 // The one place that says which agent asks: the one that is in the conversation.
 void OpenRequests::nameAgents(std::vector<OpenRequest>& requests) const {
   if (requests.empty()) return;
-  for (const auto& listed : sources_.inventory().all.entries()) {
+  for (const auto& listed : sources_.inventory.merged().all.entries()) {
     if (!listed->conversation) continue;
     for (OpenRequest& request : requests) {
       if (request.conversation == *listed->conversation) request.agent = listed->id;
@@ -150,7 +156,7 @@ Task<void> OpenRequests::open(std::string id, std::string link) {
   } catch (const Failure& failure) {
     linkProblems_[id] = failure.message();
   }
-  changed_();
+  changed_.notify();
 }
 
 void OpenRequests::forgetEndedLinks() {

@@ -3,7 +3,6 @@
 // through it alone. Main thread only.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -18,6 +17,7 @@
 #include "Codex/CodexRequestController.h"
 #include "Platform/Openers.h"
 #include "Runtime/Background.h"
+#include "Runtime/Published.h"
 #include "Runtime/Task.h"
 
 namespace ostrel {
@@ -60,6 +60,8 @@ class RequestSource {
   RequestSource& operator=(const RequestSource&) = delete;
   virtual ~RequestSource() = default;
 
+  // All of them, in the order of `of`.
+  virtual std::vector<OpenRequest> list() = 0;
   // What is asked in an agent's conversation: by Claude Code, oldest first, then by Codex in order of
   // arrival.
   virtual std::vector<OpenRequest> of(const HerdrAgent& agent) = 0;
@@ -71,6 +73,8 @@ class RequestSource {
   // Opens the link of a request in the person's browser; when that has worked, "done" is among its choices.
   // Throws `Failure` where there is no such request, or no link.
   virtual void openLink(const std::string& request) = 0;
+  // Called when what is asked, or anything that is told of it here, may have changed.
+  virtual Subscription observe(ChangeSignal::Observer observer) = 0;
 };
 
 class OpenRequests final : public RequestSource {
@@ -78,21 +82,21 @@ class OpenRequests final : public RequestSource {
   struct Sources {
     ClaudePermissionServer& claude;
     CodexRequestController& codex;
-    std::function<const Inventory&()> inventory;
+    AgentInventory& inventory;
     const Preferences& preferences;
     bool asksCodex = false;     // whether Codex's requests come here at all
     UrlOpener* urls = nullptr;  // null where no browser can be reached
   };
-  // `changed` is called when something is known of a request that neither source tells.
-  OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources, std::function<void()> changed);
+  OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources);
 
-  // All of them, in the order of `of`.
-  std::vector<OpenRequest> list();
-
+  std::vector<OpenRequest> list() override;
   std::vector<OpenRequest> of(const HerdrAgent& agent) override;
   std::optional<Controls> controls(const HerdrAgent& agent) override;
   void answer(const std::string& request, const RequestAnswer& given) override;
   void openLink(const std::string& request) override;
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changed_.observe(std::move(observer));
+  }
 
  private:
   OpenRequest entry(const ClaudePermissionRequest& request) const;
@@ -104,9 +108,10 @@ class OpenRequests final : public RequestSource {
 
   BackgroundPool& pool_;
   Sources sources_;
-  const std::function<void()> changed_;
+  ChangeSignal changed_;
   std::set<std::string> openedLinks_;                // ids of requests
   std::map<std::string, std::string> linkProblems_;  // by id
+  std::vector<Subscription> subscriptions_;
   TaskScope tasks_;
 };
 

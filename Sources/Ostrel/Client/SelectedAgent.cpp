@@ -6,7 +6,6 @@
 #include "Herdr/HerdrProtocol.h"
 #include "Herdr/HerdrProviders.h"
 #include "Runtime/Failure.h"
-#include "Runtime/Text.h"
 
 namespace ostrel {
 
@@ -20,8 +19,7 @@ constexpr Duration kSocketLook =
 
 }  // namespace
 
-SelectedAgent::SelectedAgent(MainLoop& loop, const Preferences& preferences, HerdrLink& link, Doors doors)
-    : preferences_(preferences), link_(link), doors_(std::move(doors)), history_(loop), following_(loop) {}
+SelectedAgent::SelectedAgent(MainLoop& loop, Parts parts) : parts_(parts), history_(loop), following_(loop) {}
 
 bool SelectedAgent::hasHistory(const HerdrAgent& agent) {
   if (agent.isRemote()) return false;
@@ -31,7 +29,7 @@ bool SelectedAgent::hasHistory(const HerdrAgent& agent) {
 }
 
 void SelectedAgent::open(const HerdrAgent& agent) {
-  std::string key = historyKey(agent, preferences_);
+  std::string key = historyKey(agent, parts_.preferences);
   if (openID_ == agent.id() && openKey_ == key && following_.running() > 0) return;
   history_.cancel();
   following_.cancel();
@@ -90,12 +88,12 @@ void SelectedAgent::refreshHistory(const HerdrAgent& agent) {
         "Use the interactive terminal for this provider’s full conversation and controls.");
     return;
   }
-  const std::string key = historyKey(agent, preferences_);
+  const std::string key = historyKey(agent, parts_.preferences);
   if (agent.id() == openID_ && displayedKey_ != key) showHistory(key);
   if (inFlight_ == key) return;
   history_.cancel();
   nowLoading({});
-  const auto link = linkedReference(agent, preferences_);
+  const auto link = linkedReference(agent, parts_.preferences);
   if (agent.isExternal() && !link) {
     shown_.transcriptNotice.set(
         "This terminal has not reported its conversation identity. Choose Link exact conversation to view "
@@ -113,7 +111,7 @@ Task<void> SelectedAgent::loadHistory(std::string key, std::optional<std::string
                                       std::optional<std::string> kind, std::string provider) {
   try {
     AgentTranscriptSnapshot snapshot =
-        co_await doors_.loadHistory(std::move(reference), std::move(kind), std::move(provider));
+        co_await parts_.transcripts->load(std::move(reference), std::move(kind), std::move(provider));
     nowLoading({});
     if (snapshot.messages.empty()) {
       shown_.transcriptNotice.set("No conversation messages available yet.");
@@ -133,7 +131,7 @@ Task<void> SelectedAgent::loadHistory(std::string key, std::optional<std::string
 
 Task<void> SelectedAgent::followHistory(std::string id) {
   for (;;) {
-    const auto record = doors_.current(id);
+    const HerdrAgent* const record = parts_.inventory.reported(id);
     if (!record) co_return;
     refreshHistory(*record);
     co_await sleepFor(kLook);
@@ -142,39 +140,28 @@ Task<void> SelectedAgent::followHistory(std::string id) {
 
 Task<void> SelectedAgent::followPane(HerdrAgent agent) {
   for (;;) {
-    const auto record = doors_.current(openID_);
-    if (!record || record->terminalID != agent.terminalID) co_return;
-    refreshHistory(*record);
-    const std::string key = historyKey(*record, preferences_);
-    const auto socket = record->isRemote() ? std::nullopt : link_.socketPath(record->session);
+    const HerdrAgent* const listed = parts_.inventory.reported(openID_);
+    if (!listed || listed->terminalID != agent.terminalID) co_return;
+    const HerdrAgent record = *listed;  // the list may change while the pane is read
+    refreshHistory(record);
+    const std::string key = historyKey(record, parts_.preferences);
+    const bool overSocket = parts_.link.hasSocket(record);
     std::optional<std::string> problem;
     try {
-      std::string text = co_await read(*record, socket);
+      std::string text = co_await parts_.link.screen(record);
       outputs_.put(key, text);
       shown_.output.set(std::move(text));
       shown_.hasLoadedOutput.set(true);
     } catch (const HerdrProtocol::Refusal& refusal) {
       problem = refusal.message();
       // A pane that has gone takes its row along.
-      if (refusal.isNotFound() && !record->isRemote()) link_.refresh(record->session);
+      if (refusal.isNotFound() && !record.isRemote()) parts_.link.refresh(record.session);
     } catch (const Failure& failure) {
       problem = failure.message();
     }
     shown_.outputError.set(std::move(problem));
-    co_await sleepFor(socket ? kSocketLook : kLook);
+    co_await sleepFor(overSocket ? kSocketLook : kLook);
   }
-}
-
-Task<std::string> SelectedAgent::read(HerdrAgent agent, std::optional<std::string> socket) {
-  if (socket) co_return co_await doors_.readPane(*socket, agent.paneID, "visible");
-  const auto executable = link_.resolveExecutable();
-  if (!executable) throw Failure("Herdr was not found. Install it or choose its executable below.");
-  std::vector<std::string> arguments = agent.commandPrefix();
-  arguments.insert(arguments.end(),
-                   {"pane", "read", agent.paneID, "--source", "visible", "--format", "text"});
-  std::string text = co_await link_.cli().run(*executable, std::move(arguments));
-  if (!text::isUtf8(text)) throw Failure("Terminal output is not valid UTF-8 text.");
-  co_return text;
 }
 
 }  // namespace ostrel

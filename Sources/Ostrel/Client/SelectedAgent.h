@@ -5,16 +5,16 @@
 // what is shown.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "Client/AgentInventory.h"
 #include "Client/HerdrLink.h"
 #include "Client/SelectedConversation.h"
-#include "Conversations/AgentTranscript.h"
+#include "Conversations/AgentTranscriptReader.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Task.h"
 
@@ -22,17 +22,13 @@ namespace ostrel {
 
 class SelectedAgent {
  public:
-  struct Doors {
-    // As `AgentTranscriptReader::load`.
-    std::function<Task<AgentTranscriptSnapshot>(std::optional<std::string> reference,
-                                                std::optional<std::string> kind, std::string provider)>
-        loadHistory;
-    // As `HerdrSocket::read`.
-    std::function<Task<std::string>(std::string path, std::string pane, std::string source)> readPane;
-    // The record of an agent as its source has it now, by id; nothing once it has gone.
-    std::function<std::optional<HerdrAgent>(const std::string& id)> current;
+  struct Parts {
+    const Preferences& preferences;
+    HerdrLink& link;
+    AgentInventory& inventory;
+    TranscriptSource* transcripts;  // null where nobody opens an agent
   };
-  SelectedAgent(MainLoop& loop, const Preferences& preferences, HerdrLink& link, Doors doors);
+  SelectedAgent(MainLoop& loop, Parts parts);
 
   // Whether conversations of this kind of agent can be read at all; of the others only the terminal.
   static bool hasHistory(const HerdrAgent& agent);
@@ -44,7 +40,7 @@ class SelectedAgent {
   // Looks at the conversation now; one look at a time.
   void refreshHistory(const HerdrAgent& agent);
 
-  SelectedConversation& shown() { return shown_; }
+  const SelectedConversation& shown() const { return shown_; }
 
  private:
   // The last state of an agent by its history key; cleared whole before it outgrows its cap.
@@ -72,11 +68,8 @@ class SelectedAgent {
                          std::optional<std::string> kind, std::string provider);
   Task<void> followHistory(std::string id);
   Task<void> followPane(HerdrAgent agent);
-  Task<std::string> read(HerdrAgent agent, std::optional<std::string> socket);
 
-  const Preferences& preferences_;
-  HerdrLink& link_;
-  Doors doors_;
+  Parts parts_;
   SelectedConversation shown_;
   std::string openID_;
   std::string openKey_;       // which conversation and terminal are followed

@@ -25,11 +25,18 @@ struct SelectedConversation {
   Published<bool> hasLoadedOutput{false};
   Published<std::optional<std::string>> outputError;
 
-  // Calls `observer` after each change of any of them.
-  std::vector<Subscription> observe(const std::function<void()>& observer) {
+  // Calls `observer` after each change of what was said, or of what is in the terminal.
+  std::vector<Subscription> observeConversation(const std::function<void()>& observer) const {
+    return observed(observer, transcript, sessionDetails, transcriptNotice, loadingHistory);
+  }
+  std::vector<Subscription> observeOutput(const std::function<void()>& observer) const {
+    return observed(observer, output, hasLoadedOutput, outputError);
+  }
+
+ private:
+  static std::vector<Subscription> observed(const std::function<void()>& observer, const auto&... values) {
     std::vector<Subscription> all;
-    const auto add = [&](auto&... each) { (all.push_back(each.observe(observer)), ...); };
-    add(transcript, sessionDetails, transcriptNotice, loadingHistory, output, hasLoadedOutput, outputError);
+    (all.push_back(values.observe(observer)), ...);
     return all;
   }
 };

@@ -57,7 +57,7 @@ void Connection::connect(const std::string& socket) {
   std::memcpy(address.sun_path, socket.data(), socket.size());
   checkStop();
   if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-    throw Failure("The local Codex server is unavailable.");
+    throw Failure(kUnavailable);
   // The socket lies below the temporary folder, where its name can be taken by somebody else.
   if (!isOurUser(fd_.get())) throw Failure("The Codex socket belongs to another user.");
 }

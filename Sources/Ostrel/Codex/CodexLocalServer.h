@@ -23,6 +23,9 @@
 
 namespace ostrel::CodexLocalServer {
 
+// What a connection fails with where no server listens.
+inline constexpr char kUnavailable[] = "The local Codex server is unavailable.";
+
 // Below `CODEX_HOME`, else below ~/.codex.
 std::string socketPath(const Environment& environment);
 

@@ -15,7 +15,18 @@
 
 namespace ostrel {
 
-class AgentTranscriptReader {
+// Who reads conversations for others; tests make up their own.
+class TranscriptSource {
+ public:
+  virtual ~TranscriptSource() = default;
+
+  // The latest messages and details of the conversation that the reference means (see
+  // `AgentTranscript::resolve`). Throws `Failure` and `Cancelled`. The source must outlive the task.
+  virtual Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference,
+                                             std::optional<std::string> kind, std::string provider) = 0;
+};
+
+class AgentTranscriptReader final : public TranscriptSource {
  public:
   // Reads a Codex conversation from the running Codex server, by its thread id.
   using ThreadReader = std::function<Task<AgentTranscriptSnapshot>(std::string threadId)>;
@@ -23,12 +34,10 @@ class AgentTranscriptReader {
   // `readThread` may be empty. The pool must outlive the reader's tasks.
   AgentTranscriptReader(AgentTranscript transcripts, BackgroundPool& pool, ThreadReader readThread = {});
 
-  // The latest messages and details of the conversation that the reference means (see
-  // `AgentTranscript::resolve`). A Codex conversation without a readable file, or whose file has moved, comes
-  // from `readThread` where its id is known. Throws `Failure` (of the file; once `readThread` was asked,
-  // whatever that throws) and `Cancelled`. The reader must outlive the task.
+  // A Codex conversation without a readable file, or whose file has moved, comes from `readThread` where its
+  // id is known. The failure is of the file; once `readThread` was asked, whatever that throws.
   Task<AgentTranscriptSnapshot> load(std::optional<std::string> reference, std::optional<std::string> kind,
-                                     std::string provider);
+                                     std::string provider) override;
 
  private:
   // Jobs share it, so that one that is still running when its task goes keeps what it works on.

@@ -5,10 +5,12 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Herdr/HerdrCommand.h"
+#include "Herdr/HerdrPort.h"
 #include "Runtime/Background.h"
 #include "Runtime/Task.h"
 
@@ -16,13 +18,22 @@ namespace ostrel {
 
 class HerdrCli {
  public:
-  explicit HerdrCli(HerdrCommand::Run run) : run_(std::move(run)) {}
+  explicit HerdrCli(HerdrPort& port) : port_(port) {}
 
   // What the command printed, within `HerdrCommand::kUsualTime`. Throws as `HerdrCommand::run` does.
   Task<std::string> run(std::filesystem::path executable, std::vector<std::string> arguments) {
-    co_return co_await pool_.run([run = run_, executable = std::move(executable),
+    co_return co_await pool_.run([&port = port_, executable = std::move(executable),
                                   arguments = std::move(arguments)](std::stop_token stop) {
-      return run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
+      return port.run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
+    });
+  }
+  // The program to run: what was chosen, else (an empty choice) what is installed. A stale choice is not
+  // replaced by a search, so that it fails visibly.
+  Task<std::optional<std::filesystem::path>> executable(std::string chosen) {
+    co_return co_await pool_.run([&port = port_, chosen = std::move(chosen)](
+                                     const std::stop_token&) -> std::optional<std::filesystem::path> {
+      if (chosen.empty()) return port.find();
+      return port.isExecutable(chosen) ? std::optional<std::filesystem::path>(chosen) : std::nullopt;
     });
   }
   // Threads that exist now.
@@ -31,7 +42,7 @@ class HerdrCli {
  private:
   static constexpr unsigned kThreads = 4;
 
-  HerdrCommand::Run run_;
+  HerdrPort& port_;
   BackgroundPool pool_{kThreads, std::chrono::seconds(1)};
 };
 

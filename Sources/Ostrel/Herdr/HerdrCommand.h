@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <stop_token>
 #include <string>
@@ -22,10 +21,5 @@ inline constexpr Duration kUsualTime = std::chrono::seconds(8);
 // `stop` fires.
 std::string run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                 const std::map<std::string, std::string>& environment, Duration limit, std::stop_token stop);
-
-// `run` with the environment known, as a door; called on background threads.
-using Run = std::function<std::string(const std::filesystem::path& executable,
-                                      const std::vector<std::string>& arguments, Duration limit,
-                                      std::stop_token stop)>;
 
 }  // namespace ostrel::HerdrCommand

@@ -14,9 +14,7 @@
 #include <fmt/format.h>
 
 #include "App/Launch.h"
-#include "App/ListProblems.h"
 #include "Runtime/Failure.h"
-#include "SampleConversation.h"
 #include "TerminalWindow.h"
 #include "Words.h"
 #include "X11Windows.h"
@@ -26,11 +24,6 @@ namespace ostrel {
 namespace {
 
 constexpr Duration kHideTime = std::chrono::hours(2);
-
-LitSource& sourceOf(const DesktopParts& parts, std::optional<SampleAgents>& samples) {
-  if (!parts.environment.hasArgument(launch::kPreviewAgents)) return parts.client.lit();
-  return samples.emplace();
-}
 
 }  // namespace
 
@@ -67,10 +60,13 @@ AppDelegate::AppDelegate(DesktopParts parts)
     : parts_(std::move(parts)),
       application_(parts_.environment),
       loop_(parts_.loop),
-      model_(sourceOf(parts_, samples_)),
+      samples_(parts_.environment.hasArgument(launch::kPreviewAgents) ? std::make_unique<Samples>()
+                                                                      : nullptr),
+      model_(samples_ ? static_cast<LitSource&>(samples_->agents) : parts_.client.agents()),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
-      connections_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_),
+      providers_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_),
+      connections_(providers_, parts_.client.herdr()),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
       screens_(parts_.loop),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
@@ -94,9 +90,9 @@ AppDelegate::AppDelegate(DesktopParts parts)
       notch_(bridgeParts()),
       rail_(bridgeParts()),
       selector_(bridgeParts()),
-      connectionsPage_(bridgeParts(), ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
+      connectionsPage_(bridgeParts(), connections_),
       panel_(model_, selector_, connectionsPage_),
-      conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestSource(),
+      conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationParts(),
                     [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 
 BridgeParts AppDelegate::bridgeParts() {
@@ -120,10 +116,12 @@ void AppDelegate::makeWindows() {
   }
   alerts_.requestPermission();
   shortcut_.update();
-  // Before the windows are laid out for it.
-  problems_ = model_.observe([this] {
-    if (!samples_) model_.problems.set(listProblems(parts_.client));
-  });
+  if (!samples_) {
+    const auto& report = parts_.client.report();
+    const auto tell = [this, &report] { model_.problems.set(report->problems); };
+    problems_ = report.observe(tell);
+    tell();
+  }
   model_.onAgents = [this](const LitList& list) { alerts_.update(list); };
 }
 
@@ -185,10 +183,10 @@ void AppDelegate::followClicks() {
 
 void AppDelegate::followActivation() {
   if (parts_.fixture || samples_) return;
-  connections_.refreshConnections();
+  providers_.refreshConnections();
   QObject::connect(qGuiApp, &QGuiApplication::applicationStateChanged, &engine_,
                    [this](Qt::ApplicationState state) {
-                     if (state == Qt::ApplicationActive) connections_.becameActive();
+                     if (state == Qt::ApplicationActive) providers_.becameActive();
                    });
 }
 
@@ -196,27 +194,16 @@ void AppDelegate::run() { QApplication::exec(); }
 
 void AppDelegate::stop() { QApplication::quit(); }
 
-ConversationSource AppDelegate::conversationSource() {
+ConversationParts AppDelegate::conversationParts() {
+  if (samples_)
+    return {samples_->conversation, samples_->conversation, samples_->requests, parts_.urls,
+            parts_.environment.home};
   HerdrClient& client = parts_.client;
-  UrlOpener& urls = parts_.urls;
-  ConversationSource source{
-      .shown = samples_ ? sampleConversation_ : client.selected().shown(),
-      .selected = [&client]() -> std::optional<HerdrAgent> {
-        const HerdrAgent* const agent = client.selection().selected();
-        return agent ? std::optional(*agent) : std::nullopt;
-      },
-      .statusLabel = [&client](const HerdrAgent& agent) { return client.statusLabel(agent); },
-      .rename = [&client](const HerdrAgent& agent, std::string_view title) { client.rename(agent, title); },
-      .link = [&client](const HerdrAgent& agent, const auto& path) { client.linkConversation(agent, path); },
-      .openUrl = [&urls](const std::string& url) { urls.open(url); },
-      .home = parts_.environment.home};
-  if (samples_) source.selected = [this] { return sampleOpen_; };
-  return source;
+  return {client.open(), client.actions(), client.requests(), parts_.urls, parts_.environment.home};
 }
 
-RequestSource& AppDelegate::requestSource() {
-  if (samples_) return sampleRequests_;
-  return parts_.client.requests();
+AgentActions& AppDelegate::actions() {
+  return samples_ ? static_cast<AgentActions&>(samples_->conversation) : parts_.client.actions();
 }
 
 Task<std::function<void()>> AppDelegate::findTerminal(HerdrAgent agent) {
@@ -229,19 +216,17 @@ Task<std::function<void()>> AppDelegate::findTerminal(HerdrAgent agent) {
 }
 
 void AppDelegate::open(const HerdrAgent& agent, bool markSeen) {
-  if (samples_) {
-    sampleOpen_ = agent;
-    samples::converse(sampleConversation_, agent);
-    sampleRequests_.ask(agent.state == "blocked" ? "bash" : "");
-  } else {
-    parts_.client.select(agent, markSeen);
+  try {
+    actions().open(agent.id(), markSeen);
+  } catch (const Failure&) {
+    actions().close();  // it has gone in this moment, and its window says so
   }
   conversation_.show(agent);
 }
 
 void AppDelegate::closeConversation() {
   conversation_.closed();
-  parts_.client.selection().clear();
+  actions().close();
 }
 
 Point AppDelegate::pointer() const {

@@ -24,8 +24,7 @@
 #include "EdgeBridges.h"
 #include "NestedLoop.h"
 #include "PanelBridges.h"
-#include "SampleAgents.h"
-#include "SampleRequests.h"
+#include "SampleConversation.h"
 #include "StatusItem.h"
 #include "UtilityPanels.h"
 #include "X11Input.h"
@@ -47,6 +46,13 @@ class DesktopApplication {
   std::optional<QApplication> application_;
 };
 
+// Everything that `--preview-agents` shows.
+struct Samples {
+  SampleAgents agents;
+  SampleRequests requests;
+  SampleConversation conversation{agents, requests};
+};
+
 class AppDelegate final : public Desktop {
  public:
   static std::unique_ptr<Desktop> open(const DesktopParts& parts);
@@ -65,9 +71,9 @@ class AppDelegate final : public Desktop {
   void followClicks();
   void followActivation();
   BridgeParts bridgeParts();
-  ConversationSource conversationSource();
-  RequestSource& requestSource();
+  ConversationParts conversationParts();
   Task<std::function<void()>> findTerminal(HerdrAgent agent);
+  AgentActions& actions();
   void open(const HerdrAgent& agent, bool markSeen);
   void closeConversation();
   Point pointer() const;
@@ -76,13 +82,11 @@ class AppDelegate final : public Desktop {
   DesktopParts parts_;
   DesktopApplication application_;
   NestedLoop loop_;
-  std::optional<SampleAgents> samples_;
-  SelectedConversation sampleConversation_;
-  std::optional<HerdrAgent> sampleOpen_;
-  SampleRequests sampleRequests_;
+  std::unique_ptr<Samples> samples_;  // in the place of the client's agents
   OstrelModel model_;
   TerminalLauncher terminal_;
-  ProviderConnections connections_;
+  ProviderConnections providers_;
+  Connections connections_;
   QQmlEngine engine_;
   Appearance appearance_{engine_};
   UtilityPanels panels_;

@@ -8,13 +8,12 @@
 
 namespace ostrel {
 
-ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource source)
-    : parts_(std::move(parts)), source_(std::move(source)) {
+ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource& source)
+    : parts_(std::move(parts)), source_(source) {
   // Where Herdr is, is looked for on the disk: only for somebody who sees it.
   const auto look = [this] {
     if (*parts_.model.isPanelVisible && *parts_.model.selectedTab == PanelTab::connections) refresh();
   };
-  subscriptions_.push_back(parts_.model.observe(look));
   subscriptions_.push_back(parts_.model.isPanelVisible.observe(look));
   subscriptions_.push_back(parts_.model.selectedTab.observe(look));
   subscriptions_.push_back(parts_.model.statusMessage.observe([this] { Q_EMIT changed(); }));
@@ -33,7 +32,7 @@ void ConnectionsBridge::refresh() {
                      static_cast<int>(row.light), titles}});
   }
   rows_.set(rows);
-  found_ = facts.herdr ? words::of(facts.herdr->string()) : QString();
+  found_ = facts.program ? words::of(facts.program->string()) : QString();
   Q_EMIT changed();
 }
 

@@ -21,7 +21,7 @@ class ConnectionsBridge final : public QObject {
   Q_PROPERTY(QString session READ session WRITE setSession NOTIFY changed)
 
  public:
-  ConnectionsBridge(BridgeParts parts, ConnectionsSource source);
+  ConnectionsBridge(BridgeParts parts, ConnectionsSource& source);
 
   RowModel* rows() { return &rows_; }
   QString message() const;  // what was asked of the person last; often empty
@@ -42,7 +42,7 @@ class ConnectionsBridge final : public QObject {
 
  private:
   BridgeParts parts_;
-  ConnectionsSource source_;
+  ConnectionsSource& source_;
   std::vector<ConnectionRow> shown_;
   RowModel rows_{{"title", "state", "note", "light", "buttons"}};
   QString found_;

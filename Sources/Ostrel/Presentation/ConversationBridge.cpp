@@ -8,11 +8,11 @@
 #include <QLocale>
 #include <QUrl>
 #include <algorithm>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
 #include "App/FilePaths.h"
-#include "Client/ConversationLinks.h"
 #include "Client/SelectedAgent.h"
 #include "MessageText.h"
 #include "Platform/Processes.h"
@@ -70,21 +70,25 @@ std::string addressOf(const std::string& link, const std::filesystem::path& fold
 }  // namespace
 
 ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts,
-                                       ConversationSource source, RequestSource& requests,
-                                       FindTerminal findTerminal)
+                                       ConversationParts sources, FindTerminal findTerminal)
     : pool_(pool),
       parts_(std::move(parts)),
-      source_(std::move(source)),
-      requests_(loop, requests, std::move(findTerminal)),
+      sources_(std::move(sources)),
+      requests_(loop, sources_.requests, std::move(findTerminal)),
       loop_(loop),
-      throttle_(loop, LitAgents::kDelivery, [this] { refresh(); }),
+      throttle_(loop, LitAgents::kDelivery, [this] { refresh(std::exchange(wanted_, 0)); }),
       tasks_(loop) {
-  subscriptions_ = source_.shown.observe([this] { throttle_.request(); });
-  subscriptions_.push_back(source_.shown.transcript.observe([this] { stale_ = true; }));
-  subscriptions_.push_back(parts_.model.observe([this] { throttle_.request(); }));
+  const SelectedConversation& shown = sources_.open.shown();
+  subscriptions_ = shown.observeConversation([this] { wantRefresh(kWords); });
+  std::ranges::move(shown.observeOutput([this] { wantRefresh(kScreen); }),
+                    std::back_inserter(subscriptions_));
+  subscriptions_.push_back(shown.transcript.observe([this] { stale_ = true; }));
+  subscriptions_.push_back(parts_.model.observe([this] { wantRefresh(kAgent); }));
+  subscriptions_.push_back(sources_.open.observe([this] { wantRefresh(kEverything); }));
+  subscriptions_.push_back(sources_.requests.observe([this] { wantRefresh(kAsked); }));
   // Somebody waits for the first words of what they opened; the next ones may wait for the throttle.
-  subscriptions_.push_back(source_.shown.transcript.observe([this] {
-    if (blocks_.empty()) firstWords_ = loop_.after({}, [this] { refresh(); });
+  subscriptions_.push_back(shown.transcript.observe([this] {
+    if (blocks_.empty()) firstWords_ = loop_.after({}, [this] { refresh(kWords); });
   }));
   connect(&requests_, &RequestsBridge::terminalWanted, this, [this] { setShowsTerminal(true); });
 }
@@ -121,21 +125,33 @@ bool ConversationBridge::hasTerminal() const {
 }
 
 bool ConversationBridge::linkable() const {
-  return agent_ && source_.link && !ended_ && !agent_->transcriptReference &&
-         SelectedAgent::hasHistory(*agent_) && manualLinkKey(*agent_).has_value();
+  return agent_ && !ended_ && !sources_.actions.refusal(AgentAction::link, agent_->id());
 }
 
 bool ConversationBridge::linked() const {
-  return linkable() && parts_.preferences.string(*manualLinkKey(*agent_)).has_value();
+  return agent_ && !ended_ && !sources_.actions.refusal(AgentAction::unlink, agent_->id());
 }
 
-void ConversationBridge::refresh() {
+void ConversationBridge::wantRefresh(unsigned concerns) {
+  wanted_ |= concerns;
+  if (followed_) throttle_.request();
+}
+
+void ConversationBridge::refresh(unsigned concerns) {
   if (!followed_) return;
-  const auto selected = source_.selected();
-  refreshAgent(selected);
-  if (selected) refreshBlocks();
-  requests_.show(ended_ ? std::nullopt : selected ? selected : agent_);
-  Q_EMIT changed();
+  const auto selected = sources_.open.agent();
+  if (concerns & kAgent) {
+    refreshAgent(selected);
+    requests_.show(ended_ ? std::nullopt : selected ? selected : agent_);
+  } else if (concerns & kAsked) {
+    requests_.refresh();
+  }
+  if (selected && (concerns & kWords)) refreshWords();
+  if (selected && (concerns & kScreen)) {
+    const SelectedConversation& shown = sources_.open.shown();
+    showOutput(words::of(*shown.output), words::of(shown.outputError->value_or("")), *shown.hasLoadedOutput);
+  }
+  if (concerns & (kAgent | kWords)) Q_EMIT changed();
 }
 
 void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected) {
@@ -148,21 +164,24 @@ void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected)
   // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
   light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
   title_ = words::shown(agent_->displayTitle(parts_.preferences));
-  status_ = ended_ ? QStringLiteral("Ended") : words::of(source_.statusLabel(selected ? *selected : *agent_));
+  status_ =
+      ended_ ? QStringLiteral("Ended") : words::of(sources_.open.statusLabel(selected ? *selected : *agent_));
   details_ =
       joined({words::provider(*agent_), words::shown(oneLine(agent_->projectLabel())), words::host(*agent_)});
-  if (!selected) return;  // what is known of the session stays
-  const AgentSessionDetails& session = *source_.shown.sessionDetails;
+}
+
+void ConversationBridge::refreshWords() {
+  const SelectedConversation& shown = sources_.open.shown();
+  const AgentSessionDetails& session = *shown.sessionDetails;
   session_ = joined({words::shown(session.branch.value_or("")), words::shown(session.model.value_or("")),
                      words::shown(session.effort.value_or(""))});
+  loading_ = *shown.loadingHistory;
+  notice_ = words::of(shown.transcriptNotice->value_or(""));
+  if (std::exchange(stale_, false)) refreshBlocks();
 }
 
 void ConversationBridge::refreshBlocks() {
-  const SelectedConversation& shown = source_.shown;
-  loading_ = *shown.loadingHistory;
-  notice_ = words::of(shown.transcriptNotice->value_or(""));
-  showOutput(words::of(*shown.output), words::of(shown.outputError->value_or("")), *shown.hasLoadedOutput);
-  if (!std::exchange(stale_, false)) return;
+  const SelectedConversation& shown = sources_.open.shown();
   std::vector<ConversationBlock> blocks = conversationBlocks(*shown.transcript, showsActivity_);
   if (blocks == blocks_) return;
   blocks_ = std::move(blocks);
@@ -229,14 +248,23 @@ void ConversationBridge::menuShown(bool shown) {
 
 void ConversationBridge::rename(const QString& title) {
   if (!agent_) return;
-  source_.rename(*agent_, title.toStdString());
+  act([&] { sources_.actions.rename(agent_->id(), title.toStdString()); });
+}
+
+// What is refused is said.
+void ConversationBridge::act(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Failure& failure) {
+    say(words::of(failure.message()));
+  }
   refresh();
 }
 
 void ConversationBridge::chooseConversation() {
   if (!linkable()) return;
   auto* const dialog = new QFileDialog(nullptr, QStringLiteral("Link this agent’s conversation"),
-                                       words::of((source_.home / ".claude/projects").string()),
+                                       words::of((sources_.home / ".claude/projects").string()),
                                        QStringLiteral("Conversations (*.jsonl)"));
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->setFileMode(QFileDialog::ExistingFile);
@@ -246,17 +274,14 @@ void ConversationBridge::chooseConversation() {
   dialog->setFilter(dialog->filter() | QDir::Hidden);  // the agents' own folders are
   dialog->setWindowFlag(Qt::WindowStaysOnTopHint);     // as the windows that it belongs to
   dialog->setModal(true);
-  connect(dialog, &QFileDialog::fileSelected, this, [this, agent = *agent_](const QString& file) {
-    source_.link(agent, file.toStdString());
-    refresh();
+  connect(dialog, &QFileDialog::fileSelected, this, [this, id = agent_->id()](const QString& file) {
+    act([&] { sources_.actions.link(id, file.toStdString()); });
   });
   dialog->show();
 }
 
 void ConversationBridge::unlink() {
-  if (!linked()) return;
-  source_.link(*agent_, std::nullopt);
-  refresh();
+  if (agent_) act([&] { sources_.actions.unlink(agent_->id()); });
 }
 
 void ConversationBridge::openLink(const QString& link) { tasks_.start(open(link.toStdString())); }
@@ -264,8 +289,8 @@ void ConversationBridge::openLink(const QString& link) { tasks_.start(open(link.
 Task<void> ConversationBridge::open(std::string link) {
   const std::filesystem::path folder = agent_ ? agent_->context : std::string();
   try {
-    co_await pool_.run([link = std::move(link), folder, home = source_.home, openUrl = source_.openUrl](
-                           std::stop_token) { openUrl(addressOf(link, folder, home)); });
+    co_await pool_.run([link = std::move(link), folder, home = sources_.home, &urls = sources_.urls](
+                           std::stop_token) { urls.open(addressOf(link, folder, home)); });
   } catch (const Failure& failure) {
     say(words::of(failure.message()));
   }
@@ -279,7 +304,7 @@ void ConversationBridge::copy(const QString& text) {
 void ConversationBridge::copyMessage(const QString& key) {
   const auto block = std::ranges::find(blocks_, key.toStdString(), &ConversationBlock::key);
   if (block == blocks_.end()) return;
-  for (const AgentTranscriptMessage& message : *source_.shown.transcript) {
+  for (const AgentTranscriptMessage& message : *sources_.open.shown().transcript) {
     if (message.id != block->message) continue;
     copy(words::of(message.text));
     return;
@@ -293,7 +318,7 @@ void ConversationBridge::copyMessage(const QString& key) {
 }
 
 void ConversationBridge::copyConversation() {
-  copy(words::of(conversationText(*source_.shown.transcript, speaker().toStdString())));
+  copy(words::of(conversationText(*sources_.open.shown().transcript, speaker().toStdString())));
 }
 
 void ConversationBridge::beginResize() {

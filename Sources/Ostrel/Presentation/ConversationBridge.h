@@ -13,26 +13,23 @@
 #include <vector>
 
 #include "App/ConversationBlocks.h"
-#include "Client/SelectedConversation.h"
+#include "Client/AgentActions.h"
+#include "Client/ConversationSource.h"
 #include "EdgeBridges.h"
+#include "Platform/Openers.h"
 #include "RequestsBridge.h"
 #include "Runtime/Background.h"
 #include "Runtime/Task.h"
 
 namespace ostrel {
 
-// What the bridge asks of the core beside the model.
-struct ConversationSource {
-  SelectedConversation& shown;
-  // The agent that `shown` is of, as the inventory has it now; nothing once it has gone.
-  std::function<std::optional<HerdrAgent>()> selected;
-  std::function<std::string(const HerdrAgent&)> statusLabel;
-  std::function<void(const HerdrAgent&, std::string_view title)> rename;
-  // Ties the agent to a file, or unties it. Absent where nothing can be tied.
-  std::function<void(const HerdrAgent&, const std::optional<std::string>& path)> link;
-  // Shows a web address or a file to the person. Blocks; any thread. Throws `Failure`.
-  std::function<void(const std::string& url)> openUrl;
-  std::filesystem::path home;
+// What the bridge asks of the core beside the model. All of it outlives the bridge.
+struct ConversationParts {
+  ConversationSource& open;
+  AgentActions& actions;
+  RequestSource& requests;
+  UrlOpener& urls;             // for links: the web, mail, files
+  std::filesystem::path home;  // that a link's "~" means
 };
 
 class ConversationBridge final : public QObject {
@@ -67,8 +64,8 @@ class ConversationBridge final : public QObject {
   enum Kind { Prose, Words, Code, Tool, Activity };
   Q_ENUM(Kind)
 
-  ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationSource source,
-                     RequestSource& requests, FindTerminal findTerminal = {});
+  ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationParts sources,
+                     FindTerminal findTerminal = {});
 
   // The window now shows this agent.
   void show(const HerdrAgent& agent);
@@ -127,18 +124,23 @@ class ConversationBridge final : public QObject {
   void wanted(int row);  // a found block is to be seen
 
  private:
-  void refresh();
+  // What has to be read again.
+  enum Concern : unsigned { kAgent = 1, kWords = 2, kScreen = 4, kAsked = 8, kEverything = 15 };
+  void wantRefresh(unsigned concerns);
+  void refresh(unsigned concerns = kEverything);
   void refreshAgent(const std::optional<HerdrAgent>& selected);
+  void refreshWords();
   void refreshBlocks();
   void refreshRows();
   void forget();
   void showOutput(const QString& output, const QString& error, bool loaded);
   void say(QString words);
+  void act(const std::function<void()>& action);
   Task<void> open(std::string link);
 
   BackgroundPool& pool_;
   BridgeParts parts_;
-  ConversationSource source_;
+  ConversationParts sources_;
   RequestsBridge requests_;
   std::optional<HerdrAgent> agent_;
   bool followed_ = false;
@@ -150,7 +152,8 @@ class ConversationBridge final : public QObject {
   bool showsTerminal_ = false;
   bool showsActivity_ = true;
   std::vector<ConversationBlock> blocks_;
-  bool stale_ = true;  // they are to be made anew
+  bool stale_ = true;    // they are to be made anew
+  unsigned wanted_ = 0;  // concerns
   RowModel rows_{{"kind", "person", "first", "last", "running", "body", "label", "caption", "found"}};
   QString findText_;
   std::vector<std::size_t> found_;

@@ -1,9 +1,14 @@
 #include "SampleConversation.h"
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace ostrel::samples {
+#include "Client/AgentLabels.h"
+#include "Runtime/Failure.h"
+
+namespace ostrel {
 
 namespace {
 
@@ -56,7 +61,8 @@ constexpr const char* kScreen =
 
 }  // namespace
 
-void converse(SelectedConversation& shown, const HerdrAgent& agent) {
+void SampleConversation::show(const HerdrAgent& agent) {
+  agent_ = agent;
   std::vector<AgentTranscriptMessage> messages;
   for (const Said& said : kConversation) {
     AgentTranscriptMessage& message = messages.emplace_back();
@@ -65,12 +71,45 @@ void converse(SelectedConversation& shown, const HerdrAgent& agent) {
     message.text = said.text;
     if (said.timestamp) message.timestamp = said.timestamp;
   }
-  shown.transcriptNotice.set(std::nullopt);
-  shown.sessionDetails.set({.branch = "nightly-index", .model = "opus-4.1", .effort = "high"});
-  shown.transcript.set(std::move(messages));
+  shown_.transcriptNotice.set(std::nullopt);
+  shown_.sessionDetails.set({.branch = "nightly-index", .model = "opus-4.1", .effort = "high"});
+  shown_.transcript.set(std::move(messages));
   const bool pane = !agent.isExternal() && !agent.isCodexLive();
-  shown.output.set(pane ? kScreen : "");
-  shown.hasLoadedOutput.set(pane);
+  shown_.output.set(pane ? kScreen : "");
+  shown_.hasLoadedOutput.set(pane);
+  changed_.notify();
 }
 
-}  // namespace ostrel::samples
+std::string SampleConversation::statusLabel(const HerdrAgent& agent) const {
+  return agentLabels::statusLabel(agent, {.connected = true});
+}
+
+std::optional<std::string> SampleConversation::refusal(AgentAction action, std::string_view) {
+  if (action == AgentAction::open) return std::nullopt;
+  return "This agent is made up: it can only be looked at.";
+}
+
+void SampleConversation::open(std::string_view id, bool) {
+  const auto found =
+      std::ranges::find(agents_.agents(), id, [](const HerdrAgent& each) { return each.id(); });
+  if (found == agents_.agents().end()) throw Failure("This agent is not there any more.");
+  requests_.ask(found->state == "blocked" ? "bash" : "");
+  show(*found);
+}
+
+void SampleConversation::close() {
+  agent_.reset();
+  changed_.notify();
+}
+
+void SampleConversation::refuse(AgentAction action, std::string_view id) {
+  throw Failure(refusal(action, id).value());
+}
+
+void SampleConversation::rename(std::string_view id, std::string_view) { refuse(AgentAction::rename, id); }
+
+void SampleConversation::link(std::string_view id, const std::string&) { refuse(AgentAction::link, id); }
+
+void SampleConversation::unlink(std::string_view id) { refuse(AgentAction::unlink, id); }
+
+}  // namespace ostrel

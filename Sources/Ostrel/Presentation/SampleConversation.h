@@ -1,12 +1,51 @@
-// A made-up conversation beside the made-up agents of `SampleAgents`. Main thread only.
+// A made-up conversation beside the made-up agents of `SampleAgents`, and what can be done there: looking.
+// Main thread only.
 #pragma once
 
-#include "Agents/HerdrAgent.h"
-#include "Client/SelectedConversation.h"
+#include <optional>
+#include <string>
+#include <string_view>
 
-namespace ostrel::samples {
+#include "Client/AgentActions.h"
+#include "Client/ConversationSource.h"
+#include "SampleAgents.h"
+#include "SampleRequests.h"
 
-// What `agent` would show: a conversation with a bit of everything, or for a pane its terminal too.
-void converse(SelectedConversation& shown, const HerdrAgent& agent);
+namespace ostrel {
 
-}  // namespace ostrel::samples
+class SampleConversation final : public ConversationSource, public AgentActions {
+ public:
+  // Both outlive this.
+  SampleConversation(const SampleAgents& agents, SampleRequests& requests)
+      : agents_(agents), requests_(requests) {}
+
+  // Opens an agent: a conversation with a bit of everything, or for a pane its terminal too.
+  void show(const HerdrAgent& agent);
+  SelectedConversation& content() { return shown_; }
+
+  std::optional<HerdrAgent> agent() const override { return agent_; }
+  const SelectedConversation& shown() const override { return shown_; }
+  std::string statusLabel(const HerdrAgent& agent) const override;
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changed_.observe(std::move(observer));
+  }
+
+  // Of what can be done, only opening is.
+  std::optional<std::string> refusal(AgentAction action, std::string_view id) override;
+  void open(std::string_view id, bool markSeen) override;
+  void close() override;
+  void rename(std::string_view id, std::string_view title) override;
+  void link(std::string_view id, const std::string& path) override;
+  void unlink(std::string_view id) override;
+
+ private:
+  void refuse(AgentAction action, std::string_view id);
+
+  const SampleAgents& agents_;
+  SampleRequests& requests_;
+  SelectedConversation shown_;
+  std::optional<HerdrAgent> agent_;
+  ChangeSignal changed_;
+};
+
+}  // namespace ostrel

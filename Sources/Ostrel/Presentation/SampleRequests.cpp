@@ -79,6 +79,11 @@ std::vector<std::string> SampleRequests::names() {
 }
 
 void SampleRequests::ask(const std::string& name) {
+  make(name);
+  changed_.notify();
+}
+
+void SampleRequests::make(const std::string& name) {
   claude_.reset();
   codex_.reset();
   item_.reset();
@@ -123,7 +128,7 @@ bool SampleRequests::enter(const std::string& name, RequestsBridge& bridge) {
   return true;
 }
 
-std::vector<OpenRequest> SampleRequests::of(const HerdrAgent&) {
+std::vector<OpenRequest> SampleRequests::list() {
   if (claude_) return {{claude_->id, "", {}, *claude_}};
   if (codex_)
     return {{"sample", "", {}, CodexAsked{*codex_, CodexCard::of(*codex_, item_, linkOpened_), sent_, {}}}};
@@ -141,6 +146,7 @@ void SampleRequests::answer(const std::string&, const RequestAnswer& answer) {
         codexAnswers::result(*codex_, CodexCard::of(*codex_, item_, linkOpened_), linkOpened_, answer));
   claude_.reset();
   sent_ = codex_.has_value();
+  changed_.notify();
 }
 
 }  // namespace ostrel

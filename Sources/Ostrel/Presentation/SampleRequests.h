@@ -27,17 +27,24 @@ class SampleRequests final : public RequestSource {
   bool enter(const std::string& name, RequestsBridge& bridge);
 
   // An answered request of Claude's goes; one of Codex's stays, as sent.
-  std::vector<OpenRequest> of(const HerdrAgent& agent) override;
+  std::vector<OpenRequest> list() override;
+  std::vector<OpenRequest> of(const HerdrAgent&) override { return list(); }
   std::optional<Controls> controls(const HerdrAgent& agent) override;
   void answer(const std::string& request, const RequestAnswer& answer) override;
   void openLink(const std::string&) override { linkOpened_ = true; }
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changed_.observe(std::move(observer));
+  }
 
  private:
+  void make(const std::string& name);
+
   std::optional<ClaudePermissionRequest> claude_;
   std::optional<CodexRequest> codex_;
   std::optional<std::string> item_;
   bool sent_ = false;
   bool linkOpened_ = false;
+  ChangeSignal changed_;
 };
 
 }  // namespace ostrel

@@ -12,11 +12,11 @@
 #include "App/EdgeState.h"
 #include "App/OstrelSetting.h"
 #include "Appearance.h"
-#include "Client/AgentLabels.h"
 #include "ConversationBridge.h"
 #include "PanelBridges.h"
 #include "Runtime/Failure.h"
 #include "SampleAgents.h"
+#include "SampleConnections.h"
 #include "SampleConversation.h"
 #include "SampleRequests.h"
 #include "UtilityPanel.h"
@@ -49,6 +49,11 @@ class StillDesktop final : public EdgeWindows, public Screens, public Pointer {
   Rect frames_[4];
 };
 
+class NoUrls final : public UrlOpener {
+ public:
+  void open(const std::string&) override {}
+};
+
 // What is done to a view before its picture is taken.
 using Touch = std::function<void(QQuickItem&)>;
 
@@ -68,10 +73,12 @@ class Studio {
         notch_(parts_),
         rail_(parts_),
         selector_(parts_),
-        connections_(parts_, connectionsSource(agents > 0)),
+        facts_(agents > 0),
+        connections_(parts_, facts_),
         panel_(model_, selector_, connections_),
+        open_(samples_, asks_),
         loop_(loop),
-        conversation_(loop, pool_, parts_, source(), asks_),
+        conversation_(loop, pool_, parts_, {open_, open_, asks_, urls_, {}}),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
         surface_(dark ? QColor(0x1e, 0x21, 0x28) : QColor(0xf4, 0xf6, 0xf9)) {
     appearance_.setDark(dark);
@@ -88,8 +95,7 @@ class Studio {
   }
 
   void show(const HerdrAgent& agent) {
-    open_ = agent;
-    samples::converse(shown_, agent);
+    open_.show(agent);
     conversation_.show(agent);
   }
 
@@ -138,8 +144,8 @@ class Studio {
       pictures.emplace_back(std::string("agent-asks-") + asked, agent());
     }
     asks_.ask({});
-    shown_.transcript.set({});
-    shown_.transcriptNotice.set("No conversation messages available yet.");
+    open_.content().transcript.set({});
+    open_.content().transcriptNotice.set("No conversation messages available yet.");
     conversation_.show(samples_.agents().front());
     pictures.emplace_back("agent-empty", agent());
     show(samples_.pane());
@@ -201,41 +207,6 @@ class Studio {
   }
 
  private:
-  ConversationSource source() {
-    return {.shown = shown_,
-            .selected = [this] { return open_; },
-            .statusLabel =
-                [](const HerdrAgent& agent) { return agentLabels::statusLabel(agent, {.connected = true}); },
-            .rename = [](const HerdrAgent&, std::string_view) {},
-            .link = {},
-            .openUrl = {},
-            .home = {}};
-  }
-
-  static ConnectionsSource connectionsSource(bool some) {
-    ConnectionFacts facts{.providers = {{AgentProvider::codex, ConnectionState::missing},
-                                        {AgentProvider::claude, ConnectionState::checking}},
-                          .linkStatus = "Not connected"};
-    if (some) {
-      facts = {.providers = {{AgentProvider::codex, ConnectionState::subscription},
-                             {AgentProvider::claude, ConnectionState::disconnected}},
-               .herdr = "/home/mira/.local/bin/herdr",
-               .linkStatus = "Connected · 2 sessions",
-               .active = true,
-               .connected = true,
-               .integrations = {{"claude", "outdated (1.0)"}, {"codex", "current (1.2)"}},
-               .recommended = {"claude"}};
-    }
-    const auto none = [] { return std::string(); };
-    return {.facts = [facts] { return facts; },
-            .choose = [](std::string_view, ConnectionAction) {},
-            .observe = [](ChangeSignal::Observer) { return Subscription(); },
-            .executable = none,
-            .session = none,
-            .setExecutable = [](std::string) {},
-            .setSession = [](std::string) {}};
-  }
-
   QImage view(const char* component, QObject& bridge, EdgeWindow window, const Touch& touch = {}) {
     QQuickView stage(&engine_, nullptr);
     stage.setColor(backdrop_);
@@ -259,12 +230,13 @@ class Studio {
   NotchBridge notch_;
   RailBridge rail_;
   SelectorBridge selector_;
+  SampleConnections facts_;
   ConnectionsBridge connections_;
   PanelBridge panel_;
   BackgroundPool pool_;
-  SelectedConversation shown_;
-  std::optional<HerdrAgent> open_;
   SampleRequests asks_;
+  SampleConversation open_;
+  NoUrls urls_;
   MainLoop& loop_;
   ConversationBridge conversation_;
   QQmlEngine engine_;

@@ -1,7 +1,11 @@
+#include <sys/socket.h>
+
 #include <gtest/gtest.h>
 
-#include "App/ListProblems.h"
+#include "Claude/PermissionSocket.h"
+#include "Client/HerdrClient.h"
 #include "Runtime/Failure.h"
+#include "Runtime/UniqueFd.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/NoPorts.h"
 #include "Support/TemporaryFolder.h"
@@ -10,7 +14,13 @@
 namespace ostrel {
 namespace {
 
-TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
+bool listens(const std::string& path) {
+  const UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const sockaddr_un address = permissionSocket::address(path.c_str());
+  return ::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+TEST(SourceReports, EachSourceThatFailsIsNamedUntilItWorks) {
   const TemporaryFolder folder;
   const std::string socket = folder.path() / "p.sock";
   VirtualLoop loop;
@@ -18,6 +28,7 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   NoExits exits;
   NoFiles files;
   NoServers servers;
+  NoHerdr herdr;
   MemoryPreferences preferences;
   std::atomic<bool> broken = true;
   const auto list = [&](std::stop_token) -> std::vector<HerdrAgent> {
@@ -27,28 +38,22 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   // The one of another program, which has the prompts.
   auto other = std::make_unique<ClaudePermissionServer>(loop, socket);
   other->start();
-  HerdrClient client({loop, pool, exits, files, preferences, servers},
+  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr},
                      {.scanExternal = list,
                       .claudeSessions = folder.path(),
-                      .herdr = {.run = {},
-                                .request = {},
-                                .events = {},
-                                .find = [] { return std::nullopt; },
-                                .isExecutable = [](const auto&) { return false; }},
-                      .toolEnvironment = {},
                       .codexServer = folder.path() / "codex.sock",
                       .followCodex =
                           [&](const auto&, std::stop_token) {
                             if (broken) throw Failure("it broke");
                           },
                       .permissionSocket = socket});
-  EXPECT_TRUE(listProblems(client).empty());
+  EXPECT_TRUE(client.report()->problems.empty());
   int told = 0;
-  const Subscription changes = client.changes().observe([&] { ++told; });
+  const Subscription changes = client.report().observe([&] { ++told; });
   client.startDiscovery();
-  client.connect();
-  loop.waitUntil([&] { return *client.local().scans() > 0 && *client.codexDiscovery().passes() > 0; });
-  const auto problems = listProblems(client);
+  client.herdr().connect();
+  loop.waitUntil([&] { return client.report()->complete; });
+  const auto problems = client.report()->problems;
   ASSERT_EQ(problems.size(), 4u);
   EXPECT_EQ(problems[0], "Local discovery unavailable: it broke");
   EXPECT_TRUE(problems[1].starts_with("Herdr was not found."));
@@ -61,13 +66,13 @@ TEST(ListProblems, EachSourceThatFailsIsNamedUntilItWorks) {
   EXPECT_GT(before, 0);
   loop.waitUntil([&] {
     loop.runFor(std::chrono::seconds(1));
-    return listProblems(client).size() == 1;
+    return client.report()->problems.size() == 1;
   });
   EXPECT_GT(told, 0);
-  EXPECT_TRUE(client.permissions().listening());
+  EXPECT_TRUE(listens(socket));
 }
 
-TEST(ListProblems, WhatHindersThePermissionHookIsSaid) {
+TEST(SourceReports, WhatHindersThePermissionHookIsSaid) {
   const TemporaryFolder home;
   home.write(".claude/settings.json", "{ not JSON");
   VirtualLoop loop;
@@ -75,34 +80,30 @@ TEST(ListProblems, WhatHindersThePermissionHookIsSaid) {
   NoExits exits;
   NoFiles files;
   NoServers servers;
+  NoHerdr herdr;
   MemoryPreferences preferences;
   ClaudePermissions permissions{{{}, home.path(), {}}, "/o", preferences};
   ClaudePermissionServer other(loop, home.path() / "p.sock");
   other.start();
   HookFollower hook({loop, pool, files}, permissions, preferences, home.path() / "preferences");
-  HerdrClient client({loop, pool, exits, files, preferences, servers},
+  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr},
                      {.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
                       .claudeSessions = home.path(),
-                      .herdr = {.run = {},
-                                .request = {},
-                                .events = {},
-                                .find = [] { return std::nullopt; },
-                                .isExecutable = [](const auto&) { return false; }},
-                      .toolEnvironment = {},
                       .permissionSocket = home.path() / "p.sock",
                       .hook = &hook});
   client.startDiscovery();
-  ASSERT_EQ(listProblems(client).size(), 2U);
-  EXPECT_TRUE(listProblems(client)[1].starts_with("The permission hook could not be put in."));
+  ASSERT_EQ(client.report()->problems.size(), 2U);
+  EXPECT_TRUE(client.report()->problems[1].starts_with("The permission hook could not be put in."));
   preferences.set(ClaudePermissions::kOffKey, true);
   permissions.seen(permissions.look());
-  EXPECT_TRUE(listProblems(client).empty()) << "nobody wants the prompts, so it is no matter who has them";
+  EXPECT_TRUE(client.report()->problems.empty())
+      << "nobody wants the prompts, so it is no matter who has them";
   other.stop();
   loop.runFor(std::chrono::seconds(5));
-  EXPECT_FALSE(client.permissions().listening());
+  EXPECT_FALSE(listens(home.path() / "p.sock"));
   preferences.set(ClaudePermissions::kOffKey, false);
   permissions.seen(permissions.look());
-  EXPECT_TRUE(client.permissions().listening()) << "a hook that somebody put in elsewhere is answered";
+  EXPECT_TRUE(listens(home.path() / "p.sock")) << "a hook that somebody put in elsewhere is answered";
 }
 
 }  // namespace
