@@ -86,6 +86,10 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
     subscriptions_.push_back(std::move(each));
   tell(permissions_.requests());
   tell(permissions_.taken());
+  subscriptions_.push_back(permissions_.forms().observe([this] {
+    inventory_.formsChanged(*permissions_.forms());
+    changes_.notify();
+  }));
   if (hook_) tell(hook_->state());
   tell(codexRequests_.requests());
   tell(codexRequests_.sent());
@@ -193,7 +197,8 @@ void HerdrClient::reconcilePermissions() {
           listed->agent.isExternal() || std::ranges::any_of(*local_.agents(), [&](const HerdrAgent& agent) {
             return linkedConversation(agent, preferences_) == conversation;
           });
-      return Seen{listed->agent.state, scanned ? local_.scannedAt() : loop_.now()};
+      const auto state = inventory_.reportedState(conversation).value_or(listed->agent.state);
+      return Seen{std::string(state), scanned ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;
   });
