@@ -129,6 +129,48 @@ TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
   EXPECT_EQ(stays.reply + last.reply, "");
 }
 
+// Claude Code tells of forms in its terminals, and waits for no answer to that.
+TEST_F(ClaudePermissionServerTest, FormsAreOpenFromOneNoteToTheOther) {
+  using Forms = std::set<std::string>;
+  using Seen = ClaudePermissionServer::SeenState;
+  const auto note = [&](const std::string& session, const std::string& type) {
+    EXPECT_TRUE(connect(R"({"session_id":")" + session + R"(","hook_event_name":"Notification",)" +
+                        R"("message":"m","notification_type":")" + type + "\"}\n")
+                    .ended());
+    return *server.forms();
+  };
+  EXPECT_EQ(note("A-1", "elicitation_dialog"), Forms({"a-1"}));
+  EXPECT_EQ(note("b", "elicitation_url_dialog"), Forms({"a-1", "b"}));
+  EXPECT_EQ(note("b", "idle_prompt"), Forms({"a-1", "b"}));
+  EXPECT_EQ(note("b", "elicitation_response"), Forms({"a-1"}));
+  EXPECT_EQ(note(std::string(300, 'x'), "elicitation_dialog"), Forms({"a-1"}));
+  EXPECT_TRUE(open().empty());
+
+  std::optional<Seen> seen;
+  const auto left = [&] {
+    server.reconcilePermissions([&](std::string_view) { return seen; });
+    return server.forms()->size();
+  };
+  const TimePoint before = loop.now();
+  loop.runFor(29s);
+  EXPECT_EQ(left(), 1u);
+  for (const char* state : {"working", "blocked"}) {
+    seen = Seen{state, loop.now()};
+    EXPECT_EQ(left(), 1u) << state;
+  }
+  seen = Seen{"idle", before};
+  EXPECT_EQ(left(), 1u) << "a scan from before the form";
+  seen = Seen{"idle", loop.now()};
+  EXPECT_EQ(left(), 0u) << "a turn that was broken off";
+  note("gone", "elicitation_dialog");
+  seen.reset();
+  loop.runFor(31s);
+  EXPECT_EQ(left(), 0u) << "its session has ended";
+  note("c", "elicitation_dialog");
+  server.stop();
+  EXPECT_EQ(*server.forms(), Forms());
+}
+
 TEST_F(ClaudePermissionServerTest, SlowAndBrokenLinesHoldUpNobody) {
   Client slow = connect("{");
   Client silent = connect("");

@@ -19,12 +19,19 @@ namespace fs = std::filesystem;
 
 const std::string kCommand = "test -x '/o' && exec '/o' --permission-hook || exit 0";
 
-// "%" opens the list of groups, "@" is ours, "~" an old copy of it, "$" somebody else's.
+const std::string kForms = R"({"matcher":"elicitation_dialog|elicitation_url_dialog|elicitation_response",)"
+                           R"("hooks":[{"type":"command","command":")" +
+                           kCommand + R"(","timeout":10}]})";
+
+// "%" opens the list of groups, "@" is ours, "~" an old copy of it, "$" somebody else's; "^" is our list of
+// the other event.
 std::string settings(std::string text) {
   for (const auto& [sign, meaning] : std::initializer_list<std::pair<char, std::string>>{
            {'%', R"({"hooks":{"PermissionRequest":)"},
            {'@',
             R"({"matcher":"","hooks":[{"type":"command","command":")" + kCommand + R"(","timeout":600}]})"},
+           {'^', R"(,"Notification":[)" + kForms + "]"},
+           {'?', kForms},
            {'~', R"({"hooks":[{"command":"x"},{"command":"'/moved' --permission-hook"}]})"},
            {'$', R"({"matcher":"Bash","hooks":[{"type":"command","command":"audit"}]})"}}) {
     for (std::size_t at = 0; (at = text.find(sign, at)) != std::string::npos; at += meaning.size())
@@ -35,17 +42,26 @@ std::string settings(std::string text) {
 
 TEST(ClaudeSettingsTest, EditsTheValueAndNothingElse) {
   for (const auto& [before, on, off] : std::vector<std::array<const char*, 3>>{
-           {R"({"hooks":null,"a":1})", R"({"a":1,"hooks":{"PermissionRequest":[@]}})", R"({"a":1})"},
-           {"%[1,~,@,[]]}}", "%[1,[],@]}}", "%[1,[]]}}"},
-           {R"(%[$,"x",{"hooks":[3,{"command":"--permission-hook"}]}]}})", R"(%[$,"x",@]}})",
+           {R"({"hooks":null,"a":1})", R"({"a":1,"hooks":{"PermissionRequest":[@]^}})", R"({"a":1})"},
+           {"%[1,~,@,[]]}}", "%[1,[],@]^}}", "%[1,[]]}}"},
+           {R"(%[$,"x",{"hooks":[3,{"command":"--permission-hook"}]}]}})", R"(%[$,"x",@]^}})",
             R"(%[$,"x"]}})"},
-           {R"({"hooks":{"PermissionRequest":null}})", "%[@]}}", "{}"},
-           {"%[~,@,~]}}", "%[@]}}", "{}"},
-           {R"(%[~,$,~,~,{"hooks":"--permission-hook"},@]}})", R"(%[$,{"hooks":"--permission-hook"},@]}})",
+           {R"({"hooks":{"PermissionRequest":null}})", "%[@]^}}", "{}"},
+           {"%[~,@,~]}}", "%[@]^}}", "{}"},
+           {R"(%[~,$,~,~,{"hooks":"--permission-hook"},@]}})", R"(%[$,{"hooks":"--permission-hook"},@]^}})",
             R"(%[$,{"hooks":"--permission-hook"}]}})"},
-           {R"(%[~],"S":7}})", R"(%[@],"S":7}})", R"({"hooks":{"S":7}})"},
-           {R"({"h\u006foks":{"PermissionRequest":[$]}})", "%[$,@]}}", "%[$]}}"},
-           {R"({"hooks":{"Stop":[$]},"hooks":{"PermissionRequest":[@]}})", "%[@]}}", "{}"}}) {
+           {R"(%[~],"S":7}})", R"(%[@]^,"S":7}})", R"({"hooks":{"S":7}})"},
+           {R"({"h\u006foks":{"PermissionRequest":[$]}})", "%[$,@]^}}", "%[$]}}"},
+           {R"({"hooks":{"Stop":[$]},"hooks":{"PermissionRequest":[@]}})", "%[@]^}}", "{}"},
+           // The other event in states of its own; what can't be a list of groups is left.
+           {R"(%[@],"Notification":[~,$]}})",
+            R"(%[@],"Notification":[$,)"
+            "?]}}",
+            R"({"hooks":{"Notification":[$]}})"},
+           {R"({"hooks":{"Notification":null}})", "%[@]^}}", "{}"},
+           {R"(%[],"Notification":[~]}})", "%[@]^}}", "{}"},
+           {R"(%[$],"Notification":"off"}})", R"(%[$,@],"Notification":"off"}})",
+            R"(%[$],"Notification":"off"}})"}}) {
     const auto text = claudeSettings::editText(settings(before), true, kCommand);
     EXPECT_EQ(json::parse(*text), json::parse(settings(on))) << before << "\n" << *text;
     EXPECT_EQ(claudeSettings::editText(*text, true, kCommand), text) << "nothing more to do";
@@ -61,7 +77,7 @@ TEST(ClaudeSettingsTest, EditsTheValueAndNothingElse) {
     EXPECT_EQ(claudeSettings::editText(refused, true, kCommand), std::nullopt) << refused;
 }
 
-// Files as people have them. Putting the hook in adds bytes in one place; taking it out gives them back.
+// Files as people have them. Putting the hook in adds bytes and changes none; taking it out gives them back.
 TEST(ClaudeSettingsTest, KeepsTheFileAsItsOwnerWroteIt) {
   std::string on;
   for (const char* file :
@@ -75,13 +91,14 @@ TEST(ClaudeSettingsTest, KeepsTheFileAsItsOwnerWroteIt) {
     const std::string before = settings(file);
     on = claudeSettings::editText(before, true, kCommand).value();
     EXPECT_EQ(json::parse(on), claudeSettings::edited(*json::parse(before), true, kCommand));
-    const auto kept = std::ranges::mismatch(before, on).in1 - before.begin();
-    EXPECT_TRUE(on.ends_with(before.substr(static_cast<std::size_t>(kept)))) << on;
+    std::size_t kept = 0;  // bytes of the file as it was that stand in the new one, in their order
+    for (const char c : on) kept += kept < before.size() && before[kept] == c;
+    EXPECT_EQ(kept, before.size()) << on;
     EXPECT_EQ(claudeSettings::editText(on, false, kCommand), before) << on;
   }
   EXPECT_TRUE(on.contains("123,\n\t\"hooks\": {\n\t\t\"PermissionRequest\": [\n\t\t\t{\n\t\t\t\t\"matcher\""))
       << on;
-  EXPECT_TRUE(on.ends_with("\"timeout\": 600\n\t\t\t\t\t}\n\t\t\t\t]\n\t\t\t}\n\t\t]\n\t}\n}\n")) << on;
+  EXPECT_TRUE(on.ends_with("\"timeout\": 10\n\t\t\t\t\t}\n\t\t\t\t]\n\t\t\t}\n\t\t]\n\t}\n}\n")) << on;
 }
 
 struct ClaudePermissionsTest : testing::Test {
@@ -126,8 +143,13 @@ TEST_F(ClaudePermissionsTest, TheUsersWordStands) {
   for (const char* before : {"%[@,$]}}", "%[~,@,$]}}", "%[$,~]}}"}) {
     home.write(".claude/settings.json", settings(before));
     permissions.installAtLaunch();
-    EXPECT_EQ(text(), settings(std::string_view(before).contains('@') ? before : "%[$,@]}}"));
+    std::string after = std::string_view(before).contains('@') ? before : "%[$,@]}}";
+    EXPECT_EQ(json::parse(text()), json::parse(settings(after.insert(after.size() - 2, "^"))));
+    const std::string complete = text();
+    permissions.installAtLaunch();
+    EXPECT_EQ(text(), complete);
   }
+  EXPECT_TRUE(captured.is_null()) << "what an older version did not put in is no change of the person's mind";
   permissions.setEnabled(false);
   permissions.installAtLaunch();
   EXPECT_EQ(text(), settings("%[$]}}"));

@@ -77,6 +77,31 @@ TEST_F(AgentInventoryTest, AProcessThatNamesAKnownPaneIsThatPane) {
   EXPECT_EQ(panes(merged({}, {process}).all), "7 ");
 }
 
+TEST_F(AgentInventoryTest, AFormMakesWorkWaitForThePerson) {
+  const auto works = [](HerdrAgent agent, const char* state) {
+    agent.state = state;
+    return agent;
+  };
+  HerdrAgent remote = works(record("one", "r", path(kFirst)), "working");
+  remote.machine.emplace();
+  const auto states = [&] {
+    std::string text;
+    for (const HerdrAgent& agent : inventory_.merged().all) text += agent.paneID + agent.state + " ";
+    return text;
+  };
+  merged({works(record("one", "p", path(kFirst)), "idle")},
+         {works(record("external", "1", path(kFirst)), "working"),
+          works(record("external", "2", path(kSecond)), "idle"),
+          works(codex("external", "3", path(kSecond)), "working")},
+         {}, {remote});
+  const std::string before = states();
+  inventory_.formsChanged({kFirst, kSecond});
+  EXPECT_EQ(states(), "pblocked 2idle 3working rworking ");
+  EXPECT_EQ(inventory_.reportedState(kFirst), "working") << "a form is none of its session's states";
+  inventory_.formsChanged({});
+  EXPECT_EQ(states(), before);
+}
+
 TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
   const HerdrAgent pane = record("default", "p2", kFirst);
   // A pane beats a process; between panes the lower id, whatever the order given.

@@ -82,6 +82,52 @@ TEST_F(ClaudeRows, ARunThatOnlyPrintsWorksWhileItLives) {
   rows({});
 }
 
+// A form in the terminal: the session's file says that it works.
+TEST_F(ClaudeRows, AFormThatNobodyHasTouchedNeedsThePerson) {
+  ClaudeStandIn session(hooks_.home.path(), "session", kConversation);
+  session.says("busy");
+  rows({"working working"});
+  const auto tells = [&](const char* type) {
+    const auto hook = hooks_.ask(
+        {{"session_id", kConversation}, {"hook_event_name", "Notification"}, {"notification_type", type}});
+    EXPECT_EQ(hook->finish().output, "");
+  };
+  tells("elicitation_dialog");
+  rows({"blocked needsYou"});
+  tells("elicitation_response");
+  rows({"working working"});
+  tells("elicitation_dialog");
+  rows({"blocked needsYou"});
+  session.says("idle");  // broken off: nobody tells of the form
+  rows({"idle done"});
+}
+
+// A session that tells no conversation is tied to one by hand, and untied again.
+TEST_F(ClaudeRows, ALinkIsSetAndTakenBack) {
+  const auto file = hooks_.home.write(
+      std::string("claude/projects/chosen/") + kOther + ".jsonl",
+      R"({"type":"user","uuid":"1","sessionId":"x","message":{"role":"user","content":"Chosen words"}})"
+      "\n");
+  ClaudeStandIn session(hooks_.home.path(), "session", kConversation);  // without a session file
+  const Json row = rows({"unknown idle"})[0];
+  EXPECT_TRUE(serve_.perform({{"op", "select"}, {"agent", row["id"]}})["ok"]);
+  const auto shows = [&](const std::string& words) {
+    return serve_
+        .until(
+            "transcript",
+            [&](const Json& event) {
+              return event["agent"] == row["id"] && event["loading"] == false &&
+                     (words.empty() ? event["messages"].empty() : event["messages"].dump().contains(words));
+            })
+        .is_object();
+  };
+  EXPECT_TRUE(shows(""));
+  EXPECT_TRUE(serve_.perform({{"op", "link"}, {"agent", row["id"]}, {"path", file.string()}})["ok"]);
+  EXPECT_TRUE(shows("Chosen words"));
+  EXPECT_TRUE(serve_.perform({{"op", "link"}, {"agent", row["id"]}, {"path", nullptr}})["ok"]);
+  EXPECT_TRUE(shows(""));
+}
+
 // In a sandbox Claude Code knows itself by another pid than we do, and names its session file by that.
 TEST_F(ClaudeRows, ASessionInAnotherPidNamespaceIsKnown) {
   if (runCommand({"unshare", "-p", "-f", "true"}, hooks_.variables).status != 0)

@@ -56,6 +56,7 @@ void PeerWorld::configure() {
       {"theme", "dark"},
       {"autoUpdates", false},
       {"customApiKeyResponses", {{"approved", {kKey.substr(kKey.size() - 20)}}, {"rejected", Json::array()}}},
+      {"mcpServers", {{"kit", {{"type", "stdio"}, {"command", OSTREL_PEERS_BIN_DIR "/kit"}}}}},
       {"projects", Json::object()}};
   std::string codex = fmt::format(R"(model = "stub-model"
 model_provider = "stub"

@@ -158,6 +158,7 @@ void ClaudePermissionServer::received(Key key) {
   auto request = ClaudePermissionRequest::parse(bytes, randomUuid(), loop_.now());
   if (!request) {
     connections_.erase(key);
+    forms_.take(bytes, loop_.now());  // the last step: an observer may stop us
     return;
   }
   connection.requestID = request->id;
@@ -215,12 +216,14 @@ void ClaudePermissionServer::reconcilePermissions(const StateOf& stateOf) {
     const auto seen = stateOf(request.sessionID);
     if (seen && seen->at >= request.arrived && seen->state != "blocked") finish(request.id, std::nullopt);
   }
+  forms_.reconcile(stateOf, now, kStateLag);
 }
 
 void ClaudePermissionServer::stop() {
   close();
   taken_.set(false);
   requests_.set({});
+  forms_.clear();
 }
 
 void ClaudePermissionServer::close() {

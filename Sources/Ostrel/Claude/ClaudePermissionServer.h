@@ -3,7 +3,8 @@
 // A hook sends its question as one line and waits. It becomes a `ClaudePermissionRequest`; the user's answer
 // goes back as one line, or the connection is closed without a byte, which leaves the decision to Claude
 // Code's own prompt. That prompt is open all the while, so a request can end from there at any moment:
-// whoever comes to `finish` first wins, and every later ending does nothing.
+// whoever comes to `finish` first wins, and every later ending does nothing. A line that asks nothing
+// (Claude Code tells of a form) is taken in and its connection closed at once.
 //
 // How the hub uses it: one instance for the whole run, made with `ClaudePermissions::socketPath`. `start`
 // when discovery starts, before `ClaudePermissions::installAtLaunch`; `stop` before the program ends;
@@ -18,11 +19,13 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
 
+#include "Claude/ClaudeForms.h"
 #include "Claude/ClaudePermissionRequest.h"
 #include "Runtime/MainLoop.h"
 #include "Runtime/Published.h"
@@ -35,13 +38,8 @@ class ClaudePermissionServer {
   using Answer = ClaudePermissionAnswer;
   // Takes an event for the usage statistics: its name and properties.
   using Capture = std::function<void(std::string_view event, const Json& properties)>;
-  // How an agent was seen.
-  struct SeenState {
-    std::string state;
-    TimePoint at;  // what happened later, whoever looked may not have seen
-  };
-  // Of the agent that has this conversation id (in lower case); nothing where there is none.
-  using StateOf = std::function<std::optional<SeenState>(std::string_view conversationID)>;
+  using SeenState = ostrel::SeenState;
+  using StateOf = StateOfConversation;
 
   // A client that sends nothing for so long before its line is complete is not waited for.
   static constexpr Duration kLineTime = std::chrono::seconds(5);
@@ -76,12 +74,15 @@ class ClaudePermissionServer {
   // Open requests, oldest first.
   Published<std::vector<ClaudePermissionRequest>>& requests() { return requests_; }
 
+  // Conversations that show their person a form in the terminal: their ids, in lower case.
+  Published<std::set<std::string>>& forms() { return forms_.open(); }
+
   // Sends the user's answer, unless the request has ended meanwhile.
   void answer(const ClaudePermissionRequest& request, const Answer& answer);
   // Ends a request: with a reply, or (nothing) without a decision. An unknown id is ignored.
   void finish(std::string id, const std::optional<Json>& reply);
   // Ends, without a decision, the requests whose agents no longer wait, as somebody saw who looked after the
-  // request had come. A request whose agent isn't known stays.
+  // request had come. A request whose agent isn't known stays. Forms of sessions that rest go too.
   void reconcilePermissions(const StateOf& stateOf);
 
  private:
@@ -117,6 +118,7 @@ class ClaudePermissionServer {
   std::map<Key, Connection> connections_;
   Key nextKey_ = 0;
   Published<std::vector<ClaudePermissionRequest>> requests_;
+  ClaudeForms forms_;
 };
 
 }  // namespace ostrel

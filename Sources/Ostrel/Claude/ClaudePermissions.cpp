@@ -142,15 +142,16 @@ std::string ClaudePermissions::hindrance(const std::optional<Json>& settings) co
   return {};
 }
 
-void ClaudePermissions::setInstalled(bool on) {
+void ClaudePermissions::setInstalled(bool on) { edit(on, claudeSettings::kEvents); }
+
+void ClaudePermissions::edit(bool on, std::span<const claudeSettings::Event> events) {
   const fs::path file = settingsURL();
   const auto text = readText(file);
   const std::string before = text ? text->value_or("{}\n") : "";
   const auto settings = text ? claudeSettings::parse(before) : std::nullopt;
-  const auto after = claudeSettings::editText(before, on, hookCommand());
+  const auto after = claudeSettings::editText(before, on, hookCommand(), events);
   if (!settings || !after) throw Failure(kUnreadable);
-  const bool renewed = on && !claudeSettings::hasCommand(*settings, hookCommand());
-  if (*after == before && !renewed) return;
+  if (*after == before && (!on || !claudeSettings::wrongKind(*settings))) return;
   if (const std::string words = hindrance(settings); !words.empty() && (on || isReadOnly(file)))
     throw Failure(words);
   if (*text) keepBackup(file, before);
@@ -167,7 +168,7 @@ void ClaudePermissions::setEnabled(bool on) {
 void ClaudePermissions::installAtLaunch() {
   Entry entry;
   try {
-    if (!preferences_.boolean(kOffKey) && !hasThisCommand()) setInstalled(true);
+    if (!preferences_.boolean(kOffKey)) complete();
     entry = look();
   } catch (const Failure& failure) {
     // Nobody asked for it: the prompts stay in the terminal.
@@ -177,11 +178,13 @@ void ClaudePermissions::installAtLaunch() {
   seen(entry);
 }
 
-// Whether a hook runs this very program, also where another group names it beside ours.
-bool ClaudePermissions::hasThisCommand() const {
+// An event with a hook that runs this very program stays as it is, also where another group stands beside it.
+void ClaudePermissions::complete() {
   const auto text = readText(settingsURL());
   const auto settings = text && *text ? claudeSettings::parse(**text) : std::nullopt;
-  return settings && claudeSettings::hasCommand(*settings, hookCommand());
+  if (!settings || claudeSettings::wrongKind(*settings)) return setInstalled(true);
+  const auto missing = claudeSettings::missing(*settings, hookCommand());
+  if (!missing.empty()) edit(true, missing);
 }
 
 void ClaudePermissions::seen(const Entry& entry) {

@@ -13,9 +13,11 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include "Claude/ClaudeSettings.h"
 #include "Platform/Environment.h"
 #include "Platform/Preferences.h"
 #include "Runtime/Json.h"
@@ -70,8 +72,8 @@ class ClaudePermissions {
   void setInstalled(bool on);
   // The user's choice: `setInstalled`, and remembered when that didn't throw.
   void setEnabled(bool on);
-  // Puts the hook in, or renews its path, unless the user has turned it off. What hinders that is told by
-  // `state`.
+  // Puts the hook in, renews its path, or adds what an older version did not put in, unless the user has
+  // turned it off. What hinders that is told by `state`.
   void installAtLaunch();
 
   // As it was looked at last: at one of the calls above, or at `seen`.
@@ -80,7 +82,8 @@ class ClaudePermissions {
   void seen(const Entry& entry);
 
  private:
-  bool hasThisCommand() const;
+  void edit(bool on, std::span<const claudeSettings::Event> events);
+  void complete();
   std::string hindrance(const std::optional<Json>& settings) const;
   std::string problem(const ClaudeHookState& state, const Entry& entry) const;
 

@@ -82,6 +82,28 @@ void AgentInventory::preferencesChanged() {
   merged_.reset();
 }
 
+void AgentInventory::formsChanged(const std::set<std::string>& conversations) {
+  forms_ = conversations;
+  merged_.reset();
+}
+
+std::optional<std::string_view> AgentInventory::reportedState(std::string_view conversation) {
+  merged();
+  std::optional<std::string_view> most;
+  for (const Source source : {Source::herdr, Source::external, Source::codex}) {
+    for (const Entry& entry : of(source).listed) {
+      if (entry->conversation != conversation) continue;
+      if (!most || urgency(entry->agent.state) > urgency(*most)) most = entry->agent.state;
+    }
+  }
+  return most;
+}
+
+bool AgentInventory::showsForm(const ListedAgent& listed) const {
+  return listed.conversation && forms_.contains(*listed.conversation) && !listed.agent.isRemote() &&
+         listed.agent.knownProvider() == AgentProvider::claude;
+}
+
 const Inventory& AgentInventory::merged() {
   if (!merged_) merge();
   return *merged_;
@@ -261,9 +283,11 @@ AgentInventory::Entries AgentInventory::managed() {
 // The record as the list shows it. What the last merge made is used again where it is the same.
 AgentList::Entry AgentInventory::withHidden(const Entry& entry, const Hidden& hidden) {
   const auto [begin, end] = hidden.equal_range(entry.get());
-  if (begin == end) return entry;
+  const bool form = showsForm(*entry);
+  if (begin == end && !form) return entry;
   HerdrAgent agent = entry->agent;
   for (auto each = begin; each != end; ++each) raise(agent, each->second->agent);
+  if (form && agent.state == "working") agent.state = "blocked";
   if (agent == entry->agent) return entry;
   Entry& raised = raised_[entry->id];
   if (!raised || raised->agent != agent || raised->conversation != entry->conversation)

@@ -1,6 +1,7 @@
 // The answer to what an "agent" on screen is: four sources report agents, and one conversation may show up in
 // several of them; this is the one list without repeats. A Claude Code conversation that is open in several
-// places shows the most urgent of their states. Main thread only.
+// places shows the most urgent of their states, and one that works with a form open waits for the person.
+// Main thread only.
 //
 // Sources are handed over whole when they change; a merge runs when the list is next asked for. Each source
 // keeps its records shared and sorted, so that a merge copies no record and derives nothing anew but for
@@ -9,6 +10,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -45,6 +47,10 @@ class AgentInventory {
   const HerdrAgent* find(std::string_view id);
   // The same as its own source has it, where the list may show another record of the conversation.
   const HerdrAgent* reported(std::string_view id);
+  // Conversations of Claude Code on this machine whose terminals show a form.
+  void formsChanged(const std::set<std::string>& conversations);
+  // The most urgent state in which a source has a conversation of this machine, whatever the list shows.
+  std::optional<std::string_view> reportedState(std::string_view conversation);
 
   // The process of the terminal for which a listed Codex thread stands, as its own source has it; nothing
   // where none is known.
@@ -73,6 +79,7 @@ class AgentInventory {
   Entries managed();
   AgentList::Entry shownThread(std::uint32_t index) const;
   AgentList::Entry withHidden(const AgentList::Entry& entry, const Hidden& hidden);
+  bool showsForm(const ListedAgent& listed) const;
   void merge();
 
   static constexpr std::uint32_t kNone = UINT32_MAX;
@@ -90,6 +97,7 @@ class AgentInventory {
   std::vector<Thread> threads_;                                      // by index of the Codex records
   std::vector<bool> tied_;  // by index of the external records: a thread stands for it
   std::unordered_map<std::string, AgentList::Entry> raised_;  // made by `withHidden`, by id
+  std::set<std::string> forms_;
   std::optional<Inventory> merged_;
 };
 

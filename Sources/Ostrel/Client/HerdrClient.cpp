@@ -68,6 +68,10 @@ void HerdrClient::follow() {
   const auto then = [this](auto& value, auto work) {
     subscriptions_.push_back(value.observe(std::move(work)));
   };
+  then(permissions_.forms(), [this] {
+    inventory_.formsChanged(*permissions_.forms());
+    lit_.changed();
+  });
   then(local_.scans(), [this] {
     open_.reconcile();
     reconcileRequests();
@@ -120,7 +124,8 @@ void HerdrClient::reconcileRequests() {
           listed->agent.isExternal() || std::ranges::any_of(*local_.agents(), [&](const HerdrAgent& agent) {
             return linkedConversation(agent, preferences_) == conversation;
           });
-      return Seen{listed->agent.state, scanned ? local_.scannedAt() : loop_.now()};
+      const auto state = inventory_.reportedState(conversation).value_or(listed->agent.state);
+      return Seen{std::string(state), scanned ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;
   });
