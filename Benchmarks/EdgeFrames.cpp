@@ -182,14 +182,17 @@ class Edge {
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
   DesktopScreens screens_{loop_};
-  EdgeState edge_{
-      {loop_, panels_, screens_, pointer_, preferences_}, model_, {[](const HerdrAgent&, bool) {}, [] {}}};
+  InterfaceState shown_;
+  EdgeState edge_{{loop_, panels_, screens_, pointer_, preferences_},
+                  model_,
+                  shown_,
+                  {[](const HerdrAgent&, bool) {}, [] {}}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
   SelectorBridge selector_{parts_};
   ConnectionsBridge connections_{parts_, noConnections()};
-  PanelBridge panel_{model_, selector_, connections_};
+  PanelBridge panel_{shown_, selector_, connections_};
 };
 
 }  // namespace

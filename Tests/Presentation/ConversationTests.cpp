@@ -59,8 +59,11 @@ class ConversationTest : public testing::Test {
   FakeAgents agents_;
   FakeDesktop desktop_;
   OstrelModel model_{agents_};
-  EdgeState edge_{
-      {loop_, desktop_, desktop_, desktop_, preferences_}, model_, {[](const auto&, bool) {}, [] {}}};
+  InterfaceState edgeShown_;
+  EdgeState edge_{{loop_, desktop_, desktop_, desktop_, preferences_},
+                  model_,
+                  edgeShown_,
+                  {[](const auto&, bool) {}, [] {}}};
   SelectedConversation shown_;
   std::optional<HerdrAgent> open_;
   std::string opened_;

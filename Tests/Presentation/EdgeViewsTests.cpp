@@ -103,9 +103,11 @@ class EdgeViewsTest : public testing::Test {
   OstrelModel model_{agents_};
   FakeDesktop desktop_;
   std::string opened_;
+  InterfaceState shown_;
   EdgeState edge_{
       {loop_, desktop_, desktop_, desktop_, preferences_},
       model_,
+      shown_,
       {[this](const HerdrAgent& agent, bool seen) { opened_ += agent.paneID + (seen ? "!" : ""); }, [] {}}};
   QQmlEngine engine_;
   Appearance appearance_{engine_};
@@ -169,14 +171,14 @@ TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
       move(view, place);
       loop_.runFor(30ms);
     }
-    EXPECT_FALSE(*model_.isPanelVisible);
+    EXPECT_FALSE(*shown_.isPanelVisible);
     loop_.runFor(60ms);
-    EXPECT_TRUE(*model_.isPanelVisible);
+    EXPECT_TRUE(*shown_.isPanelVisible);
     edge_.hidePanel();
     move(view, places[0]);
     move(view, {1, 1});
     loop_.runFor(200ms);
-    EXPECT_FALSE(*model_.isPanelVisible) << "it left in time";
+    EXPECT_FALSE(*shown_.isPanelVisible) << "it left in time";
     desktop_.pointer = {300, 850};
     desktop_.report();
     loop_.runFor(1s);
@@ -216,7 +218,7 @@ TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
   EXPECT_EQ(summary(), QStringLiteral("0 agents · all quiet"));
   EXPECT_TRUE(rows(panel, "listProblems").empty());
   const int height = desktop_.frames[EdgeWindow::panel].height;
-  model_.problems.set({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
+  model_.setProblems({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
   edge_.settingsChanged();
   settle();
   EXPECT_EQ(summary(), QStringLiteral("No agents found"));

@@ -70,11 +70,11 @@ AppDelegate::AppDelegate(DesktopParts parts)
       model_(sourceOf(parts_, samples_)),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
-      connections_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_),
+      connections_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_, shown_),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
       screens_(parts_.loop),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
-      edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
+      edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_, shown_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
              .stopOutput = [this] { closeConversation(); }}),
       notifications_(parts_.complain),
@@ -95,7 +95,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
       rail_(bridgeParts()),
       selector_(bridgeParts()),
       connectionsPage_(bridgeParts(), ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
-      panel_(model_, selector_, connectionsPage_),
+      panel_(shown_, selector_, connectionsPage_),
       conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestSource(),
                     [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 
@@ -122,7 +122,7 @@ void AppDelegate::makeWindows() {
   shortcut_.update();
   // Before the windows are laid out for it.
   problems_ = model_.observe([this] {
-    if (!samples_) model_.problems.set(listProblems(parts_.client));
+    if (!samples_) model_.setProblems(listProblems(parts_.client));
   });
   model_.onAgents = [this](const LitList& list) { alerts_.update(list); };
 }
@@ -178,9 +178,9 @@ void AppDelegate::followClicks() {
   });
   const auto update = [this] {
     clicks_.reset();
-    if (*model_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
+    if (*shown_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
   };
-  panelVisible_ = model_.isPanelVisible.observe(update);
+  panelVisible_ = shown_.isPanelVisible.observe(update);
 }
 
 void AppDelegate::followActivation() {

@@ -81,6 +81,7 @@ class AppDelegate final : public Desktop {
   std::optional<HerdrAgent> sampleOpen_;
   SampleRequests sampleRequests_;
   OstrelModel model_;
+  InterfaceState shown_;
   TerminalLauncher terminal_;
   ProviderConnections connections_;
   QQmlEngine engine_;

@@ -68,21 +68,21 @@ class PanelBridge final : public QObject {
   Q_PROPERTY(bool showsConnections READ showsConnections NOTIFY pageChanged)
 
  public:
-  PanelBridge(OstrelModel& model, SelectorBridge& selector, ConnectionsBridge& connections)
-      : model_(model),
+  PanelBridge(const InterfaceState& shown, SelectorBridge& selector, ConnectionsBridge& connections)
+      : shown_(shown),
         selector_(selector),
         connections_(connections),
-        tab_(model.selectedTab.observe([this] { Q_EMIT pageChanged(); })) {}
+        tab_(shown.page.observe([this] { Q_EMIT pageChanged(); })) {}
 
   SelectorBridge* selector() const { return &selector_; }
   ConnectionsBridge* connections() const { return &connections_; }
-  bool showsConnections() const { return *model_.selectedTab == PanelTab::connections; }
+  bool showsConnections() const { return shown_.page->tab == PanelTab::connections; }
 
  Q_SIGNALS:
   void pageChanged();
 
  private:
-  OstrelModel& model_;
+  const InterfaceState& shown_;
   SelectorBridge& selector_;
   ConnectionsBridge& connections_;
   Subscription tab_;

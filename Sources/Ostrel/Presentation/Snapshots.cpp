@@ -62,14 +62,14 @@ class Studio {
   Studio(MainLoop& loop, Preferences& preferences, std::size_t agents, bool dark)
       : samples_(agents),
         model_(samples_),
-        edge_({loop, desktop_, desktop_, desktop_, preferences}, model_,
+        edge_({loop, desktop_, desktop_, desktop_, preferences}, model_, edgeShown_,
               {[](const HerdrAgent&, bool) {}, [] {}}),
         parts_{model_, edge_, desktop_, preferences, [] {}},
         notch_(parts_),
         rail_(parts_),
         selector_(parts_),
         connections_(parts_, connectionsSource(agents > 0)),
-        panel_(model_, selector_, connections_),
+        panel_(edgeShown_, selector_, connections_),
         loop_(loop),
         conversation_(loop, pool_, parts_, source(), asks_),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
@@ -78,7 +78,7 @@ class Studio {
     appearance_.setReducedMotion(true);
     appearance_.setComposited(true);
     edge_.start();
-    model_.railExpanded.set(true);
+    edgeShown_.railExpanded.set(true);
     if (agents > 0) {
       model_.moveSelection(true);
       model_.moveSelection(true);
@@ -254,6 +254,7 @@ class Studio {
   SampleAgents samples_;
   StillDesktop desktop_;
   OstrelModel model_;
+  InterfaceState edgeShown_;
   EdgeState edge_;
   BridgeParts parts_;
   NotchBridge notch_;

@@ -12,7 +12,7 @@ void ChangeSignal::Slots::removeDead() {
   if (!dead.empty()) std::erase_if(list, [](const auto& slot) { return !slot->live; });
 }
 
-Subscription ChangeSignal::observe(Observer observer) {
+Subscription ChangeSignal::observe(Observer observer) const {
   const auto slot = std::make_shared<Slot>(std::move(observer));
   slots_->list.push_back(slot);
   return Subscription([slots = std::weak_ptr(slots_), slot = std::weak_ptr(slot)] {

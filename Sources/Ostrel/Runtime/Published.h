@@ -21,7 +21,7 @@ class ChangeSignal {
  public:
   using Observer = std::move_only_function<void()>;
 
-  Subscription observe(Observer observer);
+  Subscription observe(Observer observer) const;
   void notify();
 
  private:
@@ -56,7 +56,9 @@ class Published {
     changes_.notify();
     return true;
   }
-  Subscription observe(ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); }
+  Subscription observe(ChangeSignal::Observer observer) const {
+    return changes_.observe(std::move(observer));
+  }
 
  private:
   T value_{};
