@@ -16,7 +16,7 @@
 #include "Appearance.h"
 #include "DesktopScreens.h"
 #include "NestedLoop.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "RestingMemory.h"
 #include "SampleAgents.h"
 #include "UtilityPanels.h"
@@ -190,9 +190,7 @@ class Edge {
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
-  SelectorBridge selector_{parts_};
-  ConnectionsBridge connections_{parts_, noConnections()};
-  PanelBridge panel_{shown_, selector_, connections_};
+  PanelBridge panel_{shown_, panelPages(parts_, {.connections = noConnections()})};
 };
 
 }  // namespace

@@ -93,9 +93,8 @@ AppDelegate::AppDelegate(DesktopParts parts)
                .closed = [this] { edge_.menuClosed(); }}),
       notch_(bridgeParts()),
       rail_(bridgeParts()),
-      selector_(bridgeParts()),
-      connectionsPage_(bridgeParts(), ConnectionsSource::of(connections_, parts_.client, parts_.preferences)),
-      panel_(shown_, selector_, connectionsPage_),
+      panel_(shown_, panelPages(bridgeParts(), {.connections = ConnectionsSource::of(
+                                                    connections_, parts_.client, parts_.preferences)})),
       conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationSource(), requestSource(),
                     [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 

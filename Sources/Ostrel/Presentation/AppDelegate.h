@@ -23,7 +23,7 @@
 #include "DesktopSounds.h"
 #include "EdgeBridges.h"
 #include "NestedLoop.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "SampleAgents.h"
 #include "SampleRequests.h"
 #include "StatusItem.h"
@@ -98,8 +98,6 @@ class AppDelegate final : public Desktop {
   StatusItem status_;
   NotchBridge notch_;
   RailBridge rail_;
-  SelectorBridge selector_;
-  ConnectionsBridge connectionsPage_;
   PanelBridge panel_;
   ConversationBridge conversation_;
   Registration clicks_;

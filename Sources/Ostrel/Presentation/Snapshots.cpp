@@ -14,7 +14,7 @@
 #include "Appearance.h"
 #include "Client/AgentLabels.h"
 #include "ConversationBridge.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "Runtime/Failure.h"
 #include "SampleAgents.h"
 #include "SampleConversation.h"
@@ -67,9 +67,7 @@ class Studio {
         parts_{model_, edge_, desktop_, preferences, [] {}},
         notch_(parts_),
         rail_(parts_),
-        selector_(parts_),
-        connections_(parts_, connectionsSource(agents > 0)),
-        panel_(edgeShown_, selector_, connections_),
+        panel_(edgeShown_, panelPages(parts_, {.connections = connectionsSource(agents > 0)})),
         loop_(loop),
         conversation_(loop, pool_, parts_, source(), asks_),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
@@ -259,8 +257,6 @@ class Studio {
   BridgeParts parts_;
   NotchBridge notch_;
   RailBridge rail_;
-  SelectorBridge selector_;
-  ConnectionsBridge connections_;
   PanelBridge panel_;
   BackgroundPool pool_;
   SelectedConversation shown_;

@@ -1,4 +1,4 @@
-#include "PanelBridges.h"
+#include "SelectorBridge.h"
 
 #include <unordered_map>
 #include <utility>

@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "ConnectionsBridge.h"
 #include "EdgeBridges.h"
 
 namespace ostrel {
@@ -56,36 +55,6 @@ class SelectorBridge final : public QObject {
   QString summary_;
   int agents_ = 0;
   std::vector<Subscription> subscriptions_;
-};
-
-// The panel: which page is open, and what each shows.
-class PanelBridge final : public QObject {
-  Q_OBJECT
-  QML_ELEMENT
-  QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::SelectorBridge* selector READ selector CONSTANT)
-  Q_PROPERTY(ostrel::ConnectionsBridge* connections READ connections CONSTANT)
-  Q_PROPERTY(bool showsConnections READ showsConnections NOTIFY pageChanged)
-
- public:
-  PanelBridge(const InterfaceState& shown, SelectorBridge& selector, ConnectionsBridge& connections)
-      : shown_(shown),
-        selector_(selector),
-        connections_(connections),
-        tab_(shown.page.observe([this] { Q_EMIT pageChanged(); })) {}
-
-  SelectorBridge* selector() const { return &selector_; }
-  ConnectionsBridge* connections() const { return &connections_; }
-  bool showsConnections() const { return shown_.page->tab == PanelTab::connections; }
-
- Q_SIGNALS:
-  void pageChanged();
-
- private:
-  const InterfaceState& shown_;
-  SelectorBridge& selector_;
-  ConnectionsBridge& connections_;
-  Subscription tab_;
 };
 
 }  // namespace ostrel
