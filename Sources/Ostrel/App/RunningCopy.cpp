@@ -11,23 +11,13 @@
 
 #include "Runtime/Failure.h"
 #include "Runtime/PeerUser.h"
+#include "Runtime/UnixSocket.h"
 
 namespace ostrel {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-UniqueFd unixSocket() { return UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)); }
-
-// Nothing for a path that an address can't hold.
-std::optional<sockaddr_un> addressOf(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.empty() || path.size() >= sizeof address.sun_path) return std::nullopt;
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  return address;
-}
 
 bool sendAll(int fd, std::string_view bytes) {
   return ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
@@ -50,11 +40,9 @@ fs::path RunningCopy::socketPath(const Environment& environment) {
 }
 
 bool RunningCopy::ask(const fs::path& path, const Json& identity) {
-  const auto address = addressOf(path.string());
-  const UniqueFd fd = unixSocket();
-  if (!address || !fd ||
-      ::connect(fd.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0 ||
-      !isOurUser(fd.get()) || !sendAll(fd.get(), Json{{"show", identity}}.dump() + "\n"))
+  const UniqueFd fd = unixSocket::make(unixSocket::Mode::nonBlocking);
+  if (!fd || unixSocket::connect(fd, path.string()) ||
+      !sendAll(fd.get(), Json{{"show", identity}}.dump() + "\n"))
     return false;
   std::string reply;
   const auto end = std::chrono::steady_clock::now() + kPatience;
@@ -78,8 +66,8 @@ RunningCopy::RunningCopy(MainLoop& loop, fs::path path, Json identity, std::func
     : loop_(loop), path_(std::move(path)), identity_(std::move(identity)), show_(std::move(show)) {}
 
 void RunningCopy::start() {
-  const auto address = addressOf(path_.string());
-  listener_ = unixSocket();
+  const auto address = unixSocket::address(path_.string());
+  listener_ = unixSocket::make(unixSocket::Mode::nonBlocking);
   if (!address || !listener_) return;
   std::error_code error;
   fs::create_directories(path_.parent_path(), error);

@@ -4,20 +4,18 @@
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <utility>
 
 #include "Codex/CodexMessage.h"
-#include "Runtime/PeerUser.h"
 #include "Runtime/Random.h"
 #include "Runtime/Text.h"
+#include "Runtime/UnixSocket.h"
 
 namespace ostrel::CodexLocalServer {
 
 namespace {
 
 constexpr int kMostSteps = 64;
-constexpr std::size_t kLongestPath = 104;  // bytes, with the terminating zero; what every platform takes
 
 TimePoint now() { return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now()); }
 
@@ -46,20 +44,17 @@ Connection::Connection(const std::string& socket, std::stop_token stop, Limits l
 }
 
 void Connection::connect(const std::string& socket) {
-  fd_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  fd_ = unixSocket::make(unixSocket::Mode::blocking);
   if (!fd_) throw Failure("Could not open the local Codex connection.");
   const timeval silence = seconds(limits_.silence);
   ::setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &silence, sizeof silence);
   ::setsockopt(fd_.get(), SOL_SOCKET, SO_SNDTIMEO, &silence, sizeof silence);
-  if (socket.size() + 1 > kLongestPath) throw Failure("Codex socket path is too long.");
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, socket.data(), socket.size());
   checkStop();
-  if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-    throw Failure(kUnavailable);
   // The socket lies below the temporary folder, where its name can be taken by somebody else.
-  if (!isOurUser(fd_.get())) throw Failure("The Codex socket belongs to another user.");
+  const auto refusal = unixSocket::connect(fd_, socket);
+  if (refusal == unixSocket::Refusal::path) throw Failure("Codex socket path is too long.");
+  if (refusal == unixSocket::Refusal::unreachable) throw Failure(kUnavailable);
+  if (refusal) throw Failure("The Codex socket belongs to another user.");
 }
 
 void Connection::upgrade() {

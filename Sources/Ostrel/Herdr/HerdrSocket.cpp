@@ -3,12 +3,11 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
-#include "Runtime/PeerUser.h"
 #include "Runtime/Readiness.h"
+#include "Runtime/UnixSocket.h"
 
 namespace ostrel::HerdrSocket {
 
@@ -21,16 +20,14 @@ bool wouldBlock(ssize_t result) { return result < 0 && (errno == EAGAIN || errno
 }  // namespace
 
 Wire::Wire(const std::string& path) {
-  if (!path.starts_with('/') || path.size() > kLongestPath) throw Failure("Invalid Herdr socket path.");
-  fd_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!path.starts_with('/') || path.size() > unixSocket::kLongestPath)
+    throw Failure("Invalid Herdr socket path.");
+  fd_ = unixSocket::make(unixSocket::Mode::nonBlocking);
   if (!fd_) throw Failure("Cannot open Herdr socket.");
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path.data(), path.size());
-  // Succeeds or fails at once, also where the server's queue is full.
-  if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-    throw Failure("Herdr socket is unavailable.");
-  if (!isOurUser(fd_.get())) throw Failure("The Herdr socket belongs to another user.");
+  if (const auto refusal = unixSocket::connect(fd_, path)) {
+    throw Failure(refusal == unixSocket::Refusal::stranger ? "The Herdr socket belongs to another user."
+                                                           : "Herdr socket is unavailable.");
+  }
 }
 
 Task<void> Wire::send(std::string id, std::string method, Json params) {

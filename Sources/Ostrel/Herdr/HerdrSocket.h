@@ -19,8 +19,6 @@
 
 namespace ostrel::HerdrSocket {
 
-inline constexpr std::size_t kLongestPath =
-    103;  // bytes: what `sun_path` holds on every platform, less its NUL
 inline constexpr std::size_t kLargestLine = 8'000'000;  // bytes
 inline constexpr Duration kReplyTime = std::chrono::seconds(3);
 
