@@ -1,7 +1,7 @@
 // The launcher: what the command `Ostrel`, the desktop entry and the hook of Claude Code run.
 //
 // Claude Code waits for a hook, so this is a small static program that plays that role by itself. In every
-// other role it becomes the desktop program, which lies beside it in libexec/ and bears the same name, so
+// other role it becomes the desktop program, which lies beside it in libexec/ and has the same name, so
 // that running copies recognise each other.
 #include <cerrno>
 #include <climits>

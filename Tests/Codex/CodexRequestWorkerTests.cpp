@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Codex/CodexRequestController.h"
+#include "Codex/FakeRequestPort.h"
 #include "CodexStandIn.h"
 #include "Support/VirtualLoop.h"
 
@@ -46,30 +47,29 @@ TEST(CodexRequests, RandomSchedulesAnswerEachRequestOnce) {
   for (int round = 0; round < 150; ++round) {
     VirtualLoop loop;
     CodexRequestController controller(loop);
-    std::unique_ptr<CodexRequestDesk> desk;
-    std::set<std::string> desired;
+    std::unique_ptr<CodexConnectionState> state;
     std::deque<CodexRequestEvent> events;
-    std::deque<std::pair<CodexRequest, std::string>> replies;
-    controller.start(
-        {[&](std::set<std::string> threads) { desired = std::move(threads); },
-         [&](CodexRequest request, const std::string& result) { replies.emplace_back(request, result); }});
+    FakeRequestPort port;
+    std::set<std::string>& desired = port.watched;
+    auto& replies = port.replies;
+    controller.start(port);
     controller.watch({threadID(0), threadID(1)});
     std::map<int, Open> open;  // by wire id, as the server sees it
     std::set<int> answered;
     const auto ask = [&](int id) {
-      desk->event(asking(std::to_string(id), open[id].thread, open[id].turn, open[id].content));
+      state->event(asking(std::to_string(id), open[id].thread, open[id].turn, open[id].content));
     };
     const auto run = [&](int number) {
       replies.clear();
       answered.clear();
       const std::string epoch = fmt::format("run{}", number);
-      desk = std::make_unique<CodexRequestDesk>(
+      state = std::make_unique<CodexConnectionState>(
           epoch, [&](CodexRequestEvent event) { events.push_back(std::move(event)); });
       events.emplace_back(codexevent::Reset{epoch, std::nullopt});
       for (const int thread : {0, 1}) {
-        desk->joining(threadID(thread));
+        state->joining(threadID(thread));
         for (const auto& [id, one] : open) ask(id);  // the server sends them again, of other threads too
-        desk->joined(threadID(thread));
+        state->joined(threadID(thread));
       }
     };
     const auto deliver = [&] {
@@ -88,12 +88,12 @@ TEST(CodexRequests, RandomSchedulesAnswerEachRequestOnce) {
         if (pick(2) && !answered.contains(any->first)) ++any->second.content;
         ask(any->first);
       } else if (action == 3 && any != open.end()) {
-        desk->event(resolved(std::to_string(any->first), 1 - any->second.thread));  // not this one
-        desk->event(resolved(std::to_string(any->first), any->second.thread));
+        state->event(resolved(std::to_string(any->first), 1 - any->second.thread));  // not this one
+        state->event(resolved(std::to_string(any->first), any->second.thread));
         open.erase(any);
       } else if (action == 4 && pick(3) == 0) {
         const int thread = pick(2), turn = pick(3);
-        desk->event(note("turn/completed", thread, fmt::format(R"("turn":{{"id":"{}"}})", turn)));
+        state->event(note("turn/completed", thread, fmt::format(R"("turn":{{"id":"{}"}})", turn)));
         std::erase_if(
             open, [&](const auto& one) { return one.second.thread == thread && one.second.turn == turn; });
       } else if (action <= 7 && !controller.requests()->empty()) {
@@ -102,7 +102,7 @@ TEST(CodexRequests, RandomSchedulesAnswerEachRequestOnce) {
       } else if (action <= 9 && !replies.empty()) {
         const auto [request, result] = replies.front();
         if (pick(4)) replies.pop_front();  // otherwise it is tried a second time
-        if (const auto text = desk->answer(request, result, desired)) {
+        if (const auto text = state->answer(request, result, desired)) {
           const int id = std::stoi(request.wireID);
           ASSERT_EQ(*text, fmt::format(R"({{"id":{},"result":[]}})", id));
           ASSERT_TRUE(open.contains(id)) << "an answer to what is over";
@@ -212,10 +212,10 @@ TEST(CodexRequestWorker, APingAloneEndsNothing) {
 }
 
 // 600 items of 1 MB of a thread that nobody joined took 586 MB; of a joined one they are no better.
-TEST(CodexRequestDesk, ItemsAreBoundedAndComeWithTheRequestThatIsAboutThem) {
+TEST(CodexConnectionState, ItemsAreBoundedAndComeWithTheRequestThatIsAboutThem) {
   std::size_t told = 0;
   std::vector<std::string> items;
-  CodexRequestDesk desk("E", [&](CodexRequestEvent event) {
+  CodexConnectionState state("E", [&](CodexRequestEvent event) {
     if (const auto* const item = std::get_if<codexevent::Item>(&event)) {
       told += item->bytes.size();
       items.push_back(item->item);
@@ -223,22 +223,22 @@ TEST(CodexRequestDesk, ItemsAreBoundedAndComeWithTheRequestThatIsAboutThem) {
   });
   const std::string megabyte(1'000'000, 'x');
   const auto begins = [&](int thread, const std::string& id, const std::string& diff = "d") {
-    desk.event(
+    state.event(
         note("item/started", thread,
              fmt::format(R"("item":{{"id":"{}","type":"fileChange","status":"inProgress","changes":"{}"}})",
                          id, diff)));
   };
   const auto asks = [&](const char* id, int thread, const char* item) {
-    desk.event(fmt::format(
+    state.event(fmt::format(
         R"({{"id":{},"method":"item/fileChange/requestApproval","params":{{"threadId":"{}","itemId":"{}"}}}})",
         id, threadID(thread), item));
   };
-  desk.joining(threadID(1));
-  desk.joined(threadID(1));
+  state.joining(threadID(1));
+  state.joined(threadID(1));
   for (int i = 0; i < 20; ++i) begins(2, std::to_string(i), megabyte);
   for (int i = 0; i < 20; ++i) begins(1, std::to_string(i), megabyte);
   EXPECT_EQ(told, 0u) << "nothing asks about them";
-  EXPECT_LT(desk.keptBytes(), 10'000'000u);
+  EXPECT_LT(state.keptBytes(), 10'000'000u);
   asks("1", 1, "19");
   asks("2", 1, "0");  // gone meanwhile
   asks("3", 2, "19");
@@ -248,8 +248,8 @@ TEST(CodexRequestDesk, ItemsAreBoundedAndComeWithTheRequestThatIsAboutThem) {
   begins(1, "20", megabyte + megabyte);
   asks("4", 1, "20");
   EXPECT_EQ(items.size(), 2u) << "too large for a card";
-  desk.leave(threadID(1));
-  EXPECT_EQ(desk.keptBytes(), 0u);
+  state.leave(threadID(1));
+  EXPECT_EQ(state.keptBytes(), 0u);
 }
 
 // An idle thread is left, so that the server can unload it; without threads there is no connection at all.

@@ -107,8 +107,8 @@ TEST_F(RealCodexServer, ThreadsAreListedReadAndGivenMessages) {
   EXPECT_EQ(history(thread), "user: Please wait [hold]\nassistant: Understood.\n");
 
   const auto variables = world_.variables();
-  const CodexLive::Door door{socket(), [] { return fs::path(program()); }, variables};
-  CodexLive::queue(door, thread, "And one more");
+  const CodexLive::QueueTool tool{socket(), [] { return fs::path(program()); }, variables};
+  CodexLive::queue(tool, thread, "And one more");
   EXPECT_TRUE(eventually(
       [&] {
         return history(thread) ==

@@ -1,4 +1,4 @@
-// Qt's application without a display: one for the whole test program. Qt does not bear that a second one is
+// Qt's application without a display: one for the whole test program. Qt fails where a second one is
 // made after windows were drawn.
 #pragma once
 

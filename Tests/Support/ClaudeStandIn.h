@@ -1,4 +1,4 @@
-// A process that bears Claude Code's name on a terminal of its own, with the session file that Claude Code
+// A process that has Claude Code's name on a terminal of its own, with the session file that Claude Code
 // would keep for it.
 #pragma once
 

@@ -18,7 +18,7 @@ struct FileChange {
 };
 
 // What becomes of the lines of a fragment of a file, with three unchanged ones around each change; empty
-// where nothing changes. A fragment's place in its file is not known, so that "@@" lines bear no numbers.
+// where nothing changes. A fragment's place in its file is not known, so that "@@" lines have no numbers.
 // Above `kLongestDiff` lines that differ, all of them go and come as one block: working out which ones stay
 // costs the square of their number.
 inline constexpr std::size_t kLongestDiff = 2000;

@@ -52,7 +52,7 @@ struct ExternalProcess {
 
   // The last non-empty component of `executable`; the whole text if it has none.
   std::string_view name() const;
-  // The recognised agent name that the process bears (a trailing ".exe" ignored), or nothing.
+  // The recognised agent name that the process has (a trailing ".exe" ignored), or nothing.
   std::optional<std::string_view> provider() const;
   bool operator==(const ExternalProcess&) const = default;
 };

@@ -51,7 +51,7 @@ class ClaudePermissions {
   static constexpr char kOffKey[] = "settings.claudePermissionsOff";
 
   // `executable` is the launcher: what the hook's command runs. Nothing is put in for one whose path is not
-  // absolute: Claude Code runs hooks in the folders of its conversations, where anything may bear that name.
+  // absolute: Claude Code runs hooks in the folders of its conversations, where anything may have that name.
   // `preferences` outlives this.
   ClaudePermissions(Environment environment, std::filesystem::path executable, Preferences& preferences,
                     Capture capture = {});

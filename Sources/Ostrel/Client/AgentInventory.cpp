@@ -132,6 +132,7 @@ AgentList::Entry AgentInventory::listed(const HerdrAgent& agent) const {
 
 // Records that stayed as they were keep their place in memory, and where no id moved the order stands too.
 void AgentInventory::takeOver(Records& records) {
+  if (!records.reported) return;
   const std::vector<HerdrAgent>& reported = *std::exchange(records.reported, nullptr);
   const Entries old = std::exchange(records.listed, {});
   records.listed.reserve(reported.size());
@@ -296,9 +297,7 @@ AgentList::Entry AgentInventory::withHidden(const Entry& entry, const Hidden& hi
 }
 
 void AgentInventory::merge() {
-  for (Records& records : records_) {
-    if (records.reported) takeOver(records);
-  }
+  for (Records& records : records_) takeOver(records);
   matchThreads();
 
   Entries inside = managed();

@@ -156,17 +156,17 @@ std::vector<std::string> queueArguments(const std::string& socket, const std::st
   return {"queue", "--remote", "unix://" + socket, "--thread", id, "--message", text};
 }
 
-void queue(const Door& door, const std::string& id, const std::string& text, std::stop_token stop) {
-  const std::vector<HerdrAgent> agents = list(door.socket, stop);
+void queue(const QueueTool& tool, const std::string& id, const std::string& text, std::stop_token stop) {
+  const std::vector<HerdrAgent> agents = list(tool.socket, stop);
   const bool accepts = std::ranges::any_of(agents, [&](const HerdrAgent& agent) {
     return agent.paneID == id && agent.acceptsDirectInput &&
            (agent.state == "idle" || agent.state == "working");
   });
   if (!accepts) throw Failure("This Codex session is no longer accepting input. Your draft is kept.");
-  const auto tool = door.find();
-  if (!tool) throw Failure("The Codex CLI is required to queue messages.");
-  const auto result = Subprocess::run(tool->string(), queueArguments(door.socket, id, text), door.environment,
-                                      kQueueTime, kLargestOutput, std::move(stop));
+  const auto program = tool.find();
+  if (!program) throw Failure("The Codex CLI is required to queue messages.");
+  const auto result = Subprocess::run(program->string(), queueArguments(tool.socket, id, text),
+                                      tool.environment, kQueueTime, kLargestOutput, std::move(stop));
   if (result.succeeded()) return;
   if (result.end == Subprocess::End::timedOut)
     throw Failure("Codex did not confirm the message in time. Input was not retried.");

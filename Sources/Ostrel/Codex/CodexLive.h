@@ -51,14 +51,14 @@ struct Pace {
 void follow(const std::string& socket, const Told& told, std::stop_token stop, Pace pace = {});
 
 // How a message is handed to Codex.
-struct Door {
+struct QueueTool {
   std::string socket;
   std::function<std::optional<std::filesystem::path>()> find;  // the `codex` tool
   std::map<std::string, std::string> environment;              // the tool's
 };
 // Queues `text` for a conversation that accepts it, by the `codex` tool. Throws `Failure` when it was not
 // queued, or when that is not known.
-void queue(const Door& door, const std::string& id, const std::string& text, std::stop_token stop = {});
+void queue(const QueueTool& tool, const std::string& id, const std::string& text, std::stop_token stop = {});
 // The tool's arguments.
 std::vector<std::string> queueArguments(const std::string& socket, const std::string& id,
                                         const std::string& text);

@@ -45,15 +45,12 @@ void CodexRequestController::start(const std::string& socket) {
         });
       },
       pace_);
-  door_ = Door{[this](std::set<std::string> threads) { worker_->watch(std::move(threads)); },
-               [this](CodexRequest request, std::string result) {
-                 worker_->reply(std::move(request), std::move(result));
-               }};
+  port_ = worker_.get();
   worker_->start();
 }
 
 void CodexRequestController::stop() {
-  door_.reset();
+  port_ = nullptr;
   alive_.reset();
   worker_.reset();
   wanted_.clear();
@@ -64,16 +61,16 @@ void CodexRequestController::stop() {
 
 void CodexRequestController::watch(std::set<std::string> threads) {
   wanted_ = threads;
-  if (door_) door_->watch(std::move(threads));
+  if (port_) port_->watch(std::move(threads));
 }
 
 bool CodexRequestController::answer(const CodexRequest& request, std::string result) {
   const std::string key = request.id();
-  if (!door_ || !connectedThreads_->contains(request.threadID) || sent_->contains(key)) return false;
+  if (!port_ || !connectedThreads_->contains(request.threadID) || sent_->contains(key)) return false;
   if (std::ranges::find(*requests_, request) == requests_->end()) return false;
   setSent(key, true);
   setReplyError(key, std::nullopt);
-  door_->reply(request, std::move(result));
+  port_->reply(request, std::move(result));
   if (onAnswer) onAnswer();  // the last step: whoever hears of it may stop us
   return true;
 }

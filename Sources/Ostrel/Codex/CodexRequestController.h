@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Codex/CodexConnectionState.h"
 #include "Codex/CodexRequest.h"
-#include "Codex/CodexRequestDesk.h"
 #include "Codex/CodexRequestWorker.h"
 #include "Runtime/MainLoop.h"
 #include "Runtime/Published.h"
@@ -20,12 +20,6 @@ namespace ostrel {
 
 class CodexRequestController {
  public:
-  // Where answers and the wanted threads go. `CodexRequestWorker` in the program.
-  struct Door {
-    std::function<void(std::set<std::string>)> watch;
-    std::function<void(CodexRequest, std::string result)> reply;
-  };
-
   explicit CodexRequestController(MainLoop& loop, CodexRequestWorker::Pace pace = {});
   CodexRequestController(const CodexRequestController&) = delete;
   CodexRequestController& operator=(const CodexRequestController&) = delete;
@@ -33,8 +27,8 @@ class CodexRequestController {
 
   // Starts the worker; does nothing when started before.
   void start(const std::string& socket);
-  // The same with something else in the worker's place, which calls `receive`.
-  void start(Door door) { door_ = std::move(door); }
+  // The same with something else in the worker's place, which calls `receive` and outlives its use.
+  void start(CodexRequestPort& port) { port_ = &port; }
   // Ends it, and forgets everything.
   void stop();
 
@@ -93,7 +87,7 @@ class CodexRequestController {
   ChangeSignal detailsChanged_;
   Published<std::optional<std::string>> error_;
   Published<std::map<std::string, std::string>> replyErrors_;
-  std::optional<Door> door_;
+  CodexRequestPort* port_ = nullptr;  // null before the start and after the end
   // Tells events on their way from the worker whether it still counts.
   std::shared_ptr<bool> alive_;
   std::unique_ptr<CodexRequestWorker> worker_;

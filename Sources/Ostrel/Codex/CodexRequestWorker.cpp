@@ -33,7 +33,7 @@ constexpr Duration kPartLook = std::chrono::milliseconds(500);
 
 }  // namespace
 
-CodexRequestWorker::CodexRequestWorker(std::string socket, CodexRequestDesk::Emit emit, Pace pace)
+CodexRequestWorker::CodexRequestWorker(std::string socket, CodexConnectionState::Emit emit, Pace pace)
     : socket_(std::move(socket)), emit_(std::move(emit)), pace_(pace) {
   int ends[2];
   // Without a pipe everything still happens, a second later.
@@ -107,16 +107,16 @@ void CodexRequestWorker::serve(const std::string& epoch) {
   CodexLocalServer::Connection connection(socket_, stopping_.get_token(), pace_.limits);
   // Only now: until there is a connection, the words of the last failure stand.
   emit_(codexevent::Reset{epoch, std::nullopt});
-  CodexRequestDesk desk(epoch, emit_);
-  connection.onEvent = [&desk](std::string bytes) { desk.event(std::move(bytes)); };
+  CodexConnectionState state(epoch, emit_);
+  connection.onEvent = [&state](std::string bytes) { state.event(std::move(bytes)); };
   TimePoint nextSync = now();
   Duration look = kFirstLook;
   TimePoint end = TimePoint::max();  // when nobody has wanted a thread for long enough
   while (!stopping_.stop_requested()) {
     if (now() >= nextSync) {
-      sync(connection, desk);
+      sync(connection, state);
       const std::set<std::string> wanted = desired();
-      const bool complete = std::ranges::includes(desk.connected(), wanted);
+      const bool complete = std::ranges::includes(state.connected(), wanted);
       nextSync = complete ? TimePoint::max() : now() + std::min(look, pace_.sync);
       look = std::min(2 * look, pace_.sync);
       if (!wanted.empty()) {
@@ -129,31 +129,31 @@ void CodexRequestWorker::serve(const std::string& epoch) {
     TimePoint until = std::min(nextSync, end);
     if (connection.midMessage()) until = std::min(until, now() + kPartLook);
     const Ready ready = waitForWork(connection.fd(), until);
-    if (ready.connection || connection.midMessage()) receive(connection, desk);
+    if (ready.connection || connection.midMessage()) receive(connection, state);
     if (!ready.mail) continue;
-    answer(connection, desk);
+    answer(connection, state);
     nextSync = now();
     look = kFirstLook;
   }
 }
 
-void CodexRequestWorker::sync(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+void CodexRequestWorker::sync(CodexLocalServer::Connection& connection, CodexConnectionState& state) {
   const std::set<std::string> wanted = desired();
   std::set<std::string> targets;
-  if (!std::ranges::includes(desk.connected(), wanted)) {
+  if (!std::ranges::includes(state.connected(), wanted)) {
     for (std::string& thread : CodexLive::loadedIDs(connection)) {
-      if (wanted.contains(thread) && !desk.connected().contains(thread)) targets.insert(std::move(thread));
+      if (wanted.contains(thread) && !state.connected().contains(thread)) targets.insert(std::move(thread));
     }
   }
-  for (const std::string& thread : targets) join(connection, desk, thread);
+  for (const std::string& thread : targets) join(connection, state, thread);
   std::vector<std::string> unwanted;
-  std::ranges::set_difference(desk.connected(), wanted, std::back_inserter(unwanted));
-  for (const std::string& thread : unwanted) leave(connection, desk, thread);
+  std::ranges::set_difference(state.connected(), wanted, std::back_inserter(unwanted));
+  for (const std::string& thread : unwanted) leave(connection, state, thread);
 }
 
-void CodexRequestWorker::leave(CodexLocalServer::Connection& connection, CodexRequestDesk& desk,
+void CodexRequestWorker::leave(CodexLocalServer::Connection& connection, CodexConnectionState& state,
                                const std::string& thread) {
-  desk.leave(thread);
+  state.leave(thread);
   try {
     connection.call("thread/unsubscribe", {{"threadId", thread}});
   } catch (const CodexLocalServer::Refusal&) {
@@ -161,32 +161,32 @@ void CodexRequestWorker::leave(CodexLocalServer::Connection& connection, CodexRe
   }
 }
 
-void CodexRequestWorker::join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk,
+void CodexRequestWorker::join(CodexLocalServer::Connection& connection, CodexConnectionState& state,
                               const std::string& thread) {
   // What runs at this moment stands in the page that comes with the response, and in no later one.
   const Json page{{"limit", 1}, {"sortDirection", "desc"}, {"itemsView", "full"}};
   Json resumed;
-  desk.joining(thread);
+  state.joining(thread);
   try {
     resumed = connection.call("thread/resume",
                               {{"threadId", thread}, {"excludeTurns", true}, {"initialTurnsPage", page}});
   } catch (const CodexLocalServer::Refusal&) {
     // Nothing was said in it yet, or another process writes it: tried again at the next sync.
-    desk.refused(thread);
+    state.refused(thread);
     return;
   }
   const Json* const joined = json::member(resumed, "thread");
   if (!joined || json::string(*joined, "id") != thread)
     throw Failure("Codex joined a different conversation.");
-  desk.joined(thread);
+  state.joined(thread);
   if (const Json* const first = json::member(resumed, "initialTurnsPage"); first && first->is_object()) {
-    desk.turns(thread, *first);
+    state.turns(thread, *first);
     return;
   }
   Json params = page;
   params["threadId"] = thread;
   try {
-    desk.turns(thread, connection.call("thread/turns/list", params));
+    state.turns(thread, connection.call("thread/turns/list", params));
   } catch (const CodexLocalServer::Refusal&) {
     // A card does without the items.
   }
@@ -202,22 +202,22 @@ CodexRequestWorker::Ready CodexRequestWorker::waitForWork(int connection, TimePo
   return {ready[0].revents != 0, ready[1].revents != 0 || !wakeReader_};
 }
 
-void CodexRequestWorker::receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+void CodexRequestWorker::receive(CodexLocalServer::Connection& connection, CodexConnectionState& state) {
   for (int count = 0; count < kMostMessagesAtOnce; ++count) {
     auto message = connection.arrived();
     if (!message) return;
-    desk.event(std::move(*message));
+    state.event(std::move(*message));
   }
 }
 
-void CodexRequestWorker::answer(CodexLocalServer::Connection& connection, CodexRequestDesk& desk) {
+void CodexRequestWorker::answer(CodexLocalServer::Connection& connection, CodexConnectionState& state) {
   std::vector<Reply> replies;
   {
     std::lock_guard guard(lock_);
     replies.swap(replies_);
   }
   for (const Reply& reply : replies) {
-    const auto text = desk.answer(reply.request, reply.result, desired());
+    const auto text = state.answer(reply.request, reply.result, desired());
     if (!text) continue;
     connection.renewDeadline();
     connection.frame(*text);

@@ -16,13 +16,23 @@
 #include <thread>
 #include <vector>
 
+#include "Codex/CodexConnectionState.h"
 #include "Codex/CodexLocalServer.h"
-#include "Codex/CodexRequestDesk.h"
 #include "Runtime/UniqueFd.h"
 
 namespace ostrel {
 
-class CodexRequestWorker {
+// Where answers and the wanted threads go. Any thread may call these.
+class CodexRequestPort {
+ public:
+  virtual void watch(std::set<std::string> threads) = 0;
+  virtual void reply(CodexRequest request, std::string result) = 0;
+
+ protected:
+  ~CodexRequestPort() = default;
+};
+
+class CodexRequestWorker final : public CodexRequestPort {
  public:
   struct Pace {
     Duration sync = std::chrono::seconds(1);     // between looks at what is not joined yet, at most
@@ -32,7 +42,7 @@ class CodexRequestWorker {
   };
 
   // `emit` is called on the worker's thread, until the destructor returns.
-  CodexRequestWorker(std::string socket, CodexRequestDesk::Emit emit, Pace pace);
+  CodexRequestWorker(std::string socket, CodexConnectionState::Emit emit, Pace pace);
   CodexRequestWorker(const CodexRequestWorker&) = delete;
   CodexRequestWorker& operator=(const CodexRequestWorker&) = delete;
   // Stops, and waits for the thread, which leaves any wait at once.
@@ -41,9 +51,9 @@ class CodexRequestWorker {
   // Starts the thread; once.
   void start();
 
-  // Any thread may call these.
-  void watch(std::set<std::string> threads);
-  void reply(CodexRequest request, std::string result);
+  void watch(std::set<std::string> threads) override;
+  void reply(CodexRequest request, std::string result) override;
+  // Any thread may call it.
   void stop();
 
  private:
@@ -54,22 +64,23 @@ class CodexRequestWorker {
 
   void run();
   void serve(const std::string& epoch);
-  void sync(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
-  void leave(CodexLocalServer::Connection& connection, CodexRequestDesk& desk, const std::string& thread);
-  void join(CodexLocalServer::Connection& connection, CodexRequestDesk& desk, const std::string& thread);
+  void sync(CodexLocalServer::Connection& connection, CodexConnectionState& state);
+  void leave(CodexLocalServer::Connection& connection, CodexConnectionState& state,
+             const std::string& thread);
+  void join(CodexLocalServer::Connection& connection, CodexConnectionState& state, const std::string& thread);
   struct Ready {
     bool connection = false;  // has something to say
     bool mail = false;
   };
   Ready waitForWork(int connection, TimePoint until);
-  void receive(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
-  void answer(CodexLocalServer::Connection& connection, CodexRequestDesk& desk);
+  void receive(CodexLocalServer::Connection& connection, CodexConnectionState& state);
+  void answer(CodexLocalServer::Connection& connection, CodexConnectionState& state);
   void pause();
   std::set<std::string> desired();
   void ring();
 
   const std::string socket_;
-  const CodexRequestDesk::Emit emit_;
+  const CodexConnectionState::Emit emit_;
   const Pace pace_;
   UniqueFd wakeReader_, wakeWriter_;
   std::stop_source stopping_;

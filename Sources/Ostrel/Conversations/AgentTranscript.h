@@ -48,7 +48,7 @@ class AgentTranscript {
  public:
   explicit AgentTranscript(Environment environment);
 
-  // The transcript file that a reference means. `kind` is "path" or "id"; `provider` as the agent bears it.
+  // The transcript file that a reference means. `kind` is "path" or "id"; `provider` as the agent has it.
   // Both the file and the provider's history folders are resolved through symbolic links, and the file must
   // lie below one of the folders. Throws `Failure` with the words that the user sees. Blocks; any thread.
   //

@@ -37,7 +37,7 @@ class ClaudeSessions {
   explicit ClaudeSessions(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
   // Reads the process's file; nothing when there is none that fits. `innerPids` tells the pids by which the
-  // process may know itself, in namespaces within ours; it is asked where no file bears the pid that we know.
+  // process may know itself, in namespaces within ours; it is asked where no file has the pid that we know.
   // Blocks; any thread.
   std::optional<ClaudeSession> session(const ClaudeProcess& process,
                                        const std::function<std::vector<std::int32_t>()>& innerPids) const;

@@ -190,7 +190,7 @@ std::optional<std::string> ExternalAgents::hostOf(const ExternalProcess& ancesto
   if (ancestor.executable.contains(kBundle))
     return ancestor.executable.substr(0, ancestor.executable.find(".app/")) + ".app";
   // The command names a program by the kernel's name where that differs from its file's: a terminal written
-  // in Python bears its script's name, and longer names are cut. So the path itself is asked for.
+  // in Python has its script's name, and longer names are cut. So the path itself is asked for.
   const auto pid = static_cast<std::int32_t>(ancestor.pid);
   const std::string path = sources_.processes.executablePath(pid);
   if (path.empty()) return std::nullopt;

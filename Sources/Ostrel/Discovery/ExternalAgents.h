@@ -57,7 +57,7 @@ class ExternalAgents {
 
   struct OpenFiles {
     std::string folder = "Project unavailable";
-    std::vector<std::string> transcripts;  // paths held open for writing that bear a conversation id
+    std::vector<std::string> transcripts;  // paths held open for writing whose names hold a conversation id
   };
   static OpenFiles openFiles(std::string_view text);
 

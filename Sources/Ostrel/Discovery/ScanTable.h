@@ -31,7 +31,7 @@ class ScanTable {
   // The same, of this program's own user only.
   const Entry* findOwn(std::int64_t pid);
 
-  // The own user's processes that bear the name of an agent, in the table's order.
+  // The own user's processes that have the name of an agent, in the table's order.
   //
   // Rows are chosen by the kernel's name alone, and only those chosen are made into records, whose command
   // decides. That loses nothing: a command is either the kernel's name or a path whose last component equals

@@ -59,7 +59,7 @@ class Processes {
 
   // The command of a process, as one line: its executable's path where the path's last component is its name
   // (a trailing ".exe" ignored on both sides) or where the path contains ".app/Contents/MacOS/"; otherwise
-  // the name less ".exe". So a launcher whose real binary bears another name (a version, for instance) stays
+  // the name less ".exe". So a launcher whose real binary has another name (a version, for instance) stays
   // known by the name it runs under.
   virtual std::string command(const ProcessRow& row) = 0;
 

@@ -23,7 +23,7 @@ struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-// The kernel's descriptor link bears the mode of the descriptor: readable, writable.
+// The kernel's descriptor link has the mode of the descriptor: readable, writable.
 char accessLetter(mode_t linkMode) {
   if (!(linkMode & S_IWUSR)) return 'r';
   return linkMode & S_IRUSR ? 'u' : 'w';

@@ -221,7 +221,7 @@ void NativeProcesses::readAncestors(const Entry& entry) {
 }
 
 std::optional<std::uint32_t> NativeProcesses::uid(std::int32_t pid) {
-  // The folder bears the effective user; the files in it belong to root where the program forbids tracing.
+  // The folder has the effective user; the files in it belong to root where the program forbids tracing.
   struct stat status{};
   if (::fstatat(root_.get(), ProcessPath(pid).c_str(), &status, 0) != 0) return std::nullopt;
   return status.st_uid;

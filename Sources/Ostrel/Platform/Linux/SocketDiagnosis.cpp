@@ -100,7 +100,7 @@ std::optional<std::set<std::int32_t>> SocketDiagnosis::clients(const fs::path& s
   if (error) return std::set<std::int32_t>();
   const auto sockets = allSockets();
   if (!sockets) return std::nullopt;
-  // An accepted connection bears its listener's name, and its peer is the client's end.
+  // An accepted connection has its listener's name, and its peer is the client's end.
   std::set<std::uint32_t> ends;
   for (const auto& [inode, each] : *sockets) {
     if (each.peer != 0 && (each.name == real || each.name == socket)) ends.insert(each.peer);

@@ -47,11 +47,11 @@ using CodexRequestEvent =
     std::variant<codexevent::Reset, codexevent::Received, codexevent::Resolved, codexevent::Sent,
                  codexevent::Connected, codexevent::Disconnected, codexevent::Failed, codexevent::Item>;
 
-class CodexRequestDesk {
+class CodexConnectionState {
  public:
   using Emit = std::function<void(CodexRequestEvent)>;
   // `emit` is copied.
-  CodexRequestDesk(std::string epoch, Emit emit) : epoch_(std::move(epoch)), emit_(std::move(emit)) {}
+  CodexConnectionState(std::string epoch, Emit emit) : epoch_(std::move(epoch)), emit_(std::move(emit)) {}
 
   const std::set<std::string>& connected() const { return connected_; }
 

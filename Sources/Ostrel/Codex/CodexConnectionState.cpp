@@ -1,4 +1,4 @@
-#include "Codex/CodexRequestDesk.h"
+#include "Codex/CodexConnectionState.h"
 
 #include <algorithm>
 #include <utility>
@@ -25,25 +25,25 @@ bool isShownItem(const Json& item) {
 
 }  // namespace
 
-void CodexRequestDesk::joined(const std::string& thread) {
+void CodexConnectionState::joined(const std::string& thread) {
   connected_.insert(thread);
   joining_.reset();
   emit_(codexevent::Connected{epoch_, thread});
 }
 
-void CodexRequestDesk::refused(const std::string& thread) {
+void CodexConnectionState::refused(const std::string& thread) {
   joining_.reset();
   resolveAll(thread, [](const CodexRequest&) { return true; });
   forgetItems(thread, {});
 }
 
-void CodexRequestDesk::leave(const std::string& thread) {
+void CodexConnectionState::leave(const std::string& thread) {
   if (connected_.erase(thread)) emit_(codexevent::Disconnected{epoch_, thread});
   resolveAll(thread, [](const CodexRequest&) { return true; });
   forgetItems(thread, {});
 }
 
-void CodexRequestDesk::turns(const std::string& thread, const Json& page) {
+void CodexConnectionState::turns(const std::string& thread, const Json& page) {
   const Json* const data = json::member(page, "data");
   if (!data || !data->is_array()) return;
   for (const Json& turn : *data) {
@@ -53,7 +53,7 @@ void CodexRequestDesk::turns(const std::string& thread, const Json& page) {
   }
 }
 
-void CodexRequestDesk::item(const std::string& thread, const Json& item) {
+void CodexConnectionState::item(const std::string& thread, const Json& item) {
   auto id = json::string(item, "id");
   if (!id || !follows(thread) || !isShownItem(item)) return;
   forgetItems(thread, id);
@@ -75,7 +75,7 @@ void CodexRequestDesk::item(const std::string& thread, const Json& item) {
   if (asked) tellItem(subject);
 }
 
-void CodexRequestDesk::forgetItems(const std::string& thread, const std::optional<std::string>& id) {
+void CodexConnectionState::forgetItems(const std::string& thread, const std::optional<std::string>& id) {
   std::erase_if(items_, [&](const Item& item) {
     const bool gone = item.thread == thread && (!id || item.id == *id);
     if (gone) itemBytes_ -= item.bytes.size();
@@ -83,14 +83,14 @@ void CodexRequestDesk::forgetItems(const std::string& thread, const std::optiona
   });
 }
 
-void CodexRequestDesk::tellItem(const std::string& subject) {
+void CodexConnectionState::tellItem(const std::string& subject) {
   for (const Item& item : items_) {
     if (subject == item.thread + ":" + item.id)
       emit_(codexevent::Item{epoch_, item.thread, item.id, item.bytes});
   }
 }
 
-void CodexRequestDesk::event(std::string bytes) {
+void CodexConnectionState::event(std::string bytes) {
   const auto message = CodexMessage::parse(bytes);
   if (!message || message->method.empty() || !message->params) return;
   if (auto asked = CodexRequest::parse(*message, epoch_)) {
@@ -133,7 +133,7 @@ void CodexRequestDesk::event(std::string bytes) {
   }
 }
 
-void CodexRequestDesk::request(CodexRequest request) {
+void CodexConnectionState::request(CodexRequest request) {
   if (!follows(request.threadID)) return;
   const std::string key = request.id();
   const auto known = pending_.find(key);
@@ -149,7 +149,7 @@ void CodexRequestDesk::request(CodexRequest request) {
 }
 
 template <class Over>
-void CodexRequestDesk::resolveAll(const std::string& thread, Over over) {
+void CodexConnectionState::resolveAll(const std::string& thread, Over over) {
   for (auto next = pending_.begin(); next != pending_.end();) {
     const auto open = next++;
     if (open->second.threadID != thread || !over(open->second)) continue;
@@ -162,8 +162,9 @@ void CodexRequestDesk::resolveAll(const std::string& thread, Over over) {
   }
 }
 
-std::optional<std::string> CodexRequestDesk::answer(const CodexRequest& request, const std::string& result,
-                                                    const std::set<std::string>& desired) {
+std::optional<std::string> CodexConnectionState::answer(const CodexRequest& request,
+                                                        const std::string& result,
+                                                        const std::set<std::string>& desired) {
   const std::string key = request.id();
   const auto open = pending_.find(key);
   if (request.epoch != epoch_ || !connected_.contains(request.threadID) ||
