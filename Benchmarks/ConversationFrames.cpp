@@ -385,8 +385,10 @@ class Conversations final : private TranscriptSource {
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
   DesktopScreens screens_{loop_};
+  InterfaceState edgeShown_;
   EdgeState edge_{{loop_, panels_, screens_, pointer_, preferences_},
                   model_,
+                  edgeShown_,
                   {.select = [this](const HerdrAgent& agent, bool seen) { open(agent, seen); },
                    .stopOutput = [this] { client_.actions().close(); }}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};

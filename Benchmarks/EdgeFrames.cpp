@@ -16,7 +16,7 @@
 #include "Appearance.h"
 #include "DesktopScreens.h"
 #include "NestedLoop.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "RestingMemory.h"
 #include "SampleAgents.h"
 #include "SampleConnections.h"
@@ -173,15 +173,16 @@ class Edge {
   Appearance appearance_{engine_};
   UtilityPanels panels_{loop_, engine_, appearance_, false};
   DesktopScreens screens_{loop_};
-  EdgeState edge_{
-      {loop_, panels_, screens_, pointer_, preferences_}, model_, {[](const HerdrAgent&, bool) {}, [] {}}};
+  InterfaceState shown_;
+  EdgeState edge_{{loop_, panels_, screens_, pointer_, preferences_},
+                  model_,
+                  shown_,
+                  {[](const HerdrAgent&, bool) {}, [] {}}};
   BridgeParts parts_{model_, edge_, screens_, preferences_, [] {}};
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
-  SelectorBridge selector_{parts_};
   SampleConnections facts_{false};
-  ConnectionsBridge connections_{parts_, facts_};
-  PanelBridge panel_{model_, selector_, connections_};
+  PanelBridge panel_{shown_, panelPages(parts_, {facts_})};
 };
 
 }  // namespace

@@ -60,8 +60,10 @@ class EdgeStateTest : public testing::Test {
   FakeDesktop desktop_;
   HerdrAgent agent_ = agentOf("a");
   std::string conversation_;
+  InterfaceState shown_;
   EdgeState edge_{{loop_, desktop_, desktop_, desktop_, preferences_},
                   model_,
+                  shown_,
                   {[this](const HerdrAgent&, bool seen) { conversation_ += seen ? "seen " : "shown "; },
                    [this] { conversation_ += "stopped "; }}};
 };
@@ -71,12 +73,12 @@ TEST_F(EdgeStateTest, TheRailComesAfterAMomentInTheHandleAndLeavesAfterLonger) {
   EXPECT_EQ(at(kAway, 1s), "n") << "only passed through";
   EXPECT_FALSE(desktop_.moved || loop_.nextTimer()) << "nothing runs at rest";
   EXPECT_EQ(in(notch, 60ms), "nr");
-  EXPECT_TRUE(*model_.railExpanded && *model_.notchAway);
+  EXPECT_TRUE(*shown_.railExpanded && *shown_.notchAway);
   EXPECT_EQ(shownAfter(240ms), "r");
   at(kAway, 299ms);
   EXPECT_EQ(in(rail, 10s), "r") << "it came back in time";
   EXPECT_EQ(at(kAway, 300ms), "nr");
-  EXPECT_FALSE(*model_.railExpanded || *model_.notchAway);
+  EXPECT_FALSE(*shown_.railExpanded || *shown_.notchAway);
   EXPECT_EQ(in(notch, 1s), "r") << "the reversal cancelled what the leaving had planned";
 }
 
@@ -90,7 +92,7 @@ TEST_F(EdgeStateTest, AHoveredPageIsAPreviewUntilItIsClicked) {
   EXPECT_EQ(clickInto(panel), "rP");
   EXPECT_FALSE(desktop_.moved) << "where the pointer is makes no difference any more";
   edge_.openPage(RailPage::agents);
-  EXPECT_FALSE(*model_.isPanelVisible);
+  EXPECT_FALSE(*shown_.isPanelVisible);
   loop_.runFor(99ms);
   edge_.openPage(RailPage::agents);
   EXPECT_EQ(shownAfter(1s), "rP") << "the end of a fading does not take away what came back";
@@ -121,13 +123,13 @@ TEST_F(EdgeStateTest, MenusSheetsAndDialogsKeepEverythingOpen) {
   edge_.menuOpened();
   edge_.clicked(kAway);
   EXPECT_EQ(at(kAway, 10s), "rp");
-  model_.showingNewSession.set(true);
+  edge_.showNewSession(true);
   edge_.menuClosed();
   edge_.clicked(kAway);
   edge_.toggleVisibility();
   EXPECT_EQ(shownAfter(10s), "rP");
   desktop_.dialog = true;
-  model_.showingNewSession.set(false);
+  edge_.showNewSession(false);
   edge_.clicked(kAway);
   EXPECT_EQ(shownAfter(10s), "rP");
 }
@@ -144,11 +146,11 @@ TEST_F(EdgeStateTest, AMenuKeepsWhatWasChosenAndNothingComesBelowIt) {
        std::initializer_list<Duration>{10ms, 5s}) {  // as it goes, and as the pointer wanders from row to row
     loop_.runFor(later);
     edge_.hoverPage(RailPage::agents);
-    EXPECT_EQ(*model_.selectedTab, PanelTab::connections) << "the pointer was left there by the menu";
+    EXPECT_EQ(shown_.page->tab, PanelTab::connections) << "the pointer was left there by the menu";
   }
   edge_.leaveRail();
   edge_.hoverPage(RailPage::agents);
-  EXPECT_EQ(*model_.selectedTab, PanelTab::agents) << "it came back";
+  EXPECT_EQ(shown_.page->tab, PanelTab::agents) << "it came back";
 
   edge_.hidePanel();
   EXPECT_EQ(at(kAway, 1s), "n");
@@ -197,6 +199,16 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
     EXPECT_TRUE(shownAfter(later).ends_with('P')) << "started again by somebody who looks for it";
     EXPECT_TRUE(edge_.visible());
   }
+}
+
+TEST_F(EdgeStateTest, WithoutAScreenNoConversationIsFollowed) {
+  previewPage();
+  desktop_.screen.reset();
+  edge_.hoverAgent(agent_, true);
+  EXPECT_EQ(shownAfter(60ms), "rp");
+  edge_.openAgent(agent_);
+  EXPECT_EQ(conversation_, "") << "nobody would see it";
+  EXPECT_EQ(at(kAway, 1s), "n") << "and the preview of the list goes as ever";
 }
 
 edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }

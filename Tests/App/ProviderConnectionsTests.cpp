@@ -74,15 +74,16 @@ class ProviderConnectionsTest : public testing::Test {
   Desktop desktop_;
   FakeAgents agents_;
   OstrelModel model_{agents_};
+  InterfaceState shown_;
   BackgroundPool pool_;
   TerminalLauncher terminal_{pool_, tools_, desktop_, folder_.path() / "data"};
-  ProviderConnections connections_{{loop_, pool_, tools_, terminal_, desktop_}, model_};
+  ProviderConnections connections_{{loop_, pool_, tools_, terminal_, desktop_}, model_, shown_};
 };
 
 TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
   connections_.connect(AgentProvider::codex);
   EXPECT_TRUE(
-      loop_.waitUntil([&] { return *model_.statusMessage == "Install Codex, then refresh connections."; }));
+      loop_.waitUntil([&] { return *model_.statusMessage() == "Install Codex, then refresh connections."; }));
   connections_.refreshConnections();
   EXPECT_TRUE(loop_.waitUntil([&] { return connections_.idle(); }));
   EXPECT_EQ(codex(), missing);
@@ -100,10 +101,10 @@ TEST_F(ProviderConnectionsTest, FollowTheInstalledTool) {
   // A sign-in is watched while somebody looks, for two minutes in all.
   connections_.connect(AgentProvider::codex);
   const auto message = "Could not open Terminal: launch-Connect Codex.command"s;
-  EXPECT_TRUE(loop_.waitUntil([&] { return *model_.statusMessage == message; }));
+  EXPECT_TRUE(loop_.waitUntil([&] { return *model_.statusMessage() == message; }));
   EXPECT_FALSE(loop_.nextTimer()) << "nobody looks";
-  model_.selectedTab.set(PanelTab::connections);
-  model_.isPanelVisible.set(true);
+  shown_.page.set({PanelTab::connections});
+  shown_.isPanelVisible.set(true);
   for (std::size_t i = 1; i <= ProviderConnections::kSignInChecks; ++i) {
     loop_.runFor(3s);
     ASSERT_EQ(codex(), otherAccount) << "no flicker";

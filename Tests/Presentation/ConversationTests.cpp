@@ -61,8 +61,11 @@ class ConversationTest : public testing::Test {
   FakeAgents agents_;
   FakeDesktop desktop_;
   OstrelModel model_{agents_};
-  EdgeState edge_{
-      {loop_, desktop_, desktop_, desktop_, preferences_}, model_, {[](const auto&, bool) {}, [] {}}};
+  InterfaceState edgeShown_;
+  EdgeState edge_{{loop_, desktop_, desktop_, desktop_, preferences_},
+                  model_,
+                  edgeShown_,
+                  {[](const auto&, bool) {}, [] {}}};
   FakeConversation fake_;
   SelectedConversation& shown_ = fake_.content;
   std::optional<HerdrAgent>& open_ = fake_.open_;

@@ -13,11 +13,13 @@
 #include "App/OstrelSetting.h"
 #include "Appearance.h"
 #include "Offscreen.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "Runtime/UniqueFd.h"
+#include "SelectorBridge.h"
 #include "Support/FakeAgents.h"
 #include "Support/FakeDesktop.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/TemporaryFolder.h"
 #include "Support/VirtualLoop.h"
 #include "UtilityPanel.h"
 
@@ -95,6 +97,13 @@ class EdgeViewsTest : public testing::Test {
   BridgeParts parts() {
     return {model_, edge_, desktop_, preferences_, [] {}};
   }
+  std::vector<PanelPage> agentPage() {
+    std::vector<PanelPage> pages;
+    pages.push_back({RailPage::agents, QStringLiteral("Agents"),
+                     viewUrl(QStringLiteral("AgentSelectorPanel")),
+                     std::make_unique<SelectorBridge>(parts())});
+    return pages;
+  }
 
   QApplication& application_ = offscreen();
   VirtualLoop loop_;
@@ -103,9 +112,11 @@ class EdgeViewsTest : public testing::Test {
   OstrelModel model_{agents_};
   FakeDesktop desktop_;
   std::string opened_;
+  InterfaceState shown_;
   EdgeState edge_{
       {loop_, desktop_, desktop_, desktop_, preferences_},
       model_,
+      shown_,
       {[this](const HerdrAgent& agent, bool seen) { opened_ += agent.paneID + (seen ? "!" : ""); }, [] {}}};
   QQmlEngine engine_;
   Appearance appearance_{engine_};
@@ -116,9 +127,9 @@ TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
   agents_.agents[0].title = "<img src=\"" + listener.url() + "\">";
   agents_.agents[1].provider = "<img src='" + listener.url() + "'>";
   agents_.agents[2].context = "/work/<img src='" + listener.url() + "'>";
-  SelectorBridge selector(parts());
+  PanelBridge pages(shown_, agentPage());
   QQuickView panel(&engine_, nullptr);
-  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  open(panel, "OstrelView", pages, {0, 0, 416, 400});
   ASSERT_EQ(rows(panel, "agentRow").size(), 3u);
   const auto end = std::chrono::steady_clock::now() + 400ms;  // a picture is asked for within a few
   while (std::chrono::steady_clock::now() < end) {
@@ -129,9 +140,9 @@ TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
 
 TEST_F(EdgeViewsTest, APreviewFollowsThePointerFromRowToRowBothWays) {
   edge_.openPage(RailPage::agents);
-  SelectorBridge selector(parts());
+  PanelBridge pages(shown_, agentPage());
   QQuickView panel(&engine_, nullptr);
-  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 400});
+  open(panel, "OstrelView", pages, {0, 0, 416, 400});
   const auto places = rows(panel, "agentRow");
   ASSERT_EQ(places.size(), 3u);
   for (const std::size_t row : {0u, 1u, 2u, 1u, 0u}) {
@@ -169,14 +180,14 @@ TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
       move(view, place);
       loop_.runFor(30ms);
     }
-    EXPECT_FALSE(*model_.isPanelVisible);
+    EXPECT_FALSE(*shown_.isPanelVisible);
     loop_.runFor(60ms);
-    EXPECT_TRUE(*model_.isPanelVisible);
+    EXPECT_TRUE(*shown_.isPanelVisible);
     edge_.hidePanel();
     move(view, places[0]);
     move(view, {1, 1});
     loop_.runFor(200ms);
-    EXPECT_FALSE(*model_.isPanelVisible) << "it left in time";
+    EXPECT_FALSE(*shown_.isPanelVisible) << "it left in time";
     desktop_.pointer = {300, 850};
     desktop_.report();
     loop_.runFor(1s);
@@ -209,14 +220,14 @@ TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
 TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
   agents_.agents.clear();
   edge_.openPage(RailPage::agents);
-  SelectorBridge selector(parts());
+  PanelBridge pages(shown_, agentPage());
   QQuickView panel(&engine_, nullptr);
-  open(panel, "AgentSelectorPanel", selector, {0, 0, 416, 256});
-  const auto summary = [&] { return texts(panel, "selectorSummary").join(QLatin1Char('|')); };
+  open(panel, "OstrelView", pages, {0, 0, 416, 256});
+  const auto summary = [&] { return texts(panel, "pageSummary").join(QLatin1Char('|')); };
   EXPECT_EQ(summary(), QStringLiteral("0 agents · all quiet"));
   EXPECT_TRUE(rows(panel, "listProblems").empty());
   const int height = desktop_.frames[EdgeWindow::panel].height;
-  model_.problems.set({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
+  model_.setProblems({"Local discovery unavailable: <b>ps</b> ended with status 1", "Codex: no"});
   edge_.settingsChanged();
   settle();
   EXPECT_EQ(summary(), QStringLiteral("No agents found"));
@@ -225,6 +236,45 @@ TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
             QStringList({QStringLiteral("Local discovery unavailable: <b>ps</b> ended with status 1"),
                          QStringLiteral("Codex: no")}));
   EXPECT_GT(desktop_.frames[EdgeWindow::panel].height, height) << "there is room for them";
+}
+
+// A row in the table is all that the panel must know of a page.
+TEST_F(EdgeViewsTest, APageIsReachedByItsRowAlone) {
+  const TemporaryFolder folder;
+  const auto file = folder.write("MadeUpPage.qml", R"(
+    import QtQuick
+    import "qrc:/qt/qml/Ostrel"
+    PanelPage {
+      required property QtObject bridge
+      objectName: "madeUpPage"
+      summary: bridge.objectName
+    })");
+  std::vector<PanelPage> pages = agentPage();
+  auto* const bridge = new QObject;
+  bridge->setObjectName(QStringLiteral("What its bridge says"));
+  pages.push_back({{PanelTab::notes},
+                   QStringLiteral("Made up"),
+                   QUrl::fromLocalFile(QString::fromStdString(file.string())),
+                   std::unique_ptr<QObject>(bridge)});
+  PanelBridge panel(shown_, std::move(pages));
+  QQuickView view(&engine_, nullptr);
+  open(view, "OstrelView", panel, {0, 0, 416, 400});
+  EXPECT_TRUE(rows(view, "madeUpPage").empty()) << "made when it is opened";
+  edge_.openPage({PanelTab::notes});
+  settle();
+  EXPECT_EQ(rows(view, "madeUpPage").size(), 1u);
+  EXPECT_EQ(texts(view, "page"),
+            QStringList({QStringLiteral("Made up"), QStringLiteral("What its bridge says")}));
+  EXPECT_TRUE(rows(view, "agentRow").empty());
+  for (const RailPage other : {RailPage::agents, RailPage{PanelTab::settings}}) {
+    edge_.openPage(other);
+    // A list makes its rows as it is drawn.
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    while (rows(view, "agentRow").size() < 3 && std::chrono::steady_clock::now() < end)
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(rows(view, "agentRow").size(), 3u) << "also in the place of a page that there is not";
+    EXPECT_TRUE(rows(view, "madeUpPage").empty());
+  }
 }
 
 }  // namespace

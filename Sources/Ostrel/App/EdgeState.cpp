@@ -8,13 +8,10 @@
 namespace ostrel {
 
 // Following the pointer, and what the views and the desktop ask for. The windows themselves:
-// EdgeWindowSteps.cpp.
+// EdgeStateWindows.cpp.
 
-EdgeState::EdgeState(Ports ports, OstrelModel& model, Conversation conversation)
-    : ports_(ports),
-      model_(model),
-      conversation_(std::move(conversation)),
-      newSession_(model.showingNewSession.observe([this] { reconsider(); })) {
+EdgeState::EdgeState(Ports ports, OstrelModel& model, InterfaceState& shown, Conversation conversation)
+    : ports_(ports), model_(model), shown_(shown), conversation_(std::move(conversation)) {
   model_.onLayout = [this] { layout(); };
 }
 
@@ -22,11 +19,11 @@ EdgeState::~EdgeState() { model_.onLayout = {}; }
 
 void EdgeState::start() {
   layout();
-  if (edgeEnabled_) show(EdgeWindow::notch);
+  if (visible()) ports_.windows.show(EdgeWindow::notch, false);
 }
 
 void EdgeState::pointerEnteredNotch() {
-  if (!edgeEnabled_ || railRevealed_) return;
+  if (edge_ != Edge::handle) return;
   if (!hoverStarted_) hoverStarted_ = ports_.loop.now();
   track();
 }
@@ -35,14 +32,14 @@ void EdgeState::keyWindowChanged() { reconsider(); }
 
 // What the pointer was about to bring out stays in: windows that come or go take an open menu with them.
 void EdgeState::menuOpened() {
-  menuTracking_ = true;
+  menu_ = Menu::open;
   hoverStarted_.reset();
   pageTimer_.reset();
   agentTimer_.reset();
 }
 
 void EdgeState::menuClosed() {
-  menuTracking_ = false;
+  menu_ = Menu::none;
   menuClosed_ = ports_.loop.now();
   departureStarted_.reset();
   reconsider();
@@ -50,61 +47,63 @@ void EdgeState::menuClosed() {
 
 void EdgeState::screensChanged() {
   layout();
-  if (agentVisible_) positionAgentWindow();
+  if (live_ != Presence::closed) positionAgentWindow();
   reconsider();
 }
 
 void EdgeState::settingsChanged() { layout(); }
 
 void EdgeState::clicked(Point place) {
-  if (!*model_.isPanelVisible || *model_.showingNewSession || menuTracking_ || ports_.windows.hasDialog())
+  if (panel_ == Presence::closed || *shown_.showingNewSession || menu_ == Menu::open ||
+      ports_.windows.hasDialog())
     return;
   const auto holds = [&](EdgeWindow window) { return frame(window) && frame(window)->contains(place); };
-  if (holds(EdgeWindow::panel) || holds(EdgeWindow::rail) || (agentVisible_ && holds(EdgeWindow::agent)))
-    return;
+  const bool live = live_ != Presence::closed;
+  if (holds(EdgeWindow::panel) || holds(EdgeWindow::rail) || (live && holds(EdgeWindow::agent))) return;
   hidePanel();
 }
 
 void EdgeState::hoverPage(std::optional<RailPage> page) {
   pageTimer_.reset();
-  if (!page || *model_.showingNewSession || menuTracking_) return;
-  if (menuClosed_ && ports_.loop.now() - *menuClosed_ < kMenuLeaves) leftByMenu_ = true;
-  if (leftByMenu_) return;
-  if (*model_.isPanelVisible) {
+  if (!page || *shown_.showingNewSession || menu_ == Menu::open) return;
+  if (menuClosed_ && ports_.loop.now() - *menuClosed_ < kMenuLeaves) menu_ = Menu::leftPointer;
+  if (menu_ == Menu::leftPointer) return;
+  if (panel_ != Presence::closed) {
     turnTo(*page);
   } else if (ports_.preferences.boolean(OstrelSetting::openOnHover)) {
     pageTimer_ = ports_.loop.after(kPageDelay, [this, page = *page] {
-      if (!railRevealed_ || *model_.isPanelVisible) return;
+      if (edge_ != Edge::rail || panel_ != Presence::closed) return;
       turnTo(page);
-      revealPanel(true);
+      revealPanel(Presence::preview);
     });
   }
 }
 
-void EdgeState::leaveRail() { leftByMenu_ = false; }
+void EdgeState::leaveRail() {
+  if (menu_ == Menu::leftPointer) menu_ = Menu::none;
+}
 
 void EdgeState::hoverPill(bool inside) {
   pillTimer_.reset();
   if (inside) {
-    model_.pillExpanded.set(true);
+    shown_.pillExpanded.set(true);
   } else {
-    pillTimer_ = ports_.loop.after(rail::kPillDelay, [this] { model_.pillExpanded.set(false); });
+    pillTimer_ = ports_.loop.after(rail::kPillDelay, [this] { shown_.pillExpanded.set(false); });
   }
 }
 
 void EdgeState::openPage(RailPage page) {
   pageTimer_.reset();
-  const bool same = *model_.selectedTab == page.tab && *model_.showingUsage == page.usage;
-  if (*model_.isPanelVisible && !panelOpenedByHover_ && same) {
+  if (panel_ == Presence::open && *shown_.page == page) {
     hidePanel();
     return;
   }
   turnTo(page);
-  revealPanel(false);
+  revealPanel(Presence::open);
 }
 
 void EdgeState::togglePanel() {
-  if (*model_.isPanelVisible) {
+  if (panel_ != Presence::closed) {
     hidePanel();
   } else {
     openPage(RailPage::agents);
@@ -112,9 +111,9 @@ void EdgeState::togglePanel() {
 }
 
 void EdgeState::presentPanel() {
-  if (!edgeEnabled_) toggleVisibility();
-  if (*model_.isPanelVisible) {
-    revealPanel(false);
+  if (!visible()) toggleVisibility();
+  if (panel_ != Presence::closed) {
+    revealPanel(Presence::open);
   } else {
     openPage(RailPage::agents);
   }
@@ -126,13 +125,14 @@ void EdgeState::hoverAgent(const HerdrAgent& agent, bool inside) {
   agentTimer_.reset();
   hoveredAgent_ = inside ? std::optional(agent.id()) : std::nullopt;
   // Somebody who types into a conversation keeps it.
-  if (!inside || menuTracking_ || ports_.windows.isKey(EdgeWindow::agent)) return;
+  if (!inside || menu_ == Menu::open || ports_.windows.isKey(EdgeWindow::agent)) return;
   agentTimer_ = ports_.loop.after(kAgentDelay, [this, agent] {
-    if (*model_.isPanelVisible && !ports_.windows.isKey(EdgeWindow::agent)) openLive(agent, true);
+    if (panel_ != Presence::closed && !ports_.windows.isKey(EdgeWindow::agent))
+      openLive(agent, Presence::preview);
   });
 }
 
-void EdgeState::openAgent(const HerdrAgent& agent) { openLive(agent, false); }
+void EdgeState::openAgent(const HerdrAgent& agent) { openLive(agent, Presence::open); }
 
 void EdgeState::closeAgent() {
   agentTimer_.reset();
@@ -143,16 +143,16 @@ void EdgeState::closeAgent() {
 void EdgeState::resizeAgent(Size size) {
   agentSize_ = {std::max(size.width, edge::kSmallestAgentWindow.width),
                 std::max(size.height, edge::kSmallestAgentWindow.height)};
-  if (agentVisible_) positionAgentWindow();
+  if (live_ != Presence::closed) positionAgentWindow();
 }
 
 bool EdgeState::keyPressed(PanelKey key) {
-  if (!*model_.isPanelVisible || *model_.showingNewSession) return false;
+  if (panel_ == Presence::closed || *shown_.showingNewSession) return false;
   if (key == PanelKey::close) {
     hidePanel();
     return true;
   }
-  if (*model_.selectedTab != PanelTab::agents || *model_.showingUsage) return false;
+  if (*shown_.page != RailPage::agents) return false;
   if (key != PanelKey::open) {
     model_.moveSelection(key == PanelKey::down);
     return true;
@@ -164,11 +164,15 @@ bool EdgeState::keyPressed(PanelKey key) {
 
 void EdgeState::hoverList(bool inside) { model_.freezeOrder(inside); }
 
+void EdgeState::showNewSession(bool open) {
+  if (shown_.showingNewSession.set(open)) reconsider();
+}
+
 void EdgeState::hideFor(Duration time) {
   hidePanel();
-  if (edgeEnabled_) toggleVisibility();
+  if (visible()) toggleVisibility();
   unhideTimer_ = ports_.loop.after(time, [this] {
-    if (!edgeEnabled_) toggleVisibility();
+    if (!visible()) toggleVisibility();
   });
 }
 
@@ -207,9 +211,9 @@ void EdgeState::reconsider() {
 
 // A panel that was clicked stays wherever the pointer is, and the rail with it.
 bool EdgeState::needsPointer() const {
-  if (livePreview_) return true;
-  if (!edgeEnabled_) return false;
-  return railRevealed_ ? !*model_.isPanelVisible || panelOpenedByHover_ : hoverStarted_.has_value();
+  if (live_ == Presence::preview) return true;
+  if (edge_ == Edge::rail) return panel_ != Presence::open;
+  return edge_ == Edge::handle && hoverStarted_;
 }
 
 void EdgeState::update() {
@@ -217,9 +221,9 @@ void EdgeState::update() {
   lookTimer_.reset();
   nextLook_.reset();
   followLivePreview();
-  if (edgeEnabled_ && railRevealed_) {
+  if (edge_ == Edge::rail) {
     followRail();
-  } else if (edgeEnabled_) {
+  } else if (edge_ == Edge::handle) {
     followNotch();
   }
   if (!needsPointer()) {
@@ -244,24 +248,24 @@ bool EdgeState::isOver(EdgeWindow window, int dx, int dy) const {
 }
 
 void EdgeState::followNotch() {
-  if (menuTracking_ || !isOver(EdgeWindow::notch, 0, 0)) {
+  if (menu_ == Menu::open || !isOver(EdgeWindow::notch, 0, 0)) {
     hoverStarted_.reset();
   } else if (passed(hoverStarted_, kNotchDelay)) {
-    setRailRevealed(true);
+    setEdge(Edge::rail);
   }
 }
 
 void EdgeState::followLivePreview() {
-  if (!livePreview_) return;
+  if (live_ != Presence::preview) return;
   if (ports_.windows.isKey(EdgeWindow::agent)) {
     // A click into it: from here on it is a window like any other, and its agent has been looked at.
-    livePreview_ = false;
-    panelOpenedByHover_ = false;
+    live_ = Presence::open;
+    keepPanel();
     liveDeparture_.reset();
     if (liveAgent_) conversation_.select(*liveAgent_, true);
     return;
   }
-  if (isOver(EdgeWindow::agent, 12, 8) || isOver(EdgeWindow::panel, 12, 8) || menuTracking_) {
+  if (isOver(EdgeWindow::agent, 12, 8) || isOver(EdgeWindow::panel, 12, 8) || menu_ == Menu::open) {
     liveDeparture_.reset();
   } else if (passed(liveDeparture_, kDeparture)) {
     closeLive();
@@ -269,18 +273,17 @@ void EdgeState::followLivePreview() {
 }
 
 void EdgeState::followRail() {
-  const bool panelVisible = *model_.isPanelVisible;
-  if (panelOpenedByHover_ && ports_.windows.isKey(EdgeWindow::panel)) panelOpenedByHover_ = false;
+  if (ports_.windows.isKey(EdgeWindow::panel)) keepPanel();
   const bool overSomething = isOver(EdgeWindow::rail, 6, 8) || isOver(EdgeWindow::notch, 0, 0) ||
-                             (panelVisible && isOver(EdgeWindow::panel, 12, 8)) ||
-                             (agentVisible_ && isOver(EdgeWindow::agent, 12, 8));
-  const bool mayLeave = !overSomething && (!panelVisible || panelOpenedByHover_) &&
-                        !*model_.showingNewSession && !menuTracking_;
+                             (panel_ != Presence::closed && isOver(EdgeWindow::panel, 12, 8)) ||
+                             (live_ != Presence::closed && isOver(EdgeWindow::agent, 12, 8));
+  const bool mayLeave =
+      !overSomething && panel_ != Presence::open && !*shown_.showingNewSession && menu_ != Menu::open;
   if (!mayLeave) {
     departureStarted_.reset();
   } else if (passed(departureStarted_, kDeparture)) {
-    if (panelOpenedByHover_) hidePanel();
-    setRailRevealed(false);
+    if (panel_ == Presence::preview) hidePanel();
+    setEdge(Edge::handle);
   }
 }
 

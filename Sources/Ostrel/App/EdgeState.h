@@ -13,8 +13,8 @@
 #include <optional>
 
 #include "App/EdgeGeometry.h"
+#include "App/InterfaceState.h"
 #include "App/OstrelModel.h"
-#include "App/RailPages.h"
 #include "Platform/EdgeWindows.h"
 #include "Platform/Pointer.h"
 #include "Platform/Preferences.h"
@@ -58,7 +58,8 @@ class EdgeState {
     // Ends the refreshing of what is shown.
     std::function<void()> stopOutput;
   };
-  EdgeState(Ports ports, OstrelModel& model, Conversation conversation);
+  // `shown` is written by this object alone. Both it and the model outlive it.
+  EdgeState(Ports ports, OstrelModel& model, InterfaceState& shown, Conversation conversation);
   EdgeState(const EdgeState&) = delete;
   EdgeState& operator=(const EdgeState&) = delete;
   ~EdgeState();
@@ -91,18 +92,29 @@ class EdgeState {
   void hoverList(bool inside);  // the rows must not move below the pointer
   // A key in the panel; false when it meant nothing there, and may mean something to a field.
   bool keyPressed(PanelKey key);
-  void hidePanel();  // the sheet for a new agent keeps it open
+  void hidePanel();                // the sheet for a new agent keeps it open
+  void showNewSession(bool open);  // that sheet came or went
   void toggleVisibility();
   // Takes the edge away for that long. Not remembered: a new launch shows it.
   void hideFor(Duration time);
   void offerUpdate(bool offered);
 
-  bool visible() const { return edgeEnabled_; }
-  bool railRevealed() const { return railRevealed_; }
+  // What the views show of all this.
+  const InterfaceState& shown() const { return shown_; }
+  bool visible() const { return edge_ != Edge::hidden; }
+  bool railRevealed() const { return edge_ == Edge::rail; }
   // Present counts, for the views that lay out the rail.
   edge::Counts counts() const;
 
  private:
+  // What stands at the edge of the screen.
+  enum class Edge { hidden, handle, rail };
+  // The panel and the conversation window, each for itself. A preview goes with the pointer.
+  enum class Presence { closed, preview, open };
+  // The program's own menu. Where one has gone it may have left the pointer on the rail: what the pointer is
+  // on there then means nothing until it has left the rail.
+  enum class Menu { none, open, leftPointer };
+
   void update();
   void reconsider();
   void track();
@@ -114,17 +126,18 @@ class EdgeState {
   void followNotch();
   void followRail();
 
-  void setRailRevealed(bool reveal);
+  void setEdge(Edge edge);
+  void moveRail();
   void turnTo(RailPage page);
-  void revealPanel(bool hoverPreview);
-  void openLive(const HerdrAgent& agent, bool preview);
+  bool setPanel(Presence presence);
+  void revealPanel(Presence presence);
+  void keepPanel();
+  void openLive(const HerdrAgent& agent, Presence presence);
   void closeLive();
 
   void layout();
   void positionAgentWindow();
   void place(EdgeWindow window, const Rect& frame);
-  void show(EdgeWindow window, bool key = false);
-  void hide(EdgeWindow window);
   std::optional<Rect>& frame(EdgeWindow window) { return frames_[static_cast<std::size_t>(window)]; }
   const std::optional<Rect>& frame(EdgeWindow window) const {
     return frames_[static_cast<std::size_t>(window)];
@@ -133,20 +146,18 @@ class EdgeState {
 
   Ports ports_;
   OstrelModel& model_;
+  InterfaceState& shown_;
   Conversation conversation_;
   std::array<std::optional<Rect>, 4> frames_;  // by window, as placed
   Size agentSize_ = edge::kAgentWindowSize;
   bool updateOffered_ = false;
 
-  bool edgeEnabled_ = true;
-  bool railRevealed_ = false;
-  bool menuTracking_ = false;
-  std::optional<TimePoint> menuClosed_;
-  bool leftByMenu_ = false;              // the pointer, on the rail: what it is on there means nothing
-  bool panelOpenedByHover_ = false;      // a preview that has not been clicked
-  bool agentVisible_ = false;            // the conversation window
-  bool livePreview_ = false;             // it is a preview
+  Edge edge_ = Edge::handle;
+  Presence panel_ = Presence::closed;
+  Presence live_ = Presence::closed;     // the conversation window
   std::optional<HerdrAgent> liveAgent_;  // what it shows
+  Menu menu_ = Menu::none;
+  std::optional<TimePoint> menuClosed_;
   std::optional<TimePoint> hoverStarted_;
   std::optional<TimePoint> departureStarted_;
   std::optional<TimePoint> liveDeparture_;
@@ -163,7 +174,6 @@ class EdgeState {
   std::optional<std::string> hoveredAgent_;  // the id of the one below the pointer
   Timer panelOutTimer_;
   Timer unhideTimer_;
-  Subscription newSession_;
 };
 
 }  // namespace ostrel

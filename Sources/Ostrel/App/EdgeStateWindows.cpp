@@ -5,102 +5,117 @@
 
 namespace ostrel {
 
-void EdgeState::setRailRevealed(bool reveal) {
-  if (reveal == railRevealed_) return;
-  railRevealed_ = reveal;
+void EdgeState::setEdge(Edge edge) {
+  const bool was = railRevealed();
+  edge_ = edge;
+  if (railRevealed() != was) moveRail();
+}
+
+// The rail comes out, or goes.
+void EdgeState::moveRail() {
+  const bool reveal = railRevealed();
   hoverStarted_.reset();
   departureStarted_.reset();
   ports_.windows.takeClicks(EdgeWindow::rail, reveal);
   if (reveal) {
     track();
-    show(EdgeWindow::rail);
+    ports_.windows.show(EdgeWindow::rail, false);
   } else {
-    model_.railExpanded.set(false);
+    shown_.railExpanded.set(false);
     hoverPill(false);
-    show(EdgeWindow::notch);
+    ports_.windows.show(EdgeWindow::notch, false);
   }
   // A window must be on the screen before what it shows can move.
   turnTimer_ = ports_.loop.after({}, [this] {
-    model_.railExpanded.set(railRevealed_);
-    model_.notchAway.set(railRevealed_);
+    shown_.railExpanded.set(railRevealed());
+    shown_.notchAway.set(railRevealed());
   });
-  settleTimer_ = ports_.loop.after(motion(reveal ? kNotchLeaves : kRailLeaves),
-                                   [this] { hide(railRevealed_ ? EdgeWindow::notch : EdgeWindow::rail); });
+  settleTimer_ = ports_.loop.after(motion(reveal ? kNotchLeaves : kRailLeaves), [this] {
+    ports_.windows.hide(railRevealed() ? EdgeWindow::notch : EdgeWindow::rail);
+  });
 }
 
 void EdgeState::turnTo(RailPage page) {
-  model_.showingUsage.set(page.usage);
-  if (!model_.selectedTab.set(page.tab)) return;
+  if (!shown_.page.set(page)) return;
   layout();
   reconsider();
 }
 
-void EdgeState::revealPanel(bool hoverPreview) {
+// True when the panel came or went.
+bool EdgeState::setPanel(Presence presence) {
+  panel_ = presence;
+  return shown_.isPanelVisible.set(presence != Presence::closed);
+}
+
+// A click: it stays from here on.
+void EdgeState::keepPanel() {
+  if (panel_ == Presence::preview) panel_ = Presence::open;
+}
+
+void EdgeState::revealPanel(Presence presence) {
   layout();
   if (!frame(EdgeWindow::panel)) return;  // no screen
-  panelOpenedByHover_ = hoverPreview;
   panelOutTimer_.reset();
-  if (model_.isPanelVisible.set(true)) {
+  if (setPanel(presence)) {
     const Duration length = motion(kPanelComes);
     ports_.windows.animate(
         EdgeWindow::panel,
         {.from = 0, .to = 1, .slide = length > Duration::zero() ? kPanelSlide : 0, .duration = length});
   }
-  show(EdgeWindow::panel, !hoverPreview);
+  ports_.windows.show(EdgeWindow::panel, presence == Presence::open);
   reconsider();
 }
 
 void EdgeState::hidePanel() {
   agentTimer_.reset();
-  if (livePreview_) closeLive();
-  if (*model_.showingNewSession) return;
+  if (live_ == Presence::preview) closeLive();
+  if (*shown_.showingNewSession) return;
   pageTimer_.reset();
-  panelOpenedByHover_ = false;
-  model_.keyboardSelection.set(std::nullopt);
+  model_.clearSelection();
   model_.freezeOrder(false);  // the list may never hear that the pointer left it
-  if (model_.isPanelVisible.set(false)) {
+  if (setPanel(Presence::closed)) {
     const Duration length = motion(kPanelLeaves);
     ports_.windows.animate(EdgeWindow::panel, {.from = 1, .to = 0, .duration = length});
-    panelOutTimer_ = ports_.loop.after(length, [this] { hide(EdgeWindow::panel); });
+    panelOutTimer_ = ports_.loop.after(length, [this] { ports_.windows.hide(EdgeWindow::panel); });
   }
   reconsider();
 }
 
-void EdgeState::openLive(const HerdrAgent& agent, bool preview) {
+void EdgeState::openLive(const HerdrAgent& agent, Presence presence) {
   agentTimer_.reset();
-  livePreview_ = preview;
-  liveDeparture_.reset();
-  liveAgent_ = agent;
-  conversation_.select(agent, !preview);
-  if (!preview) panelOpenedByHover_ = false;
   positionAgentWindow();
   if (!frame(EdgeWindow::agent)) return;  // no screen
-  show(EdgeWindow::agent, !preview);
+  live_ = presence;
+  liveDeparture_.reset();
+  liveAgent_ = agent;
+  conversation_.select(agent, presence == Presence::open);
+  if (presence == Presence::open) keepPanel();
+  ports_.windows.show(EdgeWindow::agent, presence == Presence::open);
   reconsider();
 }
 
 void EdgeState::closeLive() {
-  if (agentVisible_) hide(EdgeWindow::agent);
+  if (live_ != Presence::closed) ports_.windows.hide(EdgeWindow::agent);
+  live_ = Presence::closed;
   conversation_.stopOutput();
   liveAgent_.reset();
-  livePreview_ = false;
   liveDeparture_.reset();
 }
 
 void EdgeState::toggleVisibility() {
-  if (*model_.showingNewSession) {
-    show(EdgeWindow::panel, true);
+  if (*shown_.showingNewSession) {
+    ports_.windows.show(EdgeWindow::panel, true);
     return;
   }
-  edgeEnabled_ = !edgeEnabled_;
-  if (edgeEnabled_) {
+  if (!visible()) {
+    setEdge(Edge::handle);
     layout();
-    show(EdgeWindow::notch);
+    ports_.windows.show(EdgeWindow::notch, false);
   } else {
-    setRailRevealed(false);
+    setEdge(Edge::hidden);
     hoverStarted_.reset();
-    hide(EdgeWindow::rail);
-    hide(EdgeWindow::notch);
+    ports_.windows.hide(EdgeWindow::rail);
+    ports_.windows.hide(EdgeWindow::notch);
     hidePanel();
   }
 }
@@ -109,7 +124,7 @@ edge::Counts EdgeState::counts() const {
   const int agents = model_.agentCount();
   return {.agents = agents,
           .lights = agents,
-          .selectorRows = model_.selectorRowCount() + static_cast<int>(model_.problems->size()),
+          .selectorRows = model_.selectorRowCount() + static_cast<int>(model_.problems()->size()),
           .notchLights = ports_.preferences.boolean(OstrelSetting::notchLights),
           .updateOffered = updateOffered_};
 }
@@ -119,8 +134,8 @@ void EdgeState::layout() {
   if (!screen) return;
   const edge::Counts present = counts();
   const Rect rail = edge::railFrame(*screen, present);
-  const Rect panel = edge::panelFrame(*screen, rail, *model_.selectedTab, present);
-  model_.selectorWidth.set(panel.width - 16);
+  const Rect panel = edge::panelFrame(*screen, rail, shown_.page->tab, present);
+  shown_.selectorWidth.set(panel.width - 16);
   place(EdgeWindow::notch, edge::notchFrame(*screen, present));
   place(EdgeWindow::rail, rail);
   place(EdgeWindow::panel, panel);
@@ -137,16 +152,6 @@ void EdgeState::place(EdgeWindow window, const Rect& rect) {
   if (frame(window) == rect) return;
   frame(window) = rect;
   ports_.windows.place(window, rect);
-}
-
-void EdgeState::show(EdgeWindow window, bool key) {
-  if (window == EdgeWindow::agent) agentVisible_ = true;
-  ports_.windows.show(window, key);
-}
-
-void EdgeState::hide(EdgeWindow window) {
-  if (window == EdgeWindow::agent) agentVisible_ = false;
-  ports_.windows.hide(window);
 }
 
 Duration EdgeState::motion(Duration length) const {

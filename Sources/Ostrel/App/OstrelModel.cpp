@@ -105,7 +105,7 @@ std::string OstrelModel::selectorSummary() const {
   if (working > 0) pieces.push_back(fmt::format("{} working", working));
   if (done > 0) pieces.push_back(fmt::format("{} done", done));
   if (!pieces.empty()) return fmt::format("{}", fmt::join(pieces, " · "));
-  if (lights.empty() && !problems->empty()) return "No agents found";
+  if (lights.empty() && !problems_->empty()) return "No agents found";
   return lights.size() == 1 ? "1 agent · all quiet" : fmt::format("{} agents · all quiet", lights.size());
 }
 
@@ -122,17 +122,17 @@ void OstrelModel::moveSelection(bool down) {
   if (order.empty()) return;
   const auto last = order.size() - 1;
   std::size_t next = down ? 0 : last;
-  const auto chosen = std::ranges::find(order, keyboardSelection->value_or(""));
+  const auto chosen = std::ranges::find(order, keyboardSelection_->value_or(""));
   if (chosen != order.end()) {
     const auto at = static_cast<std::size_t>(chosen - order.begin());
     next = down ? std::min(at + 1, last) : at - std::min<std::size_t>(at, 1);
   }
-  keyboardSelection.set(order[next]);
+  keyboardSelection_.set(order[next]);
 }
 
 std::optional<HerdrAgent> OstrelModel::selectedAgent() const {
   for (const LitAgent& lit : source_.list().agents) {
-    if (lit.id() == *keyboardSelection) return lit.agent();
+    if (lit.id() == *keyboardSelection_) return lit.agent();
   }
   return std::nullopt;
 }

@@ -1,5 +1,5 @@
-// The one object that the interface binds to: the agents in the order in which they are shown, and the little
-// state of the interface that is not about agents. Main thread only.
+// The one object that the interface binds to: the agents in the order in which they are shown, which of them
+// the keyboard has chosen, and the words about them. Main thread only.
 //
 // The lists are computed at each call, of the agents and lights that were delivered last. Views ask again at
 // each delivery.
@@ -8,10 +8,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
-#include "App/EdgeGeometry.h"
 #include "Client/LitAgents.h"
 #include "Runtime/Published.h"
 
@@ -55,6 +55,10 @@ class OstrelModel {
   // The agent that the keyboard has chosen, while it is there.
   std::optional<HerdrAgent> selectedAgent() const;
 
+  void clearSelection() { keyboardSelection_.set(std::nullopt); }
+  // The id of the chosen agent.
+  const Published<std::optional<std::string>>& keyboardSelection() const { return keyboardSelection_; }
+
   // Keeps the list in the order it has now, while the pointer is in it; new agents go to the end of their
   // group.
   void freezeOrder(bool freeze);
@@ -67,18 +71,12 @@ class OstrelModel {
   // Called at the end of each delivery.
   std::function<void(const LitList&)> onAgents;
 
-  // State of the interface. Who decides it writes it here, views read it.
-  Published<int> selectorWidth;  // points
-  Published<PanelTab> selectedTab{PanelTab::agents};
-  Published<std::optional<std::string>> keyboardSelection;  // the id of an agent
-  Published<bool> showingUsage;                             // in the place of the agent list
-  Published<bool> showingNewSession;  // the sheet for a new agent, which keeps its panel open
-  Published<bool> railExpanded;       // the rail's rows are in
-  Published<bool> pillExpanded;       // the pill shows its pages
-  Published<bool> notchAway;          // the handle has slid off
-  Published<bool> isPanelVisible;
-  Published<std::optional<std::string>> statusMessage;  // one line about what was asked for
-  Published<std::vector<std::string>> problems;         // why the list may not be whole
+  // One line about what the person has asked for.
+  const Published<std::optional<std::string>>& statusMessage() const { return statusMessage_; }
+  void say(std::string status) { statusMessage_.set(std::move(status)); }
+  // Why the list may not be whole.
+  const Published<std::vector<std::string>>& problems() const { return problems_; }
+  void setProblems(std::vector<std::string> problems) { problems_.set(std::move(problems)); }
 
  private:
   void deliver();
@@ -87,6 +85,9 @@ class OstrelModel {
   LitSource& source_;
   ChangeSignal changes_;
   std::optional<std::vector<std::string>> frozenOrder_;
+  Published<std::optional<std::string>> keyboardSelection_;
+  Published<std::optional<std::string>> statusMessage_;
+  Published<std::vector<std::string>> problems_;
   Subscription deliveries_;
 };
 

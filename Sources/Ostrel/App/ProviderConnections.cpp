@@ -42,11 +42,12 @@ const Provider& about(AgentProvider id) {
 
 }  // namespace
 
-ProviderConnections::ProviderConnections(Ports ports, OstrelModel& model)
+ProviderConnections::ProviderConnections(Ports ports, OstrelModel& model, const InterfaceState& shown)
     : ports_(ports),
       model_(model),
-      panel_(model.isPanelVisible.observe([this] { followSignIn(); })),
-      tab_(model.selectedTab.observe([this] { followSignIn(); })),
+      shown_(shown),
+      panel_(shown.isPanelVisible.observe([this] { followSignIn(); })),
+      page_(shown.page.observe([this] { followSignIn(); })),
       tasks_(ports.loop) {}
 
 ConnectionState ProviderConnections::ofCodex(int status, std::string_view output) {
@@ -123,10 +124,10 @@ Task<void> ProviderConnections::signIn(AgentProvider id) {
   const auto found = co_await find(provider.command);
   if (!found) {
     tasks_.start(openGuide(provider.guide));
-    model_.statusMessage.set(provider.install);
+    model_.say(provider.install);
     co_return;
   }
-  model_.statusMessage.set("Finish signing in in your browser. The connection updates automatically.");
+  model_.say("Finish signing in in your browser. The connection updates automatically.");
   tasks_.start(openTerminal(provider.signIn, provider.connect));
   signInChecks_ = kSignInChecks;
   followSignIn();
@@ -159,7 +160,7 @@ Task<void> ProviderConnections::search() {
 }
 
 bool ProviderConnections::watched() const {
-  return *model_.isPanelVisible && *model_.selectedTab == PanelTab::connections;
+  return *shown_.isPanelVisible && shown_.page->tab == PanelTab::connections;
 }
 
 // Only while somebody looks: so the two minutes are two minutes of watching, and a hidden panel costs
@@ -192,7 +193,7 @@ Task<void> ProviderConnections::openTerminal(std::string command, std::string na
   try {
     co_await ports_.terminal.openTerminal(std::move(command), std::move(name));
   } catch (const Failure& failure) {
-    model_.statusMessage.set(failure.message());
+    model_.say(failure.message());
   }
 }
 

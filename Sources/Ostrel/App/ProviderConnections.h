@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "Agents/HerdrAgent.h"
+#include "App/InterfaceState.h"
 #include "App/OstrelModel.h"
 #include "App/TerminalLauncher.h"
 #include "Discovery/CommandLineTools.h"
@@ -41,8 +42,8 @@ class ProviderConnections {
   // Herdr's executable is looked for at most this often, unless the person has chosen another.
   static constexpr Duration kSearchInterval = std::chrono::seconds(5);
 
-  // `model` says whether the connections are looked at, and shows what was asked of the person.
-  ProviderConnections(Ports ports, OstrelModel& model);
+  // `model` shows what was asked of the person, `shown` says whether the connections are looked at.
+  ProviderConnections(Ports ports, OstrelModel& model, const InterfaceState& shown);
 
   // No entry for a provider before its first check. A state gives way to the next without `checking` in
   // between, except `missing`.
@@ -85,6 +86,7 @@ class ProviderConnections {
 
   Ports ports_;
   OstrelModel& model_;
+  const InterfaceState& shown_;
   std::set<AgentProvider> pending_;
   std::optional<TimePoint> lastActivation_;
   std::string chosenHerdr_;
@@ -93,7 +95,7 @@ class ProviderConnections {
   int signInChecks_ = 0;  // still to be made
   Timer refreshTimer_;
   Subscription panel_;
-  Subscription tab_;
+  Subscription page_;
   TaskScope tasks_;
 };
 

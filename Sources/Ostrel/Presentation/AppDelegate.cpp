@@ -65,12 +65,12 @@ AppDelegate::AppDelegate(DesktopParts parts)
       model_(samples_ ? static_cast<LitSource&>(samples_->agents) : parts_.client.agents()),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
-      providers_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_),
+      providers_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_, shown_),
       connections_(providers_, parts_.client.herdr()),
       panels_(parts_.loop, engine_, appearance_, parts_.fixture),
       screens_(parts_.loop),
       input_({parts_.loop, [this] { return pointer(); }, application_.wayland()}),
-      edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_,
+      edge_({parts_.loop, panels_, screens_, input_, parts_.preferences}, model_, shown_,
             {.select = [this](const HerdrAgent& agent, bool markSeen) { open(agent, markSeen); },
              .stopOutput = [this] { closeConversation(); }}),
       notifications_(parts_.complain),
@@ -89,9 +89,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
                .closed = [this] { edge_.menuClosed(); }}),
       notch_(bridgeParts()),
       rail_(bridgeParts()),
-      selector_(bridgeParts()),
-      connectionsPage_(bridgeParts(), connections_),
-      panel_(model_, selector_, connectionsPage_),
+      panel_(shown_, panelPages(bridgeParts(), {connections_})),
       conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationParts(),
                     [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 
@@ -118,7 +116,7 @@ void AppDelegate::makeWindows() {
   shortcut_.update();
   if (!samples_) {
     const auto& report = parts_.client.report();
-    const auto tell = [this, &report] { model_.problems.set(report->problems); };
+    const auto tell = [this, &report] { model_.setProblems(report->problems); };
     problems_ = report.observe(tell);
     tell();
   }
@@ -176,9 +174,9 @@ void AppDelegate::followClicks() {
   });
   const auto update = [this] {
     clicks_.reset();
-    if (*model_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
+    if (*shown_.isPanelVisible) clicks_ = input_.observeClicks([this](Point place) { edge_.clicked(place); });
   };
-  panelVisible_ = model_.isPanelVisible.observe(update);
+  panelVisible_ = shown_.isPanelVisible.observe(update);
 }
 
 void AppDelegate::followActivation() {

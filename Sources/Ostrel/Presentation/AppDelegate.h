@@ -23,7 +23,7 @@
 #include "DesktopSounds.h"
 #include "EdgeBridges.h"
 #include "NestedLoop.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "SampleConversation.h"
 #include "StatusItem.h"
 #include "UtilityPanels.h"
@@ -84,6 +84,7 @@ class AppDelegate final : public Desktop {
   NestedLoop loop_;
   std::unique_ptr<Samples> samples_;  // in the place of the client's agents
   OstrelModel model_;
+  InterfaceState shown_;
   TerminalLauncher terminal_;
   ProviderConnections providers_;
   Connections connections_;
@@ -101,8 +102,6 @@ class AppDelegate final : public Desktop {
   StatusItem status_;
   NotchBridge notch_;
   RailBridge rail_;
-  SelectorBridge selector_;
-  ConnectionsBridge connectionsPage_;
   PanelBridge panel_;
   ConversationBridge conversation_;
   Registration clicks_;

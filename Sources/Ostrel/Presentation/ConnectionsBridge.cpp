@@ -11,12 +11,13 @@ namespace ostrel {
 ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource& source)
     : parts_(std::move(parts)), source_(source) {
   // Where Herdr is, is looked for on the disk: only for somebody who sees it.
-  const auto look = [this] {
-    if (*parts_.model.isPanelVisible && *parts_.model.selectedTab == PanelTab::connections) refresh();
+  const InterfaceState& shown = parts_.edge.shown();
+  const auto look = [this, &shown] {
+    if (*shown.isPanelVisible && shown.page->tab == PanelTab::connections) refresh();
   };
-  subscriptions_.push_back(parts_.model.isPanelVisible.observe(look));
-  subscriptions_.push_back(parts_.model.selectedTab.observe(look));
-  subscriptions_.push_back(parts_.model.statusMessage.observe([this] { Q_EMIT changed(); }));
+  subscriptions_.push_back(shown.isPanelVisible.observe(look));
+  subscriptions_.push_back(shown.page.observe(look));
+  subscriptions_.push_back(parts_.model.statusMessage().observe([this] { Q_EMIT changed(); }));
   subscriptions_.push_back(source_.observe(look));
 }
 
@@ -36,7 +37,7 @@ void ConnectionsBridge::refresh() {
   Q_EMIT changed();
 }
 
-QString ConnectionsBridge::message() const { return words::of(parts_.model.statusMessage->value_or("")); }
+QString ConnectionsBridge::message() const { return words::of(parts_.model.statusMessage()->value_or("")); }
 
 QString ConnectionsBridge::executable() const { return words::of(source_.executable()); }
 

@@ -23,7 +23,7 @@ QString kindName(RailItem::Kind kind) {
 
 NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
-  subscriptions_.push_back(parts_.model.notchAway.observe([this] { Q_EMIT awayChanged(); }));
+  subscriptions_.push_back(parts_.edge.shown().notchAway.observe([this] { Q_EMIT awayChanged(); }));
   refresh();
 }
 
@@ -46,7 +46,7 @@ void NotchBridge::refresh() {
 
 RailBridge::RailBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
-  subscriptions_.push_back(parts_.model.railExpanded.observe([this] { Q_EMIT expandedChanged(); }));
+  subscriptions_.push_back(parts_.edge.shown().railExpanded.observe([this] { Q_EMIT expandedChanged(); }));
   refresh();
 }
 

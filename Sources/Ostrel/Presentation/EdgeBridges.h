@@ -40,7 +40,7 @@ class NotchBridge final : public QObject {
   RowModel* lights() { return &lights_; }
   int more() const { return more_; }  // agents without a light there
   QString summary() const { return summary_; }
-  bool away() const { return *parts_.model.notchAway; }
+  bool away() const { return *parts_.edge.shown().notchAway; }
   // After a change of the model or of a setting.
   void refresh();
 
@@ -75,7 +75,7 @@ class RailBridge final : public QObject {
   RowModel* items() { return &items_; }
   int contentHeight() const { return contentHeight_; }  // points, of what there is to show
   int offset() const { return offset_; }                // from the window's top, so that it stands centred
-  bool expanded() const { return *parts_.model.railExpanded; }
+  bool expanded() const { return *parts_.edge.shown().railExpanded; }
   void refresh();
 
   Q_INVOKABLE int entranceDelay(int index) const;  // milliseconds

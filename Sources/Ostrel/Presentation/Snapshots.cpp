@@ -13,7 +13,7 @@
 #include "App/OstrelSetting.h"
 #include "Appearance.h"
 #include "ConversationBridge.h"
-#include "PanelBridges.h"
+#include "PanelPages.h"
 #include "Runtime/Failure.h"
 #include "SampleAgents.h"
 #include "SampleConnections.h"
@@ -67,15 +67,13 @@ class Studio {
   Studio(MainLoop& loop, Preferences& preferences, std::size_t agents, bool dark)
       : samples_(agents),
         model_(samples_),
-        edge_({loop, desktop_, desktop_, desktop_, preferences}, model_,
+        edge_({loop, desktop_, desktop_, desktop_, preferences}, model_, edgeShown_,
               {[](const HerdrAgent&, bool) {}, [] {}}),
         parts_{model_, edge_, desktop_, preferences, [] {}},
         notch_(parts_),
         rail_(parts_),
-        selector_(parts_),
         facts_(agents > 0),
-        connections_(parts_, facts_),
-        panel_(model_, selector_, connections_),
+        panel_(edgeShown_, panelPages(parts_, {facts_})),
         open_(samples_, asks_),
         loop_(loop),
         conversation_(loop, pool_, parts_, {open_, open_, asks_, urls_, {}}),
@@ -85,7 +83,7 @@ class Studio {
     appearance_.setReducedMotion(true);
     appearance_.setComposited(true);
     edge_.start();
-    model_.railExpanded.set(true);
+    edgeShown_.railExpanded.set(true);
     if (agents > 0) {
       model_.moveSelection(true);
       model_.moveSelection(true);
@@ -225,13 +223,12 @@ class Studio {
   SampleAgents samples_;
   StillDesktop desktop_;
   OstrelModel model_;
+  InterfaceState edgeShown_;
   EdgeState edge_;
   BridgeParts parts_;
   NotchBridge notch_;
   RailBridge rail_;
-  SelectorBridge selector_;
   SampleConnections facts_;
-  ConnectionsBridge connections_;
   PanelBridge panel_;
   BackgroundPool pool_;
   SampleRequests asks_;

@@ -30,10 +30,14 @@ bool managerHeedsRefusal() {
 
 }  // namespace
 
+QUrl viewUrl(const QString& component) {
+  return QUrl(QStringLiteral("qrc:/qt/qml/Ostrel/%1.qml").arg(component));
+}
+
 void loadView(QQuickView& window, const QString& component, QObject& bridge) {
   window.setResizeMode(QQuickView::SizeRootObjectToView);
   window.setInitialProperties({{QStringLiteral("bridge"), QVariant::fromValue(&bridge)}});
-  window.setSource(QUrl(QStringLiteral("qrc:/qt/qml/Ostrel/%1.qml").arg(component)));
+  window.setSource(viewUrl(component));
   if (window.rootObject()) return;
   const auto found = window.errors();
   throw Failure("the view could not be made: " +

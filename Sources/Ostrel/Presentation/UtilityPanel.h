@@ -13,6 +13,8 @@
 
 namespace ostrel {
 
+// Where the program's own QML component of that name is.
+QUrl viewUrl(const QString& component);
 // Fills the window with the QML component of that name, which requires the property `bridge`. Throws
 // `Failure` when it can't be made.
 void loadView(QQuickView& window, const QString& component, QObject& bridge);

@@ -2,13 +2,27 @@ import QtQuick
 import Ostrel
 
 // The agent list: what there is in a line, then the agents by project.
-FocusScope {
+PanelPage {
     id: root
 
     required property SelectorBridge bridge
 
     objectName: "agentSelectorPanel"
-    focus: true
+    summary: bridge.summary
+    hints: [
+        KeyHint {
+            keys: "↑ ↓"
+            meaning: "Choose"
+        },
+        KeyHint {
+            keys: "↵"
+            meaning: "Open"
+        },
+        KeyHint {
+            keys: "Esc"
+            meaning: "Close"
+        }
+    ]
     Keys.onUpPressed: event => event.accepted = bridge.press(SelectorBridge.Up)
     Keys.onDownPressed: event => event.accepted = bridge.press(SelectorBridge.Down)
     Keys.onReturnPressed: event => event.accepted = bridge.press(SelectorBridge.Open)
@@ -16,48 +30,12 @@ FocusScope {
     Keys.onEscapePressed: event => event.accepted = bridge.press(SelectorBridge.Close)
 
     Column {
-        x: 20
-        y: 18
-        width: root.width - 40
-        spacing: 4
-
-        Text {
-            text: "Agents"
-            textFormat: Text.PlainText
-            color: Theme.text
-            font.pixelSize: Theme.titleSize
-            font.weight: Font.DemiBold
-            Accessible.role: Accessible.Heading
-            Accessible.name: text
-        }
-
-        Text {
-            objectName: "selectorSummary"
-            width: parent.width
-            text: root.bridge.summary
-            textFormat: Text.PlainText
-            color: Theme.secondary
-            elide: Text.ElideRight
-            font.pixelSize: Theme.bodySize
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
-        }
-    }
-
-    Rectangle {
-        y: Theme.headerHeight - 1
-        width: parent.width
-        height: 1
-        color: Theme.hairline
-    }
-
-    Column {
         id: problems
 
         objectName: "listProblems"
-        x: 20
-        y: Theme.headerHeight + 10
-        width: root.width - 40
+        x: Theme.pageMargin
+        y: 10
+        width: root.width - 2 * Theme.pageMargin
         spacing: 6
         visible: root.bridge.problems.length > 0
 
@@ -87,8 +65,7 @@ FocusScope {
 
         objectName: "agentList"
         anchors.fill: parent
-        anchors.topMargin: Theme.headerHeight + (problems.visible ? problems.height + 14 : 0)
-        anchors.bottomMargin: Theme.footerHeight
+        anchors.topMargin: problems.visible ? problems.height + 14 : 0
         topMargin: 6
         bottomMargin: 6
         clip: true
@@ -148,34 +125,6 @@ FocusScope {
             anchors.horizontalCenter: parent.horizontalCenter
             text: "Connections"
             onChosen: root.bridge.openConnections()
-        }
-    }
-
-    Rectangle {
-        anchors.bottom: parent.bottom
-        anchors.bottomMargin: Theme.footerHeight
-        width: parent.width
-        height: 1
-        color: Theme.hairline
-    }
-
-    Row {
-        anchors.horizontalCenter: parent.horizontalCenter
-        anchors.bottom: parent.bottom
-        height: Theme.footerHeight
-        spacing: 18
-
-        KeyHint {
-            keys: "↑ ↓"
-            meaning: "Choose"
-        }
-        KeyHint {
-            keys: "↵"
-            meaning: "Open"
-        }
-        KeyHint {
-            keys: "Esc"
-            meaning: "Close"
         }
     }
 }

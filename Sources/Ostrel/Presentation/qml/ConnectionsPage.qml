@@ -2,79 +2,47 @@ import QtQuick
 import Ostrel
 
 // The page of connections: the providers' sign-ins, the link with Herdr, and where Herdr is.
-FocusScope {
+PanelPage {
     id: root
 
     required property ConnectionsBridge bridge
 
     objectName: "connectionsPage"
-    focus: true
+    summary: bridge.message !== "" ? bridge.message : "Accounts of your agents, and Herdr"
+    summarySize: Theme.captionSize + 1
+    summaryLines: 2
+    actions: [
+        PushButton {
+            objectName: "showAgents"
+            anchors.verticalCenter: parent.verticalCenter
+            text: "Agents"
+            onChosen: root.bridge.showAgents()
+        },
+        CloseButton {
+            anchors.verticalCenter: parent.verticalCenter
+            onChosen: root.bridge.close()
+        }
+    ]
+    hints: [
+        KeyHint {
+            keys: "Tab"
+            meaning: "Choose"
+        },
+        KeyHint {
+            keys: "↵"
+            meaning: "Press"
+        },
+        KeyHint {
+            keys: "Esc"
+            meaning: "Close"
+        }
+    ]
     Keys.onEscapePressed: bridge.close()
-
-    PushButton {
-        id: back
-
-        objectName: "showAgents"
-        anchors.right: close.left
-        anchors.rightMargin: 8
-        anchors.verticalCenter: close.verticalCenter
-        text: "Agents"
-        onChosen: root.bridge.showAgents()
-    }
-
-    CloseButton {
-        id: close
-
-        anchors.right: parent.right
-        anchors.rightMargin: 12
-        y: 14
-        onChosen: root.bridge.close()
-    }
-
-    Column {
-        x: 20
-        y: 18
-        width: back.x - 32
-        spacing: 4
-
-        Text {
-            text: "Connections"
-            textFormat: Text.PlainText
-            color: Theme.text
-            font.pixelSize: Theme.titleSize
-            font.weight: Font.DemiBold
-            Accessible.role: Accessible.Heading
-            Accessible.name: text
-        }
-
-        Text {
-            objectName: "connectionsMessage"
-            width: parent.width
-            text: root.bridge.message !== "" ? root.bridge.message : "Accounts of your agents, and Herdr"
-            textFormat: Text.PlainText
-            color: Theme.secondary
-            wrapMode: Text.WordWrap
-            maximumLineCount: 2
-            elide: Text.ElideRight
-            font.pixelSize: Theme.captionSize + 1
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
-        }
-    }
-
-    Rectangle {
-        y: Theme.headerHeight - 1
-        width: parent.width
-        height: 1
-        color: Theme.hairline
-    }
 
     Flickable {
         id: page
 
         anchors.fill: parent
-        anchors.topMargin: Theme.headerHeight
-        anchors.bottomMargin: Theme.footerHeight
         contentHeight: content.implicitHeight + 8
         clip: true
         boundsBehavior: Flickable.StopAtBounds
@@ -126,34 +94,6 @@ FocusScope {
                 text: root.bridge.session
                 onEdited: text => root.bridge.session = text
             }
-        }
-    }
-
-    Rectangle {
-        anchors.bottom: parent.bottom
-        anchors.bottomMargin: Theme.footerHeight
-        width: parent.width
-        height: 1
-        color: Theme.hairline
-    }
-
-    Row {
-        anchors.horizontalCenter: parent.horizontalCenter
-        anchors.bottom: parent.bottom
-        height: Theme.footerHeight
-        spacing: 18
-
-        KeyHint {
-            keys: "Tab"
-            meaning: "Choose"
-        }
-        KeyHint {
-            keys: "↵"
-            meaning: "Press"
-        }
-        KeyHint {
-            keys: "Esc"
-            meaning: "Close"
         }
     }
 }

@@ -19,25 +19,26 @@ Item {
         height: root.surface.height
 
         Loader {
+            id: page
+
+            function turn() {
+                setSource(root.bridge.view, {
+                    bridge: root.bridge.page,
+                    title: root.bridge.title
+                });
+            }
+
             anchors.fill: parent
             focus: true
-            sourceComponent: root.bridge.showsConnections ? connections : agents
+            Component.onCompleted: turn()
         }
     }
 
-    Component {
-        id: agents
+    Connections {
+        target: root.bridge
 
-        AgentSelectorPanel {
-            bridge: root.bridge.selector
-        }
-    }
-
-    Component {
-        id: connections
-
-        ConnectionsPage {
-            bridge: root.bridge.connections
+        function onPageChanged() {
+            page.turn();
         }
     }
 }

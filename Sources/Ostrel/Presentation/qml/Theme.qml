@@ -75,6 +75,9 @@ QtObject {
     readonly property int rowHeight: 54
     readonly property int headingHeight: 32
     readonly property int headerHeight: 76
+    readonly property int headerTop: 18
+    readonly property int headerLine: 27  // the middle of the heading and of the buttons beside it
+    readonly property int pageMargin: 20
     readonly property int footerHeight: 40
     readonly property int panelRadius: 16
     readonly property int railRadius: 18

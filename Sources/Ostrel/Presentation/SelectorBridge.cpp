@@ -1,4 +1,4 @@
-#include "PanelBridges.h"
+#include "SelectorBridge.h"
 
 #include <unordered_map>
 #include <utility>
@@ -10,8 +10,8 @@ namespace ostrel {
 
 SelectorBridge::SelectorBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
-  subscriptions_.push_back(parts_.model.keyboardSelection.observe([this] { Q_EMIT selectionChanged(); }));
-  subscriptions_.push_back(parts_.model.problems.observe([this] {
+  subscriptions_.push_back(parts_.model.keyboardSelection().observe([this] { Q_EMIT selectionChanged(); }));
+  subscriptions_.push_back(parts_.model.problems().observe([this] {
     refresh();
     Q_EMIT problemsChanged();
   }));
@@ -20,7 +20,7 @@ SelectorBridge::SelectorBridge(BridgeParts parts) : parts_(std::move(parts)) {
 
 QStringList SelectorBridge::problems() const {
   QStringList all;
-  for (const std::string& each : *parts_.model.problems) all.append(words::shown(each));
+  for (const std::string& each : *parts_.model.problems()) all.append(words::shown(each));
   return all;
 }
 
@@ -52,7 +52,9 @@ void SelectorBridge::refresh() {
   Q_EMIT changed();
 }
 
-QString SelectorBridge::selection() const { return words::of(parts_.model.keyboardSelection->value_or("")); }
+QString SelectorBridge::selection() const {
+  return words::of(parts_.model.keyboardSelection()->value_or(""));
+}
 
 int SelectorBridge::selectionRow() const {
   const auto found = std::ranges::find(rows_.rows(), selection(), &Row::key);

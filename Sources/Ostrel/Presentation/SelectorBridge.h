@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "ConnectionsBridge.h"
 #include "EdgeBridges.h"
 
 namespace ostrel {
@@ -56,36 +55,6 @@ class SelectorBridge final : public QObject {
   QString summary_;
   int agents_ = 0;
   std::vector<Subscription> subscriptions_;
-};
-
-// The panel: which page is open, and what each shows.
-class PanelBridge final : public QObject {
-  Q_OBJECT
-  QML_ELEMENT
-  QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::SelectorBridge* selector READ selector CONSTANT)
-  Q_PROPERTY(ostrel::ConnectionsBridge* connections READ connections CONSTANT)
-  Q_PROPERTY(bool showsConnections READ showsConnections NOTIFY pageChanged)
-
- public:
-  PanelBridge(OstrelModel& model, SelectorBridge& selector, ConnectionsBridge& connections)
-      : model_(model),
-        selector_(selector),
-        connections_(connections),
-        tab_(model.selectedTab.observe([this] { Q_EMIT pageChanged(); })) {}
-
-  SelectorBridge* selector() const { return &selector_; }
-  ConnectionsBridge* connections() const { return &connections_; }
-  bool showsConnections() const { return *model_.selectedTab == PanelTab::connections; }
-
- Q_SIGNALS:
-  void pageChanged();
-
- private:
-  OstrelModel& model_;
-  SelectorBridge& selector_;
-  ConnectionsBridge& connections_;
-  Subscription tab_;
 };
 
 }  // namespace ostrel
