@@ -106,7 +106,7 @@ HerdrAgent agentOf(const std::string& transcript) {
   agent.paneID = transcript;
   agent.title = "An agent";
   agent.provider = "claude";
-  agent.state = "blocked";
+  agent.state = AgentState::blocked;
   agent.transcriptReference = transcript;
   agent.transcriptKind = "path";
   return agent;

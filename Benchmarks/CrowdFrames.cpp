@@ -143,7 +143,7 @@ HerdrAgent agentOf(int number, const std::string& transcript) {
   agent.paneID = std::to_string(number);
   agent.title = "Agent " + std::to_string(number);
   agent.provider = "claude";
-  agent.state = "working";
+  agent.state = AgentState::working;
   agent.transcriptReference = transcript;
   agent.transcriptKind = "path";
   return agent;

@@ -39,7 +39,7 @@ struct Machine {
         agent.paneID = source == 2 ? id : fmt::format("{}:pane", random());
         agent.provider = source == 2 ? "codex" : "claude";
         agent.title = fmt::format("Agent number {} of many", i);
-        agent.state = "working";
+        agent.state = AgentState::working;
         agent.context = "/home/someone/projects/one-of-them";
         agent.transcriptReference = id;
         agent.transcriptKind = "id";
@@ -51,7 +51,7 @@ struct Machine {
       for (const HerdrAgent& agent : lists[source]) ids.push_back(agent.id());
     }
     changed = lists[0];
-    for (std::size_t i = 0; i < changed.size(); i += 10) changed[i].state = "done";
+    for (std::size_t i = 0; i < changed.size(); i += 10) changed[i].state = AgentState::done;
   }
   std::array<std::vector<HerdrAgent>, 4> lists;
   std::vector<HerdrAgent> changed;  // the first source, with other states here and there

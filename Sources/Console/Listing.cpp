@@ -18,8 +18,9 @@ using Fields = std::array<std::string, 6>;
 
 Fields fieldsOf(const ShownAgent& shown) {
   const HerdrAgent& agent = shown.agent;
-  Fields fields{agent.id(),  agent.provider, agent.state, std::string(lightName(shown.light)),
-                shown.title, agent.context};
+  Fields fields{
+      agent.id(),  agent.provider, std::string(stateName(agent.state)), std::string(lightName(shown.light)),
+      shown.title, agent.context};
   for (std::string& field : fields) field = text::marked(text::escapeControls(field));
   return fields;
 }
@@ -44,7 +45,7 @@ Json asObject(const ShownAgent& shown) {
   const HerdrAgent& agent = shown.agent;
   Json object{{"id", agent.id()},
               {"provider", agent.provider},
-              {"state", agent.state},
+              {"state", stateName(agent.state)},
               {"light", lightName(shown.light)},
               {"title", shown.title},
               {"context", agent.context},

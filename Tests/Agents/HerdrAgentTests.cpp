@@ -26,6 +26,14 @@ TEST(HerdrAgent, IdentityIsAStoredFormat) {
   EXPECT_EQ(pane("s", "p").commandPrefix(), (std::vector{"--session"s, "s"s}));
 }
 
+TEST(AgentState, ItsNamesAreOfTheWireAndOtherWordsAreUnknown) {
+  for (const char* name : {"unknown", "idle", "done", "working", "blocked"})
+    EXPECT_EQ(stateName(stateNamed(name)), name);
+  for (const char* other : {"", "Working", "paused"}) EXPECT_EQ(stateNamed(other), AgentState::unknown);
+  EXPECT_TRUE(AgentState::blocked > AgentState::working && AgentState::working > AgentState::done &&
+              AgentState::done > AgentState::idle && AgentState::idle > AgentState::unknown);
+}
+
 TEST(HerdrAgent, LooksActiveForTenSecondsAfterItsTranscriptGrew) {
   const WallTime changed{std::chrono::hours(1)};
   HerdrAgent agent = pane("external", "1:x");
@@ -35,7 +43,7 @@ TEST(HerdrAgent, LooksActiveForTenSecondsAfterItsTranscriptGrew) {
   agent.externalProcess = ExternalProcess{};
   EXPECT_TRUE(agent.recentlyActive(changed + 9'999ms));
   EXPECT_FALSE(agent.recentlyActive(changed + 10s));
-  agent.state = "idle";
+  agent.state = AgentState::idle;
   EXPECT_FALSE(agent.recentlyActive(changed)) << "it has told better";
 }
 

@@ -45,7 +45,7 @@ class AgentAlertsTest : public testing::Test {
     for (const std::string& text : agents) {
       const auto light = std::string_view("nwdi").find(text.back() == 'W' ? 'w' : text.back());
       HerdrAgent agent = agentOf(text.substr(0, 1));
-      agent.state = text.back() == 'W' ? "working" : "idle";
+      agent.state = text.back() == 'W' ? AgentState::working : AgentState::idle;
       list.agents.push_back({std::make_shared<ListedAgent>(std::move(agent)), AgentLight(light)});
     }
     alerts_.update(list);

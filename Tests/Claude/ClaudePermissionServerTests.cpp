@@ -109,20 +109,20 @@ TEST_F(ClaudePermissionServerTest, EachRequestEndsOnce) {
   EXPECT_EQ(open().size(), 1u);
 
   using Seen = ClaudePermissionServer::SeenState;
-  const auto ends = [&](std::optional<std::string> state, std::optional<TimePoint> at = {}) {
+  const auto ends = [&](std::optional<AgentState> state, std::optional<TimePoint> at = {}) {
     server.reconcilePermissions([&](std::string_view id) -> std::optional<Seen> {
-      if (id != "s1") return Seen{"idle", loop.now()};
+      if (id != "s1") return Seen{AgentState::idle, loop.now()};
       return state ? std::optional(Seen{*state, at.value_or(loop.now())}) : std::nullopt;
     });
     return stays.ended();
   };
   const TimePoint before = loop.now() - 1ns;
   loop.advance(2s);
-  EXPECT_FALSE(ends("idle")) << "the state may lag";
+  EXPECT_FALSE(ends(AgentState::idle)) << "the state may lag";
   loop.advance(1ns);
-  EXPECT_FALSE(ends("blocked") || ends(std::nullopt));
-  EXPECT_FALSE(ends("idle", before)) << "a scan that hung since before the request came";
-  EXPECT_TRUE(ends("working"));
+  EXPECT_FALSE(ends(AgentState::blocked) || ends(std::nullopt));
+  EXPECT_FALSE(ends(AgentState::idle, before)) << "a scan that hung since before the request came";
+  EXPECT_TRUE(ends(AgentState::working));
   Client last = connect(kBash);
   server.stop();
   EXPECT_TRUE(last.ended() && open().empty() && !fs::exists(path));
@@ -154,13 +154,13 @@ TEST_F(ClaudePermissionServerTest, FormsAreOpenFromOneNoteToTheOther) {
   const TimePoint before = loop.now();
   loop.runFor(29s);
   EXPECT_EQ(left(), 1u);
-  for (const char* state : {"working", "blocked"}) {
+  for (const AgentState state : {AgentState::working, AgentState::blocked}) {
     seen = Seen{state, loop.now()};
-    EXPECT_EQ(left(), 1u) << state;
+    EXPECT_EQ(left(), 1u) << stateName(state);
   }
-  seen = Seen{"idle", before};
+  seen = Seen{AgentState::idle, before};
   EXPECT_EQ(left(), 1u) << "a scan from before the form";
-  seen = Seen{"idle", loop.now()};
+  seen = Seen{AgentState::idle, loop.now()};
   EXPECT_EQ(left(), 0u) << "a turn that was broken off";
   note("gone", "elicitation_dialog");
   seen.reset();

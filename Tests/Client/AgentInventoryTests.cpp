@@ -79,14 +79,15 @@ TEST_F(AgentInventoryTest, AProcessThatNamesAKnownPaneIsThatPane) {
 
 TEST_F(AgentInventoryTest, AFormMakesWorkWaitForThePerson) {
   const auto works = [](HerdrAgent agent, const char* state) {
-    agent.state = state;
+    agent.state = stateNamed(state);
     return agent;
   };
   HerdrAgent remote = works(record("one", "r", path(kFirst)), "working");
   remote.machine.emplace();
   const auto states = [&] {
     std::string text;
-    for (const HerdrAgent& agent : inventory_.merged().all) text += agent.paneID + agent.state + " ";
+    for (const HerdrAgent& agent : inventory_.merged().all)
+      text += agent.paneID + std::string(stateName(agent.state)) + " ";
     return text;
   };
   merged({works(record("one", "p", path(kFirst)), "idle")},
@@ -97,7 +98,8 @@ TEST_F(AgentInventoryTest, AFormMakesWorkWaitForThePerson) {
   const std::string before = states();
   inventory_.formsChanged({kFirst, kSecond});
   EXPECT_EQ(states(), "pblocked 2idle 3working rworking ");
-  EXPECT_EQ(inventory_.reportedState(kFirst), "working") << "a form is none of its session's states";
+  EXPECT_EQ(inventory_.reportedState(kFirst), AgentState::working)
+      << "a form is none of its session's states";
   inventory_.formsChanged({});
   EXPECT_EQ(states(), before);
 }
@@ -136,7 +138,7 @@ TEST_F(AgentInventoryTest, ShowsOneRecordOfAConversation) {
 
 TEST_F(AgentInventoryTest, ARowIsAsUrgentAsTheMostUrgentOfItsConversation) {
   const auto in = [](HerdrAgent agent, const char* state, std::optional<int> since = {}) {
-    agent.state = state;
+    agent.state = stateNamed(state);
     if (since) agent.since = WallTime(std::chrono::seconds(*since));
     return agent;
   };
@@ -146,7 +148,7 @@ TEST_F(AgentInventoryTest, ARowIsAsUrgentAsTheMostUrgentOfItsConversation) {
     const Inventory& list = merged(herdr, external);
     EXPECT_EQ(list.all.size(), 1U);
     const auto& since = list.all[0].since;
-    return fmt::format("{} {} {}", list.all[0].paneID, list.all[0].state,
+    return fmt::format("{} {} {}", list.all[0].paneID, stateName(list.all[0].state),
                        since ? since->time_since_epoch() / std::chrono::seconds(1) : -1);
   };
   EXPECT_EQ(shown({}, {in(one, "idle", 5), in(two, "blocked", 9)}), "1 blocked 9");
@@ -198,7 +200,7 @@ TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
     HerdrAgent agent =
         record(sessions[source], fmt::format("{}", any(20)), conversation(), any(2) ? "claude" : "codex");
     if (any(4) == 0) agent = owned(agent);
-    agent.state = std::array{"blocked", "idle", "unknown"}[any(3)];
+    agent.state = std::array{AgentState::blocked, AgentState::idle, AgentState::unknown}[any(3)];
     if (source == 2) agent = thread(conversation().value_or(kFirst));
     if (source == 3) agent.machine = HerdrMachine{.id = "m", .label = "m", .target = "t", .session = "s"};
     const auto at = list.begin() + static_cast<std::ptrdiff_t>(any(static_cast<unsigned>(list.size()) + 1));

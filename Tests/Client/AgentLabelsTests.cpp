@@ -8,11 +8,11 @@ namespace {
 TEST(AgentLabels, SayHowAnAgentIsDoing) {
   HerdrAgent agent;
   agent.session = "default";
-  agent.state = "idle";
+  agent.state = AgentState::idle;
   EXPECT_EQ(statusLabel(agent, {.connected = true, .output = "x\nHooks need review"}),
             "Hook review required");
   agent.session = "codex-live";
-  agent.state = "blocked";
+  agent.state = AgentState::blocked;
   EXPECT_EQ(statusLabel(agent, {}), "Needs your answer") << "needs no connection";
   EXPECT_EQ(activityLine("a <summary>\nIt ran </summary> b"), "It ran");
   for (const char* plain : {"", "no </summary> <summary>", "<summary> </summary>"})

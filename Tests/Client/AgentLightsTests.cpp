@@ -10,11 +10,11 @@ using namespace std::literals;
 
 const WallTime kLaunch = WallTime(1'700'000'000s);
 
-HerdrAgent agentIn(std::string state, std::optional<WallTime> since = {}) {
+HerdrAgent agentIn(std::string_view state, std::optional<WallTime> since = {}) {
   HerdrAgent agent;
   agent.session = "default";
   agent.paneID = "p1";
-  agent.state = std::move(state);
+  agent.state = stateNamed(state);
   agent.since = since;
   return agent;
 }
@@ -61,7 +61,7 @@ TEST(AgentLights, AGrowingTranscriptLooksLikeWork) {
   const AgentLights lights(kLaunch);
   EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::working);
   EXPECT_EQ(lights.light(agent, kLaunch + 11s), AgentLight::idle);
-  agent.state = "blocked";
+  agent.state = AgentState::blocked;
   EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::needsYou);
 }
 

@@ -26,7 +26,7 @@ HerdrAgent terminal(int pid, const std::string& folder, int started, std::option
   agent.codexTie = CodexTie{at(started), client, {}};
   return agent;
 }
-HerdrAgent thread(int number, const std::string& folder, int made, const char* state = "idle") {
+HerdrAgent thread(int number, const std::string& folder, int made, AgentState state = AgentState::idle) {
   HerdrAgent agent;
   agent.provider = "codex";
   agent.session = "codex-live";
@@ -114,7 +114,7 @@ class CodexRows : public testing::Test {
 };
 
 TEST_F(CodexRows, AThreadThatWaitsIsShownTiedOrByItself) {
-  const HerdrAgent waiting = thread(1, "/a", 1, "blocked");
+  const HerdrAgent waiting = thread(1, "/a", 1, AgentState::blocked);
   EXPECT_EQ(shown({terminal(7, "/a", 0)}, {waiting}), "1@7 | ");
   EXPECT_EQ(inventory_.merged().primary[0].hostLabel(), std::nullopt) << "in a terminal, not in an app";
   const HerdrAgent twin = terminal(8, "/a", 1);

@@ -23,7 +23,8 @@ class HerdrLinkTest : public testing::Test {
   }
   std::vector<std::string> ids() {
     std::vector<std::string> ids;
-    for (const HerdrAgent& agent : *link_.agents()) ids.push_back(agent.id() + " " + agent.state);
+    for (const HerdrAgent& agent : *link_.agents())
+      ids.push_back(agent.id() + " " + std::string(stateName(agent.state)));
     return ids;
   }
   // Runs on, a tenth of a second at a time (commands take real time) until it holds.

@@ -12,12 +12,12 @@ using enum AgentLight;
 
 class LitAgentsTest : public testing::Test, private LitAgents::Round {
  protected:
-  static HerdrAgent agent(const std::string& state) {
+  static HerdrAgent agent(std::string_view state) {
     HerdrAgent agent;
     agent.session = "s";
     agent.paneID = "p";
     agent.title = "A";
-    agent.state = state;
+    agent.state = stateNamed(state);
     return agent;
   }
   void now(const HerdrAgent& agent) {

@@ -171,10 +171,10 @@ TEST(CodexLive, ThreadsBecomeAgents) {
   const auto state = [](const char* type, const Json& flags = Json()) {
     return CodexLive::agent(thread(1, {{"status", {{"type", type}, {"activeFlags", flags}}}})).value().state;
   };
-  EXPECT_EQ(state("active"), "working");
-  EXPECT_EQ(state("active", {"busy", "AWAITing"}), "blocked");
-  EXPECT_EQ(state("idle", {"waitingOnApproval"}), "idle");
-  EXPECT_EQ(state("systemError"), "unknown");
+  EXPECT_EQ(state("active"), AgentState::working);
+  EXPECT_EQ(state("active", {"busy", "AWAITing"}), AgentState::blocked);
+  EXPECT_EQ(state("idle", {"waitingOnApproval"}), AgentState::idle);
+  EXPECT_EQ(state("systemError"), AgentState::unknown);
   for (const Json& hidden : {Json{{"parentThreadId", "x"}}, Json{{"ephemeral", true}}, Json{{"cwd", 1}},
                              Json{{"id", "no-uuid"}}, Json{{"status", {{"type", "notLoaded"}}}}})
     EXPECT_FALSE(CodexLive::agent(thread(1, hidden))) << hidden;
@@ -240,8 +240,8 @@ Json statusOf(int number, const char* type, const Json& flags = Json::array()) {
 std::string shown(const std::vector<HerdrAgent>& agents) {
   std::string all;
   for (const HerdrAgent& agent : agents)
-    all +=
-        agent.paneID.back() + (" " + agent.state) + " " + agent.title + (agent.since ? " changed; " : "; ");
+    all += agent.paneID.back() + (" " + std::string(stateName(agent.state))) + " " + agent.title +
+           (agent.since ? " changed; " : "; ");
   return all;
 }
 
@@ -335,7 +335,7 @@ TEST(CodexDiscovery, WaitsForTheSocketAndPublishesWhatIsTold) {
     if (refuses) throw Failure("Codex refused the local connection.");
     if (!std::filesystem::exists(socket)) return;
     auto works = *CodexLive::agent(thread(2));
-    works.state = "working";
+    works.state = AgentState::working;
     told({});
     told({*CodexLive::agent(thread(1)), works});
     while (!gone) {

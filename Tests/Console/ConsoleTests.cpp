@@ -38,7 +38,7 @@ ShownAgent shownAgent() {
   shown.agent.session = "external";
   shown.agent.paneID = "42:Sun Nov 22 21:51:10 2026";
   shown.agent.provider = "claude";
-  shown.agent.state = "idle";
+  shown.agent.state = AgentState::idle;
   shown.agent.context = "/home/me/a\tb\n";
   shown.agent.since = WallTime(1'700'000'000'250ms);
   shown.agent.externalProcess =

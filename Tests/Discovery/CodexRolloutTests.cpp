@@ -36,19 +36,19 @@ TEST(CodexRolloutParser, BelievesItsLinesHoweverTheyAreCut) {
     CodexRolloutParser parser;
     parser.feed(std::string_view(text).substr(0, cut));
     parser.feed(std::string_view(text).substr(cut));
-    ASSERT_EQ(parser.turn(), (CodexTurn{"idle", kMoment})) << cut;
+    ASSERT_EQ(parser.turn(), (CodexTurn{AgentState::idle, kMoment})) << cut;
   }
   CodexRolloutParser middle(false);
   middle.feed(event("task_complete").substr(1));
-  EXPECT_EQ(middle.turn().state, "unknown") << "the line began before";
+  EXPECT_EQ(middle.turn().state, AgentState::unknown) << "the line began before";
   middle.feed(event("task_started"));
-  EXPECT_EQ(middle.turn().state, "working");
+  EXPECT_EQ(middle.turn().state, AgentState::working);
   std::string unended = event("turn_aborted");
   unended.pop_back();
   middle.feed(unended);
-  EXPECT_EQ(middle.turn().state, "working");
+  EXPECT_EQ(middle.turn().state, AgentState::working);
   middle.feed("\n");
-  EXPECT_EQ(middle.turn().state, "idle");
+  EXPECT_EQ(middle.turn().state, AgentState::idle);
 }
 
 class RolloutFile : public testing::Test {
@@ -56,7 +56,7 @@ class RolloutFile : public testing::Test {
   void append(const std::string& text) { std::ofstream(path_, std::ios::app | std::ios::binary) << text; }
   std::string state(std::optional<bool> mayAsk = {}) {
     const auto turn = rollouts_.look(path_, mayAsk);
-    return turn ? turn->state : "none";
+    return turn ? std::string(stateName(turn->state)) : "none";
   }
   TemporaryFolder folder_;
   const fs::path path_ =
@@ -131,23 +131,23 @@ TEST_F(RolloutFile, LightsFollowItBetweenScans) {
   agent.transcriptKind = "path";
   agent.transcriptReference = path_;
   agent.tellsState = true;
-  agent.state = "working";
+  agent.state = AgentState::working;
   scanned.set({agent});
   ASSERT_EQ(lights.agents()->size(), 1u) << "at once";
-  const auto becomes = [&](const char* state) {
+  const auto becomes = [&](AgentState state) {
     return loop.waitUntil([&] {
       loop.runFor(25ms);
       return lights.agents()->front().state == state;
     });
   };
-  ASSERT_TRUE(becomes("working"));
+  ASSERT_TRUE(becomes(AgentState::working));
   loop.waitUntil([&] { return looks > 0; });
   append(event("task_complete"));
-  ASSERT_TRUE(becomes("idle"));
+  ASSERT_TRUE(becomes(AgentState::idle));
   EXPECT_EQ(lights.agents()->front().since, kMoment);
   agent.title = "a scan that had begun before";
   scanned.set({agent});
-  EXPECT_EQ(lights.agents()->front().state, "idle");
+  EXPECT_EQ(lights.agents()->front().state, AgentState::idle);
   const int before = looks;
   folder_.write("another.jsonl", "x");
   loop.runFor(1min);

@@ -102,7 +102,7 @@ class ExternalAgentsTest : public testing::Test {
                 fmt::format("{}:{}", agent.externalProcess->pid, agent.externalProcess->started));
       EXPECT_TRUE(agent.session == "external" && !agent.acceptsDirectInput && !agent.terminalID);
       lines += fmt::format("{} {} {} {} in {} at {}: {}\n", agent.externalProcess->pid, agent.provider,
-                           agent.state, agent.transcriptKind.value_or("unlinked"),
+                           stateName(agent.state), agent.transcriptKind.value_or("unlinked"),
                            agent.herdrOwned ? "herdr" : agent.externalProcess->hostApp.value_or("nothing"),
                            agent.context, agent.title);
     }
@@ -271,7 +271,8 @@ TEST_F(ExternalAgentsTest, ASessionFileIsToldByTheStartOfItsProcess) {
   file(23, "100", start, R"(,"entrypoint":"sdk-cli")");  // prints
   file(24, "100", start, R"(,"entrypoint":"cli")");
   std::string states;
-  for (const auto& agent : scan()) states += agent.state + " " + agent.transcriptKind.value_or("none") + "; ";
+  for (const auto& agent : scan())
+    states += std::string(stateName(agent.state)) + " " + agent.transcriptKind.value_or("none") + "; ";
   EXPECT_EQ(states, "working id; unknown none; blocked id; working id; unknown id; ");
 }
 

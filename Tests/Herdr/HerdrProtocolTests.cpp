@@ -53,7 +53,7 @@ TEST(HerdrProtocol, AgentsAreLookedUpInOrderOfPlaces) {
   ASSERT_EQ(list.size(), 3u);
   const HerdrAgent& first = list[0];
   EXPECT_EQ(fmt::format("{} {} {} {} {} {} {} {} {}", first.session, first.paneID, first.title,
-                        first.provider, first.state, first.context, first.terminalID.value(),
+                        first.provider, stateName(first.state), first.context, first.terminalID.value(),
                         first.transcriptReference.value(), first.transcriptKind.value()),
             "main p1 Shown codex working /x t1 v id");
   EXPECT_EQ(list[1].title, "Own");
@@ -86,18 +86,21 @@ TEST(HerdrProtocol, PromptsGoOnlyToTheAgentThatWasSeen) {
   seen.paneID = "p";
   seen.terminalID = "t";
   seen.provider = "claude";
-  seen.state = "working";
+  seen.state = AgentState::working;
   HerdrAgent current = seen;
-  current.state = "idle";
+  current.state = AgentState::idle;
   EXPECT_TRUE(HerdrProtocol::canPrompt(current, seen));
   EXPECT_FALSE(HerdrProtocol::canPrompt({}, seen));
-  const std::pair<std::string HerdrAgent::*, const char*> changes[] = {
-      {&HerdrAgent::state, "unknown"}, {&HerdrAgent::provider, "codex"}, {&HerdrAgent::paneID, "q"}};
+  const std::pair<std::string HerdrAgent::*, const char*> changes[] = {{&HerdrAgent::provider, "codex"},
+                                                                       {&HerdrAgent::paneID, "q"}};
   for (const auto& [member, value] : changes) {
     HerdrAgent other = current;
     other.*member = value;
     EXPECT_FALSE(HerdrProtocol::canPrompt(other, seen)) << value;
   }
+  HerdrAgent other = current;
+  other.state = AgentState::unknown;
+  EXPECT_FALSE(HerdrProtocol::canPrompt(other, seen));
   current.terminalID = "u";
   EXPECT_FALSE(HerdrProtocol::canPrompt(current, seen));
   seen.terminalID.reset();

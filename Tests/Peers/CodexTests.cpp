@@ -69,7 +69,8 @@ class RealCodexServer : public testing::Test {
   std::string shown(const std::string& thread) {
     try {
       for (const HerdrAgent& agent : CodexLive::list(socket())) {
-        if (agent.paneID == thread && agent.context == folder_) return agent.state + "|" + agent.title;
+        if (agent.paneID == thread && agent.context == folder_)
+          return std::string(stateName(agent.state)) + "|" + agent.title;
       }
     } catch (const Failure& slow) {
       return slow.message();

@@ -99,7 +99,8 @@ TEST_F(RealClaudePermissions, DoesAsItIsAnswered) {
   EXPECT_TRUE(eventually([&] {
     server.reconcilePermissions([&](std::string_view) -> std::optional<ClaudePermissionServer::SeenState> {
       const auto seen = state();
-      return seen ? std::optional(ClaudePermissionServer::SeenState{*seen, loop.now()}) : std::nullopt;
+      return seen ? std::optional(ClaudePermissionServer::SeenState{stateNamed(*seen), loop.now()})
+                  : std::nullopt;
     });
     return server.requests()->empty();
   }));

@@ -22,7 +22,9 @@ struct FakeConversation final : ConversationSource, AgentActions, UrlOpener {
 
   std::optional<HerdrAgent> agent() const override { return open_; }
   const SelectedConversation& shown() const override { return content; }
-  std::string statusLabel(const HerdrAgent& agent) const override { return agent.state; }
+  std::string statusLabel(const HerdrAgent& agent) const override {
+    return std::string(stateName(agent.state));
+  }
   Subscription observe(ChangeSignal::Observer observer) override {
     return changed.observe(std::move(observer));
   }

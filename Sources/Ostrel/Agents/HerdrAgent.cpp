@@ -107,7 +107,7 @@ std::string HerdrAgent::displayTitle(const Preferences& preferences) const {
 }
 
 bool HerdrAgent::recentlyActive(WallTime now) const {
-  return isExternal() && !tellsState && transcriptKind == "path" && state == "unknown" && since &&
+  return isExternal() && !tellsState && transcriptKind == "path" && state == AgentState::unknown && since &&
          now - *since < kActiveWindow;
 }
 

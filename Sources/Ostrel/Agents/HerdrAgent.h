@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Agents/AgentState.h"
 #include "Platform/Preferences.h"
 #include "Runtime/MainLoop.h"
 
@@ -90,7 +91,7 @@ struct HerdrAgent {
   std::optional<std::string> terminalID;
   std::string title;  // never empty
   std::string provider = "Agent";
-  std::string state = "unknown";          // "blocked", "working", "done", "idle"; others count as "unknown"
+  AgentState state = AgentState::unknown;
   std::string context = "Local session";  // working directory or workspace
   std::optional<WallTime> since;          // when it entered the state, where the source knows
   bool tellsState = false;                // `state` is told by the agent itself, to the moment

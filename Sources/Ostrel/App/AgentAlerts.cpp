@@ -33,7 +33,7 @@ void AgentAlerts::update(const LitList& list) {
   agents_.clear();
   for (const LitAgent& lit : list.agents) {
     lights.insert_or_assign(lit.id(), lit.light);
-    if (lit.agent().state == "working") working.insert(lit.id());
+    if (lit.agent().state == AgentState::working) working.insert(lit.id());
     agents_.insert_or_assign(lit.id(), lit.agent());
   }
   const auto before = std::exchange(previous_, std::move(lights));

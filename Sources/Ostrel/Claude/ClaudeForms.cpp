@@ -26,7 +26,7 @@ void ClaudeForms::reconcile(const StateOfConversation& stateOf, TimePoint now, D
     if (now - at <= lag) return false;
     const auto seen = stateOf(conversation);
     if (!seen) return now - at > kUnknown;
-    return seen->at >= at + lag && seen->state != "working" && seen->state != "blocked";
+    return seen->at >= at + lag && seen->state != AgentState::working && seen->state != AgentState::blocked;
   });
   publish();
 }

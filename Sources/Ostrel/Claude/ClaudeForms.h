@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "Agents/AgentState.h"
 #include "Runtime/MainLoop.h"
 #include "Runtime/Published.h"
 
@@ -21,7 +22,7 @@ namespace ostrel {
 
 // How an agent was seen.
 struct SeenState {
-  std::string state;
+  AgentState state = AgentState::unknown;
   TimePoint at;  // what happened later, whoever looked may not have seen
 };
 // Of the agent that has this conversation id (in lower case), as its own session tells; nothing where there

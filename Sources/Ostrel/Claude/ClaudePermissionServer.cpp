@@ -214,7 +214,8 @@ void ClaudePermissionServer::reconcilePermissions(const StateOf& stateOf) {
   for (const ClaudePermissionRequest& request : open) {
     if (now - request.arrived <= kStateLag) continue;
     const auto seen = stateOf(request.sessionID);
-    if (seen && seen->at >= request.arrived && seen->state != "blocked") finish(request.id, std::nullopt);
+    if (seen && seen->at >= request.arrived && seen->state != AgentState::blocked)
+      finish(request.id, std::nullopt);
   }
   forms_.reconcile(stateOf, now, kStateLag);
 }

@@ -49,19 +49,12 @@ class Conversations {
 
 // A thread that works or waits is shown, and so is one that has done so before our eyes: it has finished.
 bool hasWorked(const HerdrAgent& thread) {
-  return thread.state == "working" || thread.state == "blocked" || thread.since;
-}
-
-int urgency(std::string_view state) {
-  if (state == "blocked") return 4;
-  if (state == "working") return 3;
-  if (state == "done") return 2;
-  return state == "idle" ? 1 : 0;
+  return thread.state == AgentState::working || thread.state == AgentState::blocked || thread.since;
 }
 
 // A terminal that is not shown may be the one that asks: its state counts for the row.
 void raise(HerdrAgent& shown, const HerdrAgent& hidden) {
-  const int more = urgency(hidden.state) - urgency(shown.state);
+  const auto more = hidden.state <=> shown.state;
   if (more > 0) shown.state = hidden.state;
   if (more > 0 || (more == 0 && shown.since && hidden.since > shown.since)) shown.since = hidden.since;
 }
@@ -87,13 +80,13 @@ void AgentInventory::formsChanged(const std::set<std::string>& conversations) {
   merged_.reset();
 }
 
-std::optional<std::string_view> AgentInventory::reportedState(std::string_view conversation) {
+std::optional<AgentState> AgentInventory::reportedState(std::string_view conversation) {
   merged();
-  std::optional<std::string_view> most;
+  std::optional<AgentState> most;
   for (const Source source : {Source::herdr, Source::external, Source::codex}) {
     for (const Entry& entry : of(source).listed) {
       if (entry->conversation != conversation) continue;
-      if (!most || urgency(entry->agent.state) > urgency(*most)) most = entry->agent.state;
+      most = std::max(most.value_or(AgentState::unknown), entry->agent.state);
     }
   }
   return most;
@@ -288,7 +281,7 @@ AgentList::Entry AgentInventory::withHidden(const Entry& entry, const Hidden& hi
   if (begin == end && !form) return entry;
   HerdrAgent agent = entry->agent;
   for (auto each = begin; each != end; ++each) raise(agent, each->second->agent);
-  if (form && agent.state == "working") agent.state = "blocked";
+  if (form && agent.state == AgentState::working) agent.state = AgentState::blocked;
   if (agent == entry->agent) return entry;
   Entry& raised = raised_[entry->id];
   if (!raised || raised->agent != agent || raised->conversation != entry->conversation)

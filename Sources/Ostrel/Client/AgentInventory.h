@@ -50,7 +50,7 @@ class AgentInventory {
   // Conversations of Claude Code on this machine whose terminals show a form.
   void formsChanged(const std::set<std::string>& conversations);
   // The most urgent state in which a source has a conversation of this machine, whatever the list shows.
-  std::optional<std::string_view> reportedState(std::string_view conversation);
+  std::optional<AgentState> reportedState(std::string_view conversation);
 
   // The process of the terminal for which a listed Codex thread stands, as its own source has it; nothing
   // where none is known.

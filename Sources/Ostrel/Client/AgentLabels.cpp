@@ -12,18 +12,18 @@ bool startupAttention(std::string_view output) {
 
 std::string statusLabel(const HerdrAgent& agent, const Circumstances& circumstances) {
   if (agent.isExternal() && !agent.isCodexLive()) {
-    if (agent.state == "working") return "Working";
-    if (agent.state == "blocked") return "Needs your answer in its terminal";
-    if (agent.state == "idle") return "Idle";
+    if (agent.state == AgentState::working) return "Working";
+    if (agent.state == AgentState::blocked) return "Needs your answer in its terminal";
+    if (agent.state == AgentState::idle) return "Idle";
     return circumstances.recentlyActive ? "Working" : "In its own terminal";
   }
   if (!circumstances.connected && !agent.isCodexLive())
     return circumstances.reconnecting ? "Reconnecting" : "Offline";
   if (hookReview(circumstances.output)) return "Hook review required";
   if (startupAttention(circumstances.output)) return "Setup needs attention";
-  if (agent.state == "working") return "Working";
-  if (agent.state == "blocked") return "Needs your answer";
-  if (agent.state == "done") return "Done";
+  if (agent.state == AgentState::working) return "Working";
+  if (agent.state == AgentState::blocked) return "Needs your answer";
+  if (agent.state == AgentState::done) return "Done";
   return "Idle";
 }
 

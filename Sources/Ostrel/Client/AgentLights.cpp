@@ -5,8 +5,8 @@
 namespace ostrel {
 
 AgentLight AgentLights::light(const HerdrAgent& agent, WallTime now) const {
-  if (agent.state == "blocked") return AgentLight::needsYou;
-  if (agent.state == "working" || agent.recentlyActive(now)) return AgentLight::working;
+  if (agent.state == AgentState::blocked) return AgentLight::needsYou;
+  if (agent.state == AgentState::working || agent.recentlyActive(now)) return AgentLight::working;
 
   const std::string id = agent.id();
   std::optional<WallTime> changed = agent.since;
@@ -15,7 +15,7 @@ AgentLight AgentLights::light(const HerdrAgent& agent, WallTime now) const {
     if (change == stateChanges_.end()) return AgentLight::idle;
     changed = change->second.at;
   }
-  if (agent.state != "done" && agent.state != "idle") return AgentLight::idle;
+  if (agent.state != AgentState::done && agent.state != AgentState::idle) return AgentLight::idle;
   const auto seen = seenAt_.find(id);
   return *changed > (seen == seenAt_.end() ? launchedAt_ : seen->second) ? AgentLight::done
                                                                          : AgentLight::idle;
@@ -23,7 +23,7 @@ AgentLight AgentLights::light(const HerdrAgent& agent, WallTime now) const {
 
 void AgentLights::observeStates(const AgentList& agents, WallTime now) {
   for (const auto& listed : agents.entries()) {
-    const std::string& state = listed->agent.state;
+    const AgentState state = listed->agent.state;
     const auto [entry, fresh] = stateChanges_.try_emplace(listed->id, Change{state, kDistantPast});
     if (!fresh && entry->second.state != state) entry->second = {state, now};
   }

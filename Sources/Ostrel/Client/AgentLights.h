@@ -31,7 +31,7 @@ class AgentLights {
 
  private:
   struct Change {
-    std::string state;
+    AgentState state;
     WallTime at;
   };
   WallTime launchedAt_;

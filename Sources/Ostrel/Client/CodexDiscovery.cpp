@@ -95,7 +95,7 @@ CodexLive::Told CodexDiscovery::told() {
 void CodexDiscovery::deliver(std::vector<HerdrAgent> agents, std::optional<std::string> problem) {
   std::set<std::string> active;
   for (const HerdrAgent& agent : agents) {
-    if (agent.state == "working" || agent.state == "blocked") active.insert(agent.paneID);
+    if (agent.state == AgentState::working || agent.state == AgentState::blocked) active.insert(agent.paneID);
   }
   agents_.set(std::move(agents));
   watch_(active);

@@ -125,7 +125,7 @@ void HerdrClient::reconcileRequests() {
             return linkedConversation(agent, preferences_) == conversation;
           });
       const auto state = inventory_.reportedState(conversation).value_or(listed->agent.state);
-      return Seen{std::string(state), scanned ? local_.scannedAt() : loop_.now()};
+      return Seen{state, scanned ? local_.scannedAt() : loop_.now()};
     }
     return std::nullopt;
   });

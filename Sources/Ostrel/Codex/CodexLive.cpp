@@ -48,11 +48,11 @@ std::string complaint(const std::string& output) {
 
 }  // namespace
 
-std::optional<std::string> stateOf(const Json& status) {
+std::optional<AgentState> stateOf(const Json& status) {
   const auto type = json::string(status, "type");
-  if (type == "active") return waitsForPerson(status) ? "blocked" : "working";
-  if (type == "idle") return "idle";
-  if (type == "systemError") return "unknown";
+  if (type == "active") return waitsForPerson(status) ? AgentState::blocked : AgentState::working;
+  if (type == "idle") return AgentState::idle;
+  if (type == "systemError") return AgentState::unknown;
   return std::nullopt;
 }
 
@@ -102,7 +102,7 @@ std::optional<HerdrAgent> agent(const Json& thread) {
   if (parent && !parent->is_null()) return std::nullopt;
   if (json::boolean(thread, "ephemeral").value_or(false)) return std::nullopt;
   const Json* const status = json::member(thread, "status");
-  auto state = status ? stateOf(*status) : std::nullopt;
+  const auto state = status ? stateOf(*status) : std::nullopt;
   auto folder = json::string(thread, "cwd");
   if (!state || !folder || folder->size() > kLongestPath) return std::nullopt;
 
@@ -113,7 +113,7 @@ std::optional<HerdrAgent> agent(const Json& thread) {
   agent.transcriptKind = "id";
   agent.title = titleOf(json::string(thread, "name"), *folder);
   agent.provider = "codex";
-  agent.state = std::move(*state);
+  agent.state = *state;
   agent.context = std::move(*folder);
   agent.acceptsDirectInput = json::boolean(thread, "canAcceptDirectInput").value_or(false);
   agent.codexTie.emplace();
@@ -160,7 +160,7 @@ void queue(const QueueTool& tool, const std::string& id, const std::string& text
   const std::vector<HerdrAgent> agents = list(tool.socket, stop);
   const bool accepts = std::ranges::any_of(agents, [&](const HerdrAgent& agent) {
     return agent.paneID == id && agent.acceptsDirectInput &&
-           (agent.state == "idle" || agent.state == "working");
+           (agent.state == AgentState::idle || agent.state == AgentState::working);
   });
   if (!accepts) throw Failure("This Codex session is no longer accepting input. Your draft is kept.");
   const auto program = tool.find();

@@ -24,8 +24,8 @@ std::vector<std::string> loadedIDs(CodexLocalServer::Connection& connection);
 // that is not loaded, or one of an unknown shape.
 std::optional<HerdrAgent> agent(const Json& thread);
 
-// "blocked", "working", "idle" or "unknown"; nothing for a type that is not one of a loaded thread.
-std::optional<std::string> stateOf(const Json& status);
+// Nothing for a type that is not one of a loaded thread.
+std::optional<AgentState> stateOf(const Json& status);
 
 // The title for a name that a thread was given; empty or missing names the folder instead.
 std::string titleOf(const std::optional<std::string>& name, const std::string& folder);

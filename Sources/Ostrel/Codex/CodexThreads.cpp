@@ -50,7 +50,7 @@ void CodexThreads::read(const std::string& id, const std::optional<Json>& thread
 }
 
 void CodexThreads::statusChanged(const std::string& id, const Json& status, WallTime now) {
-  auto state = CodexLive::stateOf(status);
+  const auto state = CodexLive::stateOf(status);
   if (!state) return gone(id);
   const auto known = threads_.find(id);
   if (known == threads_.end()) {
@@ -58,7 +58,7 @@ void CodexThreads::statusChanged(const std::string& id, const Json& status, Wall
     return;
   }
   HerdrAgent agent = known->second;
-  agent.state = std::move(*state);
+  agent.state = *state;
   put(std::move(agent), now);
 }
 

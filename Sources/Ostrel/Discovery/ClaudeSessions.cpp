@@ -43,13 +43,13 @@ std::optional<ClaudeSession> parseClaudeSession(std::string_view bytes, const Cl
   auto id = json::string(*file, "sessionId");
   if (!id || !text::canonicalUuid(*id) || !isOf(*file, process)) return std::nullopt;
 
-  ClaudeSession session{std::move(*id), "unknown", date(json::number(*file, "statusUpdatedAt"))};
+  ClaudeSession session{std::move(*id), AgentState::unknown, date(json::number(*file, "statusUpdatedAt"))};
   if (!session.since) session.since = date(json::number(*file, "updatedAt"));
   const auto status = json::string(*file, "status");
   if (status && !status->empty()) {
     session.state = ExternalAgents::claudeState(text::lowercase(*status));
   } else if (json::string(*file, "entrypoint") == kPrints) {
-    session.state = "working";
+    session.state = AgentState::working;
   }
   return session;
 }

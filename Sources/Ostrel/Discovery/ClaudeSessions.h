@@ -10,14 +10,15 @@
 #include <string_view>
 #include <vector>
 
+#include "Agents/AgentState.h"
 #include "Runtime/MainLoop.h"
 
 namespace ostrel {
 
 struct ClaudeSession {
-  std::string id;                 // the conversation's, as it stands in the file
-  std::string state;              // "blocked", "working", "idle"; "unknown" when the file tells no status
-  std::optional<WallTime> since;  // when it entered the state
+  std::string id;                          // the conversation's, as it stands in the file
+  AgentState state = AgentState::unknown;  // unknown when the file tells no status
+  std::optional<WallTime> since;           // when it entered the state
   bool operator==(const ClaudeSession&) const = default;
 };
 

@@ -97,7 +97,7 @@ void CodexRolloutParser::line(std::string_view line) {
   if (kind == "response_item") return toolCalled(*type, *payload);
   if (kind != "event_msg" || std::ranges::find(kTurns, *type) == kTurns.end()) return;
   calls_.clear();
-  turn_.state = type == "task_started" ? "working" : "idle";
+  turn_.state = type == "task_started" ? AgentState::working : AgentState::idle;
   turn_.since = dateIn(json::string(*value, "timestamp").value_or(""));
 }
 
@@ -136,9 +136,9 @@ std::optional<CodexTurn> CodexRollouts::look(const std::filesystem::path& path, 
   if (mayAsk) entry.mayAsk = *mayAsk;
   CodexTurn turn = entry.parser.turn();
   const WallTime now = std::chrono::time_point_cast<Duration>(std::chrono::system_clock::now());
-  if (turn.state == "working" && entry.mayAsk && entry.parser.awaitsTool() &&
+  if (turn.state == AgentState::working && entry.mayAsk && entry.parser.awaitsTool() &&
       now - status->modified >= kSilence)
-    turn.state = "unknown";
+    turn.state = AgentState::unknown;
   return turn;
 }
 
@@ -149,7 +149,7 @@ bool CodexRollouts::readFirst(Entry& entry, const std::filesystem::path& path, s
     const std::uint64_t begin = size > tail ? size - tail : 0;
     entry.parser = CodexRolloutParser(begin == 0);
     entry.read = feedFrom(entry.parser, file.get(), begin, size);
-    if (begin == 0 || entry.parser.turn().state != "unknown") break;
+    if (begin == 0 || entry.parser.turn().state != AgentState::unknown) break;
   }
   return true;
 }

@@ -15,14 +15,15 @@
 #include <string>
 #include <string_view>
 
+#include "Agents/AgentState.h"
 #include "Runtime/Json.h"
 #include "Runtime/MainLoop.h"
 
 namespace ostrel {
 
 struct CodexTurn {
-  std::string state = "unknown";  // "working", "idle"; "unknown" until a line tells
-  std::optional<WallTime> since;  // when it entered the state
+  AgentState state = AgentState::unknown;  // "working" or "idle" once a line tells
+  std::optional<WallTime> since;           // when it entered the state
   bool operator==(const CodexTurn&) const = default;
 };
 

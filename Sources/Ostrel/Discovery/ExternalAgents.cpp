@@ -217,7 +217,7 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
     // A run without a terminal has nobody to ask.
     if (auto turn = sources_.rollouts->look(*agent.transcriptReference, agent.codexTie.has_value())) {
       agent.tellsState = true;
-      agent.state = std::move(turn->state);
+      agent.state = turn->state;
       agent.since = turn->since;
     }
   }
@@ -229,7 +229,7 @@ void ExternalAgents::tie(HerdrAgent& agent, const ScanTable::Entry& entry,
   agent.transcriptKind = "id";
   agent.transcriptReference = std::move(session->id);
   agent.since = session->since;
-  agent.state = std::move(session->state);
+  agent.state = session->state;
 }
 
 }  // namespace ostrel

@@ -66,7 +66,7 @@ class ExternalAgents {
   static WallTime startDate(std::string_view started);
 
   // Claude Code's status word (in lower case) as a state, by substring.
-  static std::string claudeState(std::string_view status);
+  static AgentState claudeState(std::string_view status);
 
  private:
   using Hosts = std::map<std::int64_t, std::optional<std::string>>;

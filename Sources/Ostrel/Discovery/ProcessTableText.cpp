@@ -109,10 +109,12 @@ WallTime ExternalAgents::startDate(std::string_view started) {
   return WallTime(std::chrono::seconds(seconds));
 }
 
-std::string ExternalAgents::claudeState(std::string_view status) {
-  if (containsAny(status, {"wait", "permission", "block", "input", "action", "approval"})) return "blocked";
-  if (containsAny(status, {"busy", "work", "run", "think", "stream", "tool", "respond"})) return "working";
-  return "idle";
+AgentState ExternalAgents::claudeState(std::string_view status) {
+  if (containsAny(status, {"wait", "permission", "block", "input", "action", "approval"}))
+    return AgentState::blocked;
+  if (containsAny(status, {"busy", "work", "run", "think", "stream", "tool", "respond"}))
+    return AgentState::working;
+  return AgentState::idle;
 }
 
 }  // namespace ostrel

@@ -59,9 +59,9 @@ std::optional<Status> statusIn(const Json& event) {
   const Json* const data = json::member(event, "data");
   if (kindOf(event) != "pane_agent_status_changed" || !data) return std::nullopt;
   auto pane = json::string(*data, "pane_id");
-  auto state = json::string(*data, "agent_status");
+  const auto state = json::string(*data, "agent_status");
   if (!pane || !state) return std::nullopt;
-  return Status{std::move(*pane), std::move(*state)};
+  return Status{std::move(*pane), stateNamed(*state)};
 }
 
 bool isNews(const Json& event, std::span<const HerdrAgent> known) {

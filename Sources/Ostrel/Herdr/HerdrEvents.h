@@ -25,7 +25,7 @@ bool isNews(const Json& event, std::span<const HerdrAgent> known);
 // The state of a pane's agent where the event tells one.
 struct Status {
   std::string pane;
-  std::string state;
+  AgentState state;
 };
 std::optional<Status> statusIn(const Json& event);
 

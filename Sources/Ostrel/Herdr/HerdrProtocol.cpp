@@ -51,7 +51,7 @@ HerdrAgent agent(const Json& row, const Json& pane, std::string paneID) {
   agent.paneID = std::move(paneID);
   agent.provider = firstText({{&pane, "agent"}, {&row, "agent"}}).value_or("Agent");
   agent.state =
-      firstText({{&pane, "agent_status"}, {&row, "agent_status"}, {&row, "status"}}).value_or("unknown");
+      stateNamed(firstText({{&pane, "agent_status"}, {&row, "agent_status"}, {&row, "status"}}).value_or(""));
   agent.context = firstText({{&pane, "foreground_cwd"}, {&pane, "cwd"}, {&pane, "workspace_id"}})
                       .value_or("Local session");
   agent.terminalID = json::string(pane, "terminal_id");
@@ -170,7 +170,7 @@ std::string outputIn(const Json& document) {
 bool canPrompt(const std::optional<HerdrAgent>& current, const HerdrAgent& expected) {
   return current && expected.terminalID && current->id() == expected.id() &&
          current->terminalID == expected.terminalID && current->provider == expected.provider &&
-         (current->state == "idle" || current->state == "done");
+         (current->state == AgentState::idle || current->state == AgentState::done);
 }
 
 bool sameConversation(const std::optional<std::string>& reference, const std::optional<std::string>& other,

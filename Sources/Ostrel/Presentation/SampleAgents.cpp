@@ -12,23 +12,23 @@ struct Sample {
   const char* provider;
   const char* folder;
   const char* host;
-  const char* state;
+  AgentState state;
   AgentLight light;
 };
 
 constexpr Sample kSamples[] = {
-    {"Migrate the billing tables", "claude", "/home/mira/code/ledger", "/usr/bin/konsole", "blocked",
-     AgentLight::needsYou},
-    {"Fix flaky checkout test", "codex", "/home/mira/code/ledger", "/usr/bin/konsole", "working",
+    {"Migrate the billing tables", "claude", "/home/mira/code/ledger", "/usr/bin/konsole",
+     AgentState::blocked, AgentLight::needsYou},
+    {"Fix flaky checkout test", "codex", "/home/mira/code/ledger", "/usr/bin/konsole", AgentState::working,
      AgentLight::working},
-    {"Explain the retry queue", "claude", "/home/mira/code/ledger", "", "idle", AgentLight::idle},
-    {"Dark mode for the settings page", "claude", "/home/mira/code/storefront", "/usr/bin/kitty", "working",
-     AgentLight::working},
-    {"Upgrade the bundler", "gemini", "/home/mira/code/storefront", "/usr/bin/kitty", "done",
+    {"Explain the retry queue", "claude", "/home/mira/code/ledger", "", AgentState::idle, AgentLight::idle},
+    {"Dark mode for the settings page", "claude", "/home/mira/code/storefront", "/usr/bin/kitty",
+     AgentState::working, AgentLight::working},
+    {"Upgrade the bundler", "gemini", "/home/mira/code/storefront", "/usr/bin/kitty", AgentState::done,
      AgentLight::done},
-    {"Draft the release notes", "codex", "/home/mira/notes", "/usr/bin/gnome-terminal", "done",
+    {"Draft the release notes", "codex", "/home/mira/notes", "/usr/bin/gnome-terminal", AgentState::done,
      AgentLight::done},
-    {"Sort the photo archive", "aider", "/home/mira/notes", "/usr/bin/gnome-terminal", "idle",
+    {"Sort the photo archive", "aider", "/home/mira/notes", "/usr/bin/gnome-terminal", AgentState::idle,
      AgentLight::idle},
 };
 
@@ -74,7 +74,7 @@ HerdrAgent SampleAgents::pane() {
   agent.terminalID = "t4";
   agent.title = "Upgrade the bundler";
   agent.provider = "gemini";
-  agent.state = "working";
+  agent.state = AgentState::working;
   agent.context = "/home/mira/code/storefront";
   return agent;
 }

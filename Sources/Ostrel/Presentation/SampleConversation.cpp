@@ -93,7 +93,7 @@ void SampleConversation::open(std::string_view id, bool) {
   const auto found =
       std::ranges::find(agents_.agents(), id, [](const HerdrAgent& each) { return each.id(); });
   if (found == agents_.agents().end()) throw Failure("This agent is not there any more.");
-  requests_.ask(found->state == "blocked" ? "bash" : "");
+  requests_.ask(found->state == AgentState::blocked ? "bash" : "");
   show(*found);
 }
 

@@ -94,7 +94,7 @@ TEST_F(HerdrStandInTest, PanesOutliveALiveHandoff) {
   herdr.handOff("one");
   EXPECT_NE(herdr.server("one"), before);
   ASSERT_EQ(agents(herdr).size(), 1u);
-  EXPECT_EQ(agents(herdr)[0].state, "blocked");
+  EXPECT_EQ(agents(herdr)[0].state, AgentState::blocked);
   EXPECT_EQ(agents(herdr)[0].terminalID, pane.terminal);
   herdr.run("one", {"pane", "send-text", pane.id, "still there\n"});
   EXPECT_TRUE(eventually([&] { return screen(pane) == "ready\nstill there"; })) << screen(pane);
