@@ -190,7 +190,7 @@ class Conversations final : private TranscriptSource {
   // Whether the frame just painted has the end of the open conversation in it.
   bool showsEnd() {
     QQuickItem* const list = find("conversation");
-    const std::vector<Row>& rows = conversation_.blocks()->rows();
+    const std::vector<ConversationRow>& rows = conversation_.blocks()->rows();
     if (!list || rows.empty()) return false;
     QQuickItem* last = nullptr;
     QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem*, last),

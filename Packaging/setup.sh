@@ -10,6 +10,8 @@ buildPackages=(
 runPackages=(
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml-workerscript fonts-dejavu-core
 )
+# The linter of views, and the types that it reads beside those of `runPackages`.
+lintPackages=("${runPackages[@]}" qt6-declarative-dev-tools qml6-module-qtqml)
 testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
 desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils dbus-daemon)
 benchPackages=(libbenchmark-dev procps)

@@ -35,7 +35,7 @@ class ConversationTest : public testing::Test {
   }
   QStringList bodies() {
     QStringList all;
-    for (const Row& row : bridge_.blocks()->rows()) all.append(row.values.at(5).toString());
+    for (const ConversationRow& row : bridge_.blocks()->rows()) all.append(row.body);
     return all;
   }
   void say(std::vector<AgentTranscriptMessage> messages) {

@@ -209,8 +209,8 @@ TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
   view.setGeometry(0, 0, frame.width, frame.height);
   loadView(view, QStringLiteral("EdgeNotchView"), notch);
   ASSERT_EQ(notch.lights()->rows().size(), 7u);
-  EXPECT_EQ(notch.lights()->rows()[0].values[0], static_cast<int>(AgentLight::needsYou));
-  EXPECT_EQ(notch.lights()->rows()[1].values[0], static_cast<int>(AgentLight::done));
+  EXPECT_EQ(notch.lights()->rows()[0].light, static_cast<int>(AgentLight::needsYou));
+  EXPECT_EQ(notch.lights()->rows()[1].light, static_cast<int>(AgentLight::done));
   EXPECT_EQ(texts(view, "notchMore"), QStringList{QStringLiteral("+27")});
   const auto more = rows(view, "notchMore");
   EXPECT_LE(more[0].y() + 8, frame.height) << "it stands inside";

@@ -6,12 +6,26 @@
 
 #include <gtest/gtest.h>
 
+#include "ListModel.h"
 #include "NestedLoop.h"
 #include "Offscreen.h"
-#include "RowModel.h"
 #include "X11Input.h"
 
 namespace ostrel {
+
+struct TestRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(int light MEMBER light)
+  Q_PROPERTY(QString title MEMBER title)
+
+ public:
+  QString key;
+  int light = 0;
+  QString title;
+  bool operator==(const TestRow&) const = default;
+};
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -19,7 +33,7 @@ using namespace std::chrono_literals;
 // A list as a view keeps it, made of what the model tells alone.
 class Follower {
  public:
-  explicit Follower(const RowModel& model) : model_(model) {
+  explicit Follower(const ListModel<TestRow>& model) : model_(model) {
     using Model = QAbstractItemModel;
     QObject::connect(&model, &Model::rowsInserted, &model, [this](const QModelIndex&, int first, int last) {
       for (int i = first; i <= last; ++i) keys.insert(i, at(i));
@@ -39,36 +53,47 @@ class Follower {
 
  private:
   QString at(int row) const { return model_.rows()[static_cast<std::size_t>(row)].key; }
-  const RowModel& model_;
+  const ListModel<TestRow>& model_;
 };
 
-TEST(RowModelTest, AViewThatFollowsItsWordsAlwaysHasItsRows) {
-  RowModel model({"light"});
+TEST(ListModelTest, AViewThatFollowsItsWordsAlwaysHasItsRows) {
+  ListModel<TestRow> model;
   Follower view(model);
   std::mt19937 random(7);
   for (int round = 0; round < 300; ++round) {
-    std::vector<Row> rows;
+    std::vector<TestRow> rows;
     for (int key = 0; key < 9; ++key) {
-      if (random() % 3 != 0) rows.push_back({QString::number(key), {static_cast<int>(random() % 2)}});
+      if (random() % 3 != 0) rows.push_back({QString::number(key), static_cast<int>(random() % 2), {}});
     }
     std::ranges::shuffle(rows, random);
     model.set(rows);
     ASSERT_EQ(model.rows(), rows);
+    ASSERT_EQ(model.property("count").toInt(), static_cast<int>(rows.size()));
     QList<QString> keys;
-    for (const Row& row : rows) keys.append(row.key);
+    for (const TestRow& row : rows) keys.append(row.key);
     ASSERT_EQ(view.keys, keys);
   }
 }
 
-TEST(RowModelTest, OnlyWhatChangedIsTold) {
-  RowModel model({"light", "title"});
-  model.set({{QStringLiteral("a"), {1, 2}}, {QStringLiteral("b"), {1, 2}}});
+TEST(ListModelTest, OnlyWhatChangedIsToldAndViewsFindItByItsName) {
+  ListModel<TestRow> model;
+  const auto a = QStringLiteral("a"), b = QStringLiteral("b"), title = QStringLiteral("Title");
+  model.set({{a, 1, title}, {b, 1, title}});
   Follower view(model);
-  model.set({{QStringLiteral("a"), {1, 2}}, {QStringLiteral("b"), {1, 3}}});
+  int counts = 0;
+  QObject::connect(&model, &RowList::countChanged, &model, [&] { ++counts; });
+  model.set({{a, 1, title}, {b, 1, title}});
+  EXPECT_EQ(view.changed, QList<int>());
+  model.set({{a, 1, title}, {b, 3, title}});
   EXPECT_EQ(view.changed, QList<int>{1});
-  const auto title = model.roleNames().key("title");
-  EXPECT_EQ(model.data(model.index(1), title), 3);
-  EXPECT_FALSE(model.data(model.index(2), title).isValid());
+  EXPECT_EQ(counts, 0);
+  const auto names = model.roleNames();
+  EXPECT_EQ(names.size(), 3);
+  EXPECT_EQ(model.data(model.index(1), names.key("light")), 3);
+  EXPECT_EQ(model.data(model.index(0), names.key("title")), title);
+  EXPECT_EQ(model.data(model.index(0), names.key("key")), a);
+  EXPECT_FALSE(model.data(model.index(2), names.key("light")).isValid());
+  EXPECT_FALSE(model.data(model.index(0), Qt::DisplayRole).isValid());
 }
 
 TEST(ModifierTrackerTest, OnlyControlByItselfCounts) {
@@ -134,3 +159,5 @@ TEST(NestedLoopTest, TimersPostsAndDescriptorsRunInsideQtsLoop) {
 
 }  // namespace
 }  // namespace ostrel
+
+#include "PresentationTests.moc"

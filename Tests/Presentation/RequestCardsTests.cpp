@@ -91,9 +91,9 @@ CodexRequest command(const std::string& wireID) {
   return {"E", wireID, "t", "item/commandExecution/requestApproval", R"({"command":"ls"})"};
 }
 
-template <class Card>
-Card* shown(const RowModel* rows, qsizetype place, std::size_t row = 0) {
-  return rows->rows().size() <= row ? nullptr : rows->rows()[row].values[place].value<Card*>();
+template <class Row, class Card>
+Card* shown(const ListModel<Row>* rows, Card* Row::* card, std::size_t row = 0) {
+  return rows->rows().size() <= row ? nullptr : rows->rows()[row].*card;
 }
 
 TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
@@ -103,7 +103,7 @@ TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
   RequestsBridge bridge(loop, asked, {});
   EXPECT_TRUE(bridge.empty());
   bridge.show(agent(1));
-  const auto card = [&] { return shown<PermissionCardBridge>(bridge.claude(), 0); };
+  const auto card = [&] { return shown(bridge.claude(), &ClaudeCardRow::permission); };
   PermissionCardBridge* const first = card();
   ASSERT_TRUE(first);
   first->setInstead(QStringLiteral("use rg"));
@@ -129,8 +129,8 @@ TEST(RequestsBridgeTest, ACardThatHasJustComeOrMovedTakesNoAnswer) {
   Asked asked;
   VirtualLoop loop;
   RequestsBridge bridge(loop, asked, {});
-  const auto claude = [&] { return shown<PermissionCardBridge>(bridge.claude(), 0); };
-  const auto codex = [&] { return shown<CodexCardBridge>(bridge.codex(), 0); };
+  const auto claude = [&] { return shown(bridge.claude(), &ClaudeCardRow::permission); };
+  const auto codex = [&] { return shown(bridge.codex(), &CodexCardRow::card); };
   const auto accept = [&] { codex()->choose(codex()->choices()->rows().front().key); };
   asked.claude["1"] = {permission("first"), permission("second")};
   asked.codex["2"] = {command("1"), command("2")};
@@ -170,7 +170,7 @@ TEST(RequestsBridgeTest, NothingIsGrantedThatWasNotShown) {
   asked.codex["2"] = {command("1")};
   bridge.show(agent(1));
   loop.runFor(500ms);
-  auto* const card = shown<PermissionCardBridge>(bridge.claude(), 0);
+  auto* const card = shown(bridge.claude(), &ClaudeCardRow::permission);
   card->choose(QStringLiteral("allow"));
   EXPECT_TRUE(asked.answers.empty());
   EXPECT_EQ(card->problem(), QStringLiteral("Read it to its end before you allow it."));
@@ -179,7 +179,7 @@ TEST(RequestsBridgeTest, NothingIsGrantedThatWasNotShown) {
   EXPECT_EQ(asked.answers, std::vector{plain("allow")});
   bridge.show(agent(2));
   loop.runFor(500ms);
-  auto* const codex = shown<CodexCardBridge>(bridge.codex(), 0);
+  auto* const codex = shown(bridge.codex(), &CodexCardRow::card);
   codex->choose(codex->choices()->rows().front().key);
   EXPECT_TRUE(asked.results.empty());
   codex->choose(codex->choices()->rows().back().key);
@@ -193,7 +193,7 @@ TEST(RequestsBridgeTest, CodexIsAnsweredOnce) {
   asked.codex["1"] = {questions("1"), questions("2")};
   RequestsBridge bridge(loop, asked, {});
   bridge.show(agent(1));
-  const auto card = [&](std::size_t row) { return shown<CodexCardBridge>(bridge.codex(), 0, row); };
+  const auto card = [&](std::size_t row) { return shown(bridge.codex(), &CodexCardRow::card, row); };
   CodexCardBridge* const second = card(1);
   loop.runFor(RequestCard::kSettling);
   second->submit();
@@ -343,12 +343,12 @@ TEST_F(RequestCardsTest, AWritePromptShowsWhatWouldBeWritten) {
           "w", {})
           .value()};
   open();
-  const RowModel* const rows = shown<PermissionCardBridge>(bridge_.claude(), 0)->diff();
-  EXPECT_EQ(rows->rows().front().values[1].toString(), QStringLiteral("write /f  +60"));
-  EXPECT_EQ(rows->rows().back().values[1].toString(), QStringLiteral("Show 50 more lines  +50"));
+  const ListModel<DiffRow>* const rows = shown(bridge_.claude(), &ClaudeCardRow::permission)->diff();
+  EXPECT_EQ(rows->rows().front().text, QStringLiteral("write /f  +60"));
+  EXPECT_EQ(rows->rows().back().text, QStringLiteral("Show 50 more lines  +50"));
   EXPECT_TRUE(item("permissionDiff") && item("permissionYes")->isEnabled());
-  shown<PermissionCardBridge>(bridge_.claude(), 0)->unfold(rows->rows().back().key);
-  EXPECT_EQ(rows->rows().back().values[1].toString(), QStringLiteral("+line59"));
+  shown(bridge_.claude(), &ClaudeCardRow::permission)->unfold(rows->rows().back().key);
+  EXPECT_EQ(rows->rows().back().text, QStringLiteral("+line59"));
 }
 
 TEST_F(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {

@@ -33,7 +33,7 @@ void OstrelModel::deliver() {
 
 std::vector<AgentGroup> OstrelModel::agentGroups() const {
   struct Row {
-    const HerdrAgent* agent;
+    const LitAgent* lit;
     std::size_t rank;
     std::size_t place;  // decides among equals
   };
@@ -50,28 +50,27 @@ std::vector<AgentGroup> OstrelModel::agentGroups() const {
   std::vector<std::vector<Row>> rows;
   std::unordered_map<std::string, std::size_t> places;
   for (const LitAgent& lit : source_.list().agents) {
-    const HerdrAgent& agent = lit.agent();
-    std::string project = agent.projectLabel();
+    std::string project = lit.agent().projectLabel();
     const auto [place, fresh] = places.try_emplace(project, groups.size());
     if (fresh) {
       groups.push_back({std::move(project), {}});
       rows.emplace_back();
     }
-    rows[place->second].push_back({&agent, rank(lit), rows[place->second].size()});
+    rows[place->second].push_back({&lit, rank(lit), rows[place->second].size()});
   }
   for (std::size_t i = 0; i < groups.size(); ++i) {
     std::ranges::sort(rows[i], {}, [](const Row& row) { return std::pair(row.rank, row.place); });
-    for (const Row& row : rows[i]) groups[i].agents.push_back(*row.agent);
+    for (const Row& row : rows[i]) groups[i].agents.push_back(*row.lit);
   }
   return groups;
 }
 
-std::vector<AgentWithLight> OstrelModel::railAgents() const {
-  std::vector<AgentWithLight> agents;
+std::vector<LitAgent> OstrelModel::railAgents() const {
+  std::vector<LitAgent> agents;
   for (const AgentLight light :
        {AgentLight::needsYou, AgentLight::working, AgentLight::done, AgentLight::idle}) {
     for (const LitAgent& lit : source_.list().agents) {
-      if (lit.light == light) agents.push_back({lit.agent(), light});
+      if (lit.light == light) agents.push_back(lit);
     }
   }
   return agents;
@@ -131,16 +130,20 @@ void OstrelModel::moveSelection(bool down) {
 }
 
 std::optional<HerdrAgent> OstrelModel::selectedAgent() const {
-  for (const LitAgent& lit : source_.list().agents) {
-    if (lit.id() == *keyboardSelection_) return lit.agent();
-  }
-  return std::nullopt;
+  const auto lit = *keyboardSelection_ ? find(**keyboardSelection_) : std::nullopt;
+  return lit ? std::optional(lit->agent()) : std::nullopt;
+}
+
+std::optional<LitAgent> OstrelModel::find(std::string_view id) const {
+  const std::vector<LitAgent>& agents = source_.list().agents;
+  const auto found = std::ranges::find(agents, id, &LitAgent::id);
+  return found == agents.end() ? std::nullopt : std::optional(*found);
 }
 
 std::vector<std::string> OstrelModel::displayOrder() const {
   std::vector<std::string> order;
   for (const AgentGroup& group : agentGroups()) {
-    for (const HerdrAgent& agent : group.agents) order.push_back(agent.id());
+    for (const LitAgent& lit : group.agents) order.push_back(lit.id());
   }
   return order;
 }

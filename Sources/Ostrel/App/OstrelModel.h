@@ -1,13 +1,14 @@
 // The one object that the interface binds to: the agents in the order in which they are shown, which of them
 // the keyboard has chosen, and the words about them. Main thread only.
 //
-// The lists are computed at each call, of the agents and lights that were delivered last. Views ask again at
-// each delivery.
+// The lists are computed at each call, of the agents and lights that were delivered last, whose records they
+// share. Views ask again at each delivery.
 #pragma once
 
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,15 +18,9 @@
 
 namespace ostrel {
 
-struct AgentWithLight {
-  HerdrAgent agent;
-  AgentLight light = AgentLight::idle;
-  bool operator==(const AgentWithLight&) const = default;
-};
-
 struct AgentGroup {
   std::string project;
-  std::vector<HerdrAgent> agents;
+  std::vector<LitAgent> agents;
   bool operator==(const AgentGroup&) const = default;
 };
 
@@ -38,7 +33,7 @@ class OstrelModel {
   // person, or everything in the frozen order.
   std::vector<AgentGroup> agentGroups() const;
   // By light, most urgent first; never frozen.
-  std::vector<AgentWithLight> railAgents() const;
+  std::vector<LitAgent> railAgents() const;
   std::vector<AgentLight> notchLights() const;
   AgentLight light(const HerdrAgent& agent) const { return source_.light(agent); }
   int agentCount() const;
@@ -54,6 +49,8 @@ class OstrelModel {
   void moveSelection(bool down);
   // The agent that the keyboard has chosen, while it is there.
   std::optional<HerdrAgent> selectedAgent() const;
+  // The one of that id, while it is there.
+  std::optional<LitAgent> find(std::string_view id) const;
 
   void clearSelection() { keyboardSelection_.set(std::nullopt); }
   // The id of the chosen agent.

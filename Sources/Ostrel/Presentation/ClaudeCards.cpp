@@ -103,14 +103,17 @@ void QuestionCardBridge::refresh() {
   for (std::size_t i = 0; i < model_.request().questions.size(); ++i) {
     const auto& asked = model_.request().questions[i];
     const bool focused = model_.focusedQuestion() == i;
-    std::vector<QuestionBridge::Option> options;
+    std::vector<OptionRow> options;
     for (const auto& option : asked.options) {
       const std::size_t place = options.size();
-      options.push_back({words::shown(option.label), words::shown(option.description),
-                         model_.isChosen(i, place), focused && model_.highlighted() == place});
+      options.push_back({.key = {},
+                         .label = words::shown(option.label),
+                         .description = words::shown(option.description),
+                         .chosen = model_.isChosen(i, place),
+                         .highlighted = focused && model_.highlighted() == place});
     }
-    questions_[static_cast<qsizetype>(i)]->show(options, words::of(model_.other(i)),
-                                                focused && model_.highlighted() == options.size());
+    const bool own = focused && model_.highlighted() == options.size();
+    questions_[static_cast<qsizetype>(i)]->show(std::move(options), words::of(model_.other(i)), own);
   }
   Q_EMIT changed();
 }

@@ -13,13 +13,13 @@
 
 namespace ostrel {
 
-class PermissionCardBridge final : public RequestCard {
+class PermissionCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
   Q_PROPERTY(QString heading READ heading CONSTANT)
   Q_PROPERTY(QString detail READ detail CONSTANT)
-  Q_PROPERTY(ostrel::RowModel* diff READ diff CONSTANT)
+  Q_PROPERTY(ostrel::RowList* diff READ diff CONSTANT)
   Q_PROPERTY(QString alwaysLine READ alwaysLine CONSTANT)
   Q_PROPERTY(QString instead READ instead WRITE setInstead NOTIFY insteadChanged)
 
@@ -28,7 +28,7 @@ class PermissionCardBridge final : public RequestCard {
 
   QString heading() const;
   QString detail() const;
-  RowModel* diff() { return diff_.rows(); }
+  ListModel<DiffRow>* diff() { return diff_.rows(); }
   QString alwaysLine() const;  // empty where "always" is not on offer
   QString instead() const { return instead_; }
   void setInstead(const QString& text);
@@ -48,7 +48,7 @@ class PermissionCardBridge final : public RequestCard {
   QString instead_;
 };
 
-class QuestionCardBridge final : public RequestCard {
+class QuestionCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")

@@ -169,24 +169,26 @@ void CodexCardBridge::openLink() {
 void CodexCardBridge::showQuestions() {
   for (std::size_t i = 0; i < model_.card().questions.size(); ++i) {
     const auto& asked = model_.card().questions[i];
-    std::vector<QuestionBridge::Option> options;
+    std::vector<OptionRow> options;
     for (const auto& option : asked.options) {
-      options.push_back(
-          {words::shown(option.label), words::shown(option.description), model_.isChosen(i, options.size())});
+      options.push_back({.key = {},
+                         .label = words::shown(option.label),
+                         .description = words::shown(option.description),
+                         .chosen = model_.isChosen(i, options.size())});
     }
-    questions_[static_cast<qsizetype>(i)]->show(options, words::of(model_.typed(asked.id)), false);
+    questions_[static_cast<qsizetype>(i)]->show(std::move(options), words::of(model_.typed(asked.id)), false);
   }
 }
 
 void CodexCardBridge::showParts() {
   diff_.set(model_.card().changes);
-  std::vector<Row> rows;
+  std::vector<ChoiceButtonRow> rows;
   for (const RequestChoice& choice : model_.card().choices) {
     // These have buttons of their own.
     if (choice.id == "submit" || choice.id == "skip" || choice.id == "done") continue;
-    rows.push_back({words::of(choice.id), {words::exact(choice.title), choice.grants}});
+    rows.push_back({words::of(choice.id), words::exact(choice.title), choice.grants});
   }
-  choices_.set(rows);
+  choices_.set(std::move(rows));
 }
 
 }  // namespace ostrel

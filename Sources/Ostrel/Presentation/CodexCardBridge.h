@@ -13,9 +13,9 @@
 #include "Client/OpenRequests.h"
 #include "Codex/CodexCardModel.h"
 #include "DiffRows.h"
+#include "ListModel.h"
 #include "QuestionBridge.h"
 #include "RequestCard.h"
-#include "RowModel.h"
 
 namespace ostrel {
 
@@ -53,7 +53,21 @@ class FormFieldBridge final : public QObject {
   CodexCardModel& model_;
 };
 
-class CodexCardBridge final : public RequestCard {
+// A button that answers the request.
+struct ChoiceButtonRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(QString title MEMBER title)
+  Q_PROPERTY(bool grants MEMBER grants)
+
+ public:
+  QString key;  // the id of its `RequestChoice`
+  QString title;
+  bool grants = false;  // something is allowed by it: it waits until the request was seen whole
+  bool operator==(const ChoiceButtonRow&) const = default;
+};
+
+class CodexCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
@@ -62,7 +76,7 @@ class CodexCardBridge final : public RequestCard {
   Q_PROPERTY(QString command READ command NOTIFY changed)
   Q_PROPERTY(QString folder READ folder NOTIFY changed)
   Q_PROPERTY(QString writeAccess READ writeAccess NOTIFY changed)
-  Q_PROPERTY(ostrel::RowModel* diff READ diff CONSTANT)
+  Q_PROPERTY(ostrel::RowList* diff READ diff CONSTANT)
   Q_PROPERTY(QString changesText READ changesText NOTIFY changed)
   Q_PROPERTY(QString access READ access CONSTANT)
   Q_PROPERTY(QString tool READ tool CONSTANT)
@@ -77,7 +91,7 @@ class CodexCardBridge final : public RequestCard {
   Q_PROPERTY(bool hasLink READ hasLink CONSTANT)
   Q_PROPERTY(QString link READ link CONSTANT)
   Q_PROPERTY(bool linkOpened READ linkOpened NOTIFY changed)
-  Q_PROPERTY(ostrel::RowModel* choices READ choices CONSTANT)
+  Q_PROPERTY(ostrel::RowList* choices READ choices CONSTANT)
   Q_PROPERTY(bool sent READ sent NOTIFY changed)
 
  public:
@@ -93,7 +107,7 @@ class CodexCardBridge final : public RequestCard {
   QString command() const;
   QString folder() const;
   QString writeAccess() const;
-  RowModel* diff() { return diff_.rows(); }
+  ListModel<DiffRow>* diff() { return diff_.rows(); }
   QString changesText() const;  // where there are no lines to show
   QString access() const;
   QString tool() const;
@@ -111,7 +125,7 @@ class CodexCardBridge final : public RequestCard {
   QString link() const;  // its address, as it would be opened
   bool hasLink() const { return model_.card().step == CodexCard::Step::link; }
   bool linkOpened() const;
-  RowModel* choices() { return &choices_; }
+  ListModel<ChoiceButtonRow>* choices() { return &choices_; }
   bool sent() const { return sent_; }
   QString problem() const override;  // what is missing, or why an answer was not sent
 
@@ -137,7 +151,7 @@ class CodexCardBridge final : public RequestCard {
   QList<QuestionBridge*> questions_;
   QList<FormFieldBridge*> fields_;
   DiffRows diff_;
-  RowModel choices_{{"title", "grants"}};
+  ListModel<ChoiceButtonRow> choices_;
   bool sent_ = false;
   std::string error_;
 };

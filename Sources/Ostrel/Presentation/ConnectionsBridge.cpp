@@ -1,6 +1,5 @@
 #include "ConnectionsBridge.h"
 
-#include <QStringList>
 #include <algorithm>
 #include <utility>
 
@@ -24,15 +23,18 @@ ConnectionsBridge::ConnectionsBridge(BridgeParts parts, ConnectionsSource& sourc
 void ConnectionsBridge::refresh() {
   const ConnectionFacts facts = source_.facts();
   shown_ = connections::rows(facts);
-  std::vector<Row> rows;
+  std::vector<ConnectionCardRow> rows;
   for (const ConnectionRow& row : shown_) {
     QStringList titles;
     for (const auto& button : row.buttons) titles.append(words::of(button.title));
-    rows.push_back({words::of(row.id),
-                    {words::of(row.title), words::of(row.state), words::of(row.note),
-                     static_cast<int>(row.light), titles}});
+    rows.push_back({.key = words::of(row.id),
+                    .title = words::of(row.title),
+                    .status = words::of(row.state),
+                    .note = words::of(row.note),
+                    .light = static_cast<int>(row.light),
+                    .buttons = titles});
   }
-  rows_.set(rows);
+  rows_.set(std::move(rows));
   found_ = facts.program ? words::of(facts.program->string()) : QString();
   Q_EMIT changed();
 }

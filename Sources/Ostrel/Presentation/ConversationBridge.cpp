@@ -2,10 +2,8 @@
 
 #include <QClipboard>
 #include <QCursor>
-#include <QDateTime>
 #include <QFileDialog>
 #include <QGuiApplication>
-#include <QLocale>
 #include <QUrl>
 #include <algorithm>
 #include <iterator>
@@ -24,19 +22,6 @@ namespace ostrel {
 namespace {
 
 constexpr Duration kMessageTime = std::chrono::seconds(5);
-
-QString clockTime(const std::optional<std::string>& timestamp) {
-  if (!timestamp) return {};
-  const QDateTime time = QDateTime::fromString(words::of(*timestamp), Qt::ISODateWithMs);
-  if (!time.isValid()) return {};
-  const QDateTime local = time.toLocalTime();
-  // Some locales' short form counts seconds.
-  QString format = QLocale().timeFormat(QLocale::ShortFormat);
-  format.remove(QStringLiteral(":ss"));
-  const QString clock = QLocale().toString(local.time(), format);
-  if (local.date() == QDate::currentDate()) return clock;
-  return QLocale().toString(local.date(), QStringLiteral("d MMM")) + QStringLiteral(", ") + clock;
-}
 
 QString joined(QStringList pieces) {
   pieces.removeAll(QString());
@@ -155,12 +140,9 @@ void ConversationBridge::refresh(unsigned concerns) {
 }
 
 void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected) {
-  const std::string id = agent_->id();
-  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
-  const auto found =
-      std::ranges::find_if(agents, [&](const AgentWithLight& each) { return each.agent.id() == id; });
-  ended_ = found == agents.end() && !selected;
-  if (found != agents.end()) agent_ = found->agent;
+  const auto found = parts_.model.find(agent_->id());
+  ended_ = !found && !selected;
+  if (found) agent_ = found->agent();
   // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
   light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
   title_ = words::shown(agent_->displayTitle(parts_.preferences));
@@ -202,27 +184,7 @@ void ConversationBridge::showOutput(const QString& output, const QString& error,
 }
 
 void ConversationBridge::refreshRows() {
-  std::vector<Row> rows;
-  rows.reserve(blocks_.size());
-  std::vector<int> marks(blocks_.size(), 0);
-  for (const std::size_t place : found_) marks[place] = 1;
-  if (findPlace_ >= 0) marks[found_[static_cast<std::size_t>(findPlace_)]] = 2;
-  bool agentSpoke = false;
-  for (std::size_t i = 0; i < blocks_.size(); ++i) {
-    const ConversationBlock& block = blocks_[i];
-    const bool speech =
-        block.kind != ConversationBlock::Kind::tool && block.kind != ConversationBlock::Kind::activity;
-    QString caption;
-    if (speech && block.first && (block.person || !agentSpoke)) {
-      const QString time = clockTime(block.timestamp);
-      caption = block.person ? time : speaker() + (time.isEmpty() ? time : QStringLiteral(" · ") + time);
-    }
-    if (speech) agentSpoke = !block.person;
-    rows.push_back({words::of(block.key),
-                    {static_cast<int>(block.kind), block.person, block.first, block.last, block.running,
-                     words::of(block.text), words::of(block.label), caption, marks[i]}});
-  }
-  rows_.set(rows);
+  rows_.set(conversationRows(blocks_, speaker(), found_, findPlace_));
 }
 
 void ConversationBridge::setShowsTerminal(bool shows) {

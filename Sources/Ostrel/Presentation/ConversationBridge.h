@@ -15,6 +15,7 @@
 #include "App/ConversationBlocks.h"
 #include "Client/AgentActions.h"
 #include "Client/ConversationSource.h"
+#include "ConversationRows.h"
 #include "EdgeBridges.h"
 #include "Platform/Openers.h"
 #include "RequestsBridge.h"
@@ -48,7 +49,7 @@ class ConversationBridge final : public QObject {
   Q_PROPERTY(bool showsActivity READ showsActivity WRITE setShowsActivity NOTIFY changed)
   Q_PROPERTY(bool linkable READ linkable NOTIFY changed)
   Q_PROPERTY(bool linked READ linked NOTIFY changed)
-  Q_PROPERTY(ostrel::RowModel* blocks READ blocks CONSTANT)
+  Q_PROPERTY(ostrel::RowList* blocks READ blocks CONSTANT)
   Q_PROPERTY(ostrel::RequestsBridge* requests READ requests CONSTANT)
   Q_PROPERTY(bool loading READ loading NOTIFY changed)
   Q_PROPERTY(QString notice READ notice NOTIFY changed)
@@ -86,7 +87,7 @@ class ConversationBridge final : public QObject {
   void setShowsActivity(bool shows);
   bool linkable() const;  // the person may choose its conversation
   bool linked() const;    // and has
-  RowModel* blocks() { return &rows_; }
+  ListModel<ConversationRow>* blocks() { return &rows_; }
   RequestsBridge* requests() { return &requests_; }  // what the agent asks
   bool loading() const { return loading_; }
   QString notice() const { return notice_; }
@@ -154,7 +155,7 @@ class ConversationBridge final : public QObject {
   std::vector<ConversationBlock> blocks_;
   bool stale_ = true;    // they are to be made anew
   unsigned wanted_ = 0;  // concerns
-  RowModel rows_{{"kind", "person", "first", "last", "running", "body", "label", "caption", "found"}};
+  ListModel<ConversationRow> rows_;
   QString findText_;
   std::vector<std::size_t> found_;
   int findPlace_ = -1;

@@ -55,26 +55,24 @@ void DiffRows::unfold(const QString& key) {
 }
 
 void DiffRows::fill() {
-  std::vector<Row> rows;
+  std::vector<DiffRow> rows;
   for (std::size_t i = 0; i < changes_.size(); ++i) {
     const QString file = QString::number(i);
     const std::vector<DiffLine> lines = diffLines(changes_[i]);
-    rows.push_back({file, {QStringLiteral("file"), heading(changes_[i], lines)}});
+    rows.push_back({file, QStringLiteral("file"), heading(changes_[i], lines)});
     const QString fold = file + QStringLiteral(":fold");
     const bool folded = lines.size() > kUnfolded && !unfolded_.contains(fold);
     const std::span<const DiffLine> all(lines);
     for (std::size_t j = 0; j < (folded ? kFolded : lines.size()); ++j) {
-      rows.push_back({file + QLatin1Char(':') + QString::number(j),
-                      {nameOf(lines[j].kind),
-                       words::exact(lines[j].text).replace(QLatin1Char('\t'), QStringLiteral("    "))}});
+      rows.push_back({file + QLatin1Char(':') + QString::number(j), nameOf(lines[j].kind),
+                      words::exact(lines[j].text).replace(QLatin1Char('\t'), QStringLiteral("    "))});
     }
     if (!folded) continue;
     const auto rest = all.subspan(kFolded);
-    rows.push_back({fold,
-                    {QStringLiteral("fold"),
-                     QStringLiteral("Show %1 more lines  %2").arg(rest.size()).arg(counts(rest))}});
+    rows.push_back({fold, QStringLiteral("fold"),
+                    QStringLiteral("Show %1 more lines  %2").arg(rest.size()).arg(counts(rest))});
   }
-  rows_.set(rows);
+  rows_.set(std::move(rows));
 }
 
 }  // namespace ostrel

@@ -7,9 +7,22 @@
 #include <vector>
 
 #include "Agents/FileChange.h"
-#include "RowModel.h"
+#include "ListModel.h"
 
 namespace ostrel {
+
+struct DiffRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(QString kind MEMBER kind)
+  Q_PROPERTY(QString text MEMBER text)
+
+ public:
+  QString key;   // the places of its file and line
+  QString kind;  // "file", "added", "removed", "place", "same" or "fold"
+  QString text;  // a heading, a line with its sign, or what the fold hides
+  bool operator==(const DiffRow&) const = default;
+};
 
 class DiffRows {
  public:
@@ -17,8 +30,7 @@ class DiffRows {
   static constexpr std::size_t kUnfolded = 30;
   static constexpr std::size_t kFolded = 10;
 
-  // Of each row its "kind" (file, added, removed, place, same, fold) and its "text".
-  RowModel* rows() { return &rows_; }
+  ListModel<DiffRow>* rows() { return &rows_; }
   void set(std::vector<FileChange> changes);
   // The person wants to see all of the change whose row of the kind "fold" has this key.
   void unfold(const QString& key);
@@ -28,7 +40,7 @@ class DiffRows {
 
   std::vector<FileChange> changes_;
   QSet<QString> unfolded_;  // keys of fold rows
-  RowModel rows_{{"kind", "text"}};
+  ListModel<DiffRow> rows_;
 };
 
 }  // namespace ostrel

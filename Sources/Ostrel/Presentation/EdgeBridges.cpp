@@ -19,6 +19,28 @@ QString kindName(RailItem::Kind kind) {
                                         : QStringLiteral("list");
 }
 
+RailRow rowOf(const RailItem& item, const std::vector<LitAgent>& agents, const Preferences& preferences) {
+  RailRow row{.key = kindName(item.kind),
+              .kind = kindName(item.kind),
+              .place = item.y,
+              .extent = item.height,
+              .light = static_cast<int>(AgentLight::idle),
+              .mark = {},
+              .label = QStringLiteral("Show agents")};
+  if (item.kind == RailItem::Kind::more) {
+    row.mark = QStringLiteral("+%1").arg(item.index);
+    row.label = QStringLiteral("%1 more agents").arg(item.index);
+  } else if (item.kind == RailItem::Kind::agent) {
+    const LitAgent& lit = agents.at(static_cast<std::size_t>(item.index));
+    row.key = words::of(lit.id());
+    row.light = static_cast<int>(lit.light);
+    row.mark = words::mark(lit.agent());
+    row.label = QStringLiteral("%1, %2").arg(words::shown(lit.agent().displayTitle(preferences)),
+                                             words::light(lit.light));
+  }
+  return row;
+}
+
 }  // namespace
 
 NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
@@ -28,15 +50,15 @@ NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
 }
 
 void NotchBridge::refresh() {
-  std::vector<Row> rows;
+  std::vector<NotchRow> rows;
   int more = 0;
   if (parts_.preferences.boolean(OstrelSetting::notchLights)) {
     const edge::NotchLights lights = edge::notchLights(parts_.model.notchLights());
     for (const AgentLight light : lights.shown)
-      rows.push_back({QString::number(rows.size()), {static_cast<int>(light)}});
+      rows.push_back({QString::number(rows.size()), static_cast<int>(light)});
     more = lights.more;
   }
-  lights_.set(rows);
+  lights_.set(std::move(rows));
   QString summary = words::of(parts_.model.notchSummary());
   if (summary == summary_ && more == more_) return;
   summary_ = std::move(summary);
@@ -55,29 +77,14 @@ void RailBridge::refresh() {
   if (!screen) return;
   const edge::Counts counts = parts_.edge.counts();
   const int visible = edge::railRows(*screen, counts);
-  const std::vector<AgentWithLight> agents = parts_.model.railAgents();
-  std::vector<Row> rows;
+  const std::vector<LitAgent> agents = parts_.model.railAgents();
+  std::vector<RailRow> rows;
   int bottom = 0;
   for (const RailItem& item : rail::items(visible, counts, 0, false)) {
     bottom = item.y + item.height;
-    QString key = kindName(item.kind);
-    QVariantList values{key,         item.y,
-                        item.height, static_cast<int>(AgentLight::idle),
-                        QString(),   QStringLiteral("Show agents")};
-    if (item.kind == RailItem::Kind::more) {
-      values[4] = QStringLiteral("+%1").arg(item.index);
-      values[5] = QStringLiteral("%1 more agents").arg(item.index);
-    } else if (item.kind == RailItem::Kind::agent) {
-      const auto& [agent, light] = agents.at(static_cast<std::size_t>(item.index));
-      key = words::of(agent.id());
-      values[3] = static_cast<int>(light);
-      values[4] = words::mark(agent);
-      values[5] = QStringLiteral("%1, %2").arg(words::shown(agent.displayTitle(parts_.preferences)),
-                                               words::light(light));
-    }
-    rows.push_back({std::move(key), std::move(values)});
+    rows.push_back(rowOf(item, agents, parts_.preferences));
   }
-  items_.set(rows);
+  items_.set(std::move(rows));
   const int height = bottom + kPadding;
   const int offset = (edge::railCollapsedHeight(visible, counts) - height) / 2;
   if (height == contentHeight_ && offset == offset_) return;
@@ -100,12 +107,11 @@ void RailBridge::hover(const QString& key, bool inside) {
 }
 
 void RailBridge::open(const QString& key) {
-  for (const auto& [agent, light] : parts_.model.railAgents()) {
-    if (words::of(agent.id()) != key) continue;
-    parts_.edge.openAgent(agent);
-    return;
+  if (const auto lit = parts_.model.find(key.toStdString())) {
+    parts_.edge.openAgent(lit->agent());
+  } else {
+    parts_.edge.openPage(RailPage::agents);
   }
-  parts_.edge.openPage(RailPage::agents);
 }
 
 }  // namespace ostrel

@@ -11,8 +11,8 @@
 
 #include "App/EdgeState.h"
 #include "App/OstrelModel.h"
+#include "ListModel.h"
 #include "Platform/Preferences.h"
-#include "RowModel.h"
 
 namespace ostrel {
 
@@ -25,11 +25,23 @@ struct BridgeParts {
   std::function<void()> menu;
 };
 
+// A light on the handle.
+struct NotchRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(int light MEMBER light)
+
+ public:
+  QString key;    // its place, from the top
+  int light = 0;  // the number of its `AgentLight`
+  bool operator==(const NotchRow&) const = default;
+};
+
 class NotchBridge final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::RowModel* lights READ lights CONSTANT)
+  Q_PROPERTY(ostrel::RowList* lights READ lights CONSTANT)
   Q_PROPERTY(int more READ more NOTIFY changed)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(bool away READ away NOTIFY awayChanged)
@@ -37,9 +49,10 @@ class NotchBridge final : public QObject {
  public:
   explicit NotchBridge(BridgeParts parts);
 
-  RowModel* lights() { return &lights_; }
-  int more() const { return more_; }  // agents without a light there
-  QString summary() const { return summary_; }
+  ListModel<NotchRow>* lights() { return &lights_; }  // the most urgent first
+  int more() const { return more_; }                  // agents without a light there
+  QString summary() const { return summary_; }        // the lights in words, for screen readers
+  // The handle has slid off, since the rail is there.
   bool away() const { return *parts_.edge.shown().notchAway; }
   // After a change of the model or of a setting.
   void refresh();
@@ -54,17 +67,39 @@ class NotchBridge final : public QObject {
 
  private:
   BridgeParts parts_;
-  RowModel lights_{{"light"}};
+  ListModel<NotchRow> lights_;
   int more_ = 0;
   QString summary_;
   std::vector<Subscription> subscriptions_;
+};
+
+// A row of the rail: an agent, or what stands for those without a row.
+struct RailRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(QString kind MEMBER kind)
+  Q_PROPERTY(int place MEMBER place)
+  Q_PROPERTY(int extent MEMBER extent)
+  Q_PROPERTY(int light MEMBER light)
+  Q_PROPERTY(QString mark MEMBER mark)
+  Q_PROPERTY(QString label MEMBER label)
+
+ public:
+  QString key;     // the agent's id, of other rows their kind
+  QString kind;    // "agent", "more" (counts those without a row) or "list" (where there is no agent)
+  int place = 0;   // points below the rail's upper end
+  int extent = 0;  // its height, in points
+  int light = 0;   // the number of its `AgentLight`
+  QString mark;    // two letters for the project, or "+3"; may be empty
+  QString label;   // the row in words, for screen readers
+  bool operator==(const RailRow&) const = default;
 };
 
 class RailBridge final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::RowModel* items READ items CONSTANT)
+  Q_PROPERTY(ostrel::RowList* items READ items CONSTANT)
   Q_PROPERTY(int contentHeight READ contentHeight NOTIFY changed)
   Q_PROPERTY(int offset READ offset NOTIFY changed)
   Q_PROPERTY(bool expanded READ expanded NOTIFY expandedChanged)
@@ -72,9 +107,10 @@ class RailBridge final : public QObject {
  public:
   explicit RailBridge(BridgeParts parts);
 
-  RowModel* items() { return &items_; }
+  ListModel<RailRow>* items() { return &items_; }       // from top to bottom
   int contentHeight() const { return contentHeight_; }  // points, of what there is to show
   int offset() const { return offset_; }                // from the window's top, so that it stands centred
+  // The rows are in, or on their way.
   bool expanded() const { return *parts_.edge.shown().railExpanded; }
   void refresh();
 
@@ -90,7 +126,7 @@ class RailBridge final : public QObject {
 
  private:
   BridgeParts parts_;
-  RowModel items_{{"kind", "place", "extent", "light", "mark", "label"}};
+  ListModel<RailRow> items_;
   int contentHeight_ = 0;
   int offset_ = 0;
   QString hovered_;  // the key of the row below the pointer

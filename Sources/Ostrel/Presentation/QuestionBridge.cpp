@@ -7,13 +7,9 @@ namespace ostrel {
 QuestionBridge::QuestionBridge(Words words, Operations operations, QObject* parent)
     : QObject(parent), words_(std::move(words)), operations_(std::move(operations)) {}
 
-void QuestionBridge::show(const std::vector<Option>& options, const QString& own, bool ownFocused) {
-  std::vector<Row> rows;
-  for (const Option& option : options) {
-    rows.push_back({QString::number(rows.size()),
-                    {option.label, option.description, option.chosen, option.highlighted}});
-  }
-  options_.set(rows);
+void QuestionBridge::show(std::vector<OptionRow> options, const QString& own, bool ownFocused) {
+  for (std::size_t i = 0; i < options.size(); ++i) options[i].key = QString::number(i);
+  options_.set(std::move(options));
   if (std::exchange(own_, own) != own) Q_EMIT ownChanged();
   if (std::exchange(ownFocused_, ownFocused) != ownFocused) Q_EMIT ownFocusedChanged();
 }

@@ -7,9 +7,27 @@
 #include <functional>
 #include <vector>
 
-#include "RowModel.h"
+#include "ListModel.h"
 
 namespace ostrel {
+
+// Something to choose.
+struct OptionRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(QString label MEMBER label)
+  Q_PROPERTY(QString description MEMBER description)
+  Q_PROPERTY(bool chosen MEMBER chosen)
+  Q_PROPERTY(bool highlighted MEMBER highlighted)
+
+ public:
+  QString key;  // its place
+  QString label;
+  QString description;  // may be empty
+  bool chosen = false;
+  bool highlighted = false;  // the keyboard acts on it
+  bool operator==(const OptionRow&) const = default;
+};
 
 class QuestionBridge final : public QObject {
   Q_OBJECT
@@ -20,17 +38,11 @@ class QuestionBridge final : public QObject {
   Q_PROPERTY(bool multiple READ multiple CONSTANT)
   Q_PROPERTY(bool takesText READ takesText CONSTANT)
   Q_PROPERTY(bool secret READ secret CONSTANT)
-  Q_PROPERTY(ostrel::RowModel* options READ options CONSTANT)
+  Q_PROPERTY(ostrel::RowList* options READ options CONSTANT)
   Q_PROPERTY(QString own READ own WRITE setOwn NOTIFY ownChanged)
   Q_PROPERTY(bool ownFocused READ ownFocused NOTIFY ownFocusedChanged)
 
  public:
-  struct Option {
-    QString label;
-    QString description;
-    bool chosen = false;
-    bool highlighted = false;
-  };
   struct Words {
     QString header;
     QString question;
@@ -50,12 +62,12 @@ class QuestionBridge final : public QObject {
   bool multiple() const { return words_.multiple; }
   bool takesText() const { return words_.takesText; }
   bool secret() const { return words_.secret; }
-  RowModel* options() { return &options_; }
+  ListModel<OptionRow>* options() { return &options_; }
   QString own() const { return own_; }
   bool ownFocused() const { return ownFocused_; }
 
-  // What the card knows now.
-  void show(const std::vector<Option>& options, const QString& own, bool ownFocused);
+  // What the card knows now. Options get their places as keys.
+  void show(std::vector<OptionRow> options, const QString& own, bool ownFocused);
 
   void setOwn(const QString& text);
   Q_INVOKABLE void choose(int option) { operations_.choose(option); }
@@ -69,7 +81,7 @@ class QuestionBridge final : public QObject {
  private:
   const Words words_;
   const Operations operations_;
-  RowModel options_{{"label", "description", "chosen", "highlighted"}};
+  ListModel<OptionRow> options_;
   QString own_;
   bool ownFocused_ = false;
 };

@@ -72,19 +72,18 @@ void RequestsBridge::showClaude(const std::vector<const OpenRequest*>& requests)
     return;
   }
   QObject* const card = claudeCard(*requests.front());
-  claude_.set({{words::of(requests.front()->id),
-                {QVariant::fromValue(qobject_cast<PermissionCardBridge*>(card)),
-                 QVariant::fromValue(qobject_cast<QuestionCardBridge*>(card))}}});
+  claude_.set({{words::of(requests.front()->id), qobject_cast<PermissionCardBridge*>(card),
+                qobject_cast<QuestionCardBridge*>(card)}});
 }
 
 void RequestsBridge::showCodex(const std::vector<const OpenRequest*>& requests) {
-  std::vector<Row> rows;
+  std::vector<CodexCardRow> rows;
   for (const OpenRequest* const request : requests) {
     CodexCardBridge* const card = codexCard(*request);
     card->show(*request->codex());
-    rows.push_back({words::of(request->id), {QVariant::fromValue(card)}});
+    rows.push_back({words::of(request->id), card});
   }
-  codex_.set(rows);
+  codex_.set(std::move(rows));
 }
 
 void RequestsBridge::dropEnded() {

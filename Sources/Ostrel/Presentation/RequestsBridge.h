@@ -18,7 +18,7 @@
 #include "ClaudeCards.h"
 #include "Client/OpenRequests.h"
 #include "CodexCardBridge.h"
-#include "RowModel.h"
+#include "ListModel.h"
 #include "Runtime/Task.h"
 
 namespace ostrel {
@@ -27,12 +27,38 @@ namespace ostrel {
 // is none.
 using FindTerminal = std::function<Task<std::function<void()>>(HerdrAgent)>;
 
+// A card of Claude Code: one of the two.
+struct ClaudeCardRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(ostrel::PermissionCardBridge* permission MEMBER permission)
+  Q_PROPERTY(ostrel::QuestionCardBridge* question MEMBER question)
+
+ public:
+  QString key;  // the request's id
+  PermissionCardBridge* permission = nullptr;
+  QuestionCardBridge* question = nullptr;
+  bool operator==(const ClaudeCardRow&) const = default;
+};
+
+// A card of Codex.
+struct CodexCardRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(ostrel::CodexCardBridge* card MEMBER card)
+
+ public:
+  QString key;  // the request's id
+  CodexCardBridge* card = nullptr;
+  bool operator==(const CodexCardRow&) const = default;
+};
+
 class RequestsBridge final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::RowModel* claude READ claude CONSTANT)
-  Q_PROPERTY(ostrel::RowModel* codex READ codex CONSTANT)
+  Q_PROPERTY(ostrel::RowList* claude READ claude CONSTANT)
+  Q_PROPERTY(ostrel::RowList* codex READ codex CONSTANT)
   Q_PROPERTY(QString controls READ controls NOTIFY changed)
   Q_PROPERTY(QString controlsError READ controlsError NOTIFY changed)
   Q_PROPERTY(bool connected READ connected NOTIFY changed)
@@ -43,10 +69,10 @@ class RequestsBridge final : public QObject {
   // `source` outlives the bridge. `findTerminal` may be empty.
   RequestsBridge(MainLoop& loop, RequestSource& source, FindTerminal findTerminal);
 
-  // The oldest request of Claude Code, as one row: the card is one of "permission" and "question".
-  RowModel* claude() { return &claude_; }
+  // The oldest request of Claude Code, as one row.
+  ListModel<ClaudeCardRow>* claude() { return &claude_; }
   // The requests of Codex, in order of arrival.
-  RowModel* codex() { return &codex_; }
+  ListModel<CodexCardRow>* codex() { return &codex_; }
   QString controls() const;  // empty: not to be shown
   QString controlsError() const;
   bool connected() const { return controls_ && controls_->connected; }
@@ -85,8 +111,8 @@ class RequestsBridge final : public QObject {
   std::map<std::string, HerdrAgent> asking_;            // agents whose cards were shown and are kept, by id
   std::map<std::string, RequestCard*> claudeCards_;     // by the request's id
   std::map<std::string, CodexCardBridge*> codexCards_;  // by the request's id
-  RowModel claude_{{"permission", "question"}};
-  RowModel codex_{{"card"}};
+  ListModel<ClaudeCardRow> claude_;
+  ListModel<CodexCardRow> codex_;
   std::optional<RequestSource::Controls> controls_;
   std::string terminalOf_;  // the agent whose terminal was looked for
   std::function<void()> terminal_;

@@ -103,18 +103,15 @@ void SampleRequests::make(const std::string& name) {
 }
 
 bool SampleRequests::enter(const std::string& name, RequestsBridge& bridge) {
-  const auto first = [](const RowModel* model, qsizetype role) {
-    return model->rows().front().values.at(role);
-  };
   if (name == "questions") {
-    auto* const card = first(bridge.claude(), 1).value<QuestionCardBridge*>();
+    auto* const card = bridge.claude()->rows().front().question;
     card->questionList()[0]->choose(0);
     card->questionList()[0]->choose(2);
     card->questionList()[1]->setOwn(QStringLiteral("Ask me each time"));
     return true;
   }
   if (name != "codex-access" && name != "codex-form" && name != "codex-link") return false;
-  auto* const card = first(bridge.codex(), 0).value<CodexCardBridge*>();
+  auto* const card = bridge.codex()->rows().front().card;
   if (name == "codex-access") sent_ = true;
   if (name == "codex-link") card->openLink();
   if (name == "codex-form") {

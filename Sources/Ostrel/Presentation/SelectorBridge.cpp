@@ -1,6 +1,6 @@
 #include "SelectorBridge.h"
 
-#include <unordered_map>
+#include <algorithm>
 #include <utility>
 
 #include "Platform/Processes.h"
@@ -25,27 +25,27 @@ QStringList SelectorBridge::problems() const {
 }
 
 void SelectorBridge::refresh() {
-  std::unordered_map<std::string, AgentLight> lights;
-  for (const auto& [agent, light] : parts_.model.railAgents()) lights.emplace(agent.id(), light);
   const std::vector<AgentGroup> groups = parts_.model.agentGroups();
-  std::vector<Row> rows;
+  std::vector<SelectorRow> rows;
   for (const AgentGroup& group : groups) {
     if (groups.size() > 1) {
-      rows.push_back({QStringLiteral("project ") + words::of(group.project),
-                      {true, words::shown(oneLine(group.project)), QString(), 0, QString()}});
+      rows.push_back({.key = QStringLiteral("project ") + words::of(group.project),
+                      .heading = true,
+                      .title = words::shown(oneLine(group.project)),
+                      .subtitle = {},
+                      .status = {}});
     }
-    for (const HerdrAgent& agent : group.agents) {
-      const std::string id = agent.id();
-      const auto found = lights.find(id);
-      const AgentLight light = found == lights.end() ? AgentLight::idle : found->second;
-      rows.push_back({words::of(id),
-                      {false, words::shown(agent.displayTitle(parts_.preferences)), words::subtitle(agent),
-                       static_cast<int>(light), words::light(light)}});
+    for (const LitAgent& lit : group.agents) {
+      rows.push_back({.key = words::of(lit.id()),
+                      .title = words::shown(lit.agent().displayTitle(parts_.preferences)),
+                      .subtitle = words::subtitle(lit.agent()),
+                      .light = static_cast<int>(lit.light),
+                      .status = words::light(lit.light)});
     }
   }
-  rows_.set(rows);
+  rows_.set(std::move(rows));
   QString summary = words::of(parts_.model.selectorSummary());
-  const int agents = static_cast<int>(lights.size());
+  const int agents = parts_.model.agentCount();
   if (summary == summary_ && agents == agents_) return;
   summary_ = std::move(summary);
   agents_ = agents;
@@ -57,28 +57,21 @@ QString SelectorBridge::selection() const {
 }
 
 int SelectorBridge::selectionRow() const {
-  const auto found = std::ranges::find(rows_.rows(), selection(), &Row::key);
+  const auto found = std::ranges::find(rows_.rows(), selection(), &SelectorRow::key);
   return found == rows_.rows().end() ? -1 : static_cast<int>(found - rows_.rows().begin());
 }
 
 void SelectorBridge::hover(const QString& key, bool inside) {
-  if (const auto agent = find(key)) parts_.edge.hoverAgent(*agent, inside);
+  if (const auto lit = parts_.model.find(key.toStdString())) parts_.edge.hoverAgent(lit->agent(), inside);
 }
 
 void SelectorBridge::open(const QString& key) {
-  if (const auto agent = find(key)) parts_.edge.openAgent(*agent);
+  if (const auto lit = parts_.model.find(key.toStdString())) parts_.edge.openAgent(lit->agent());
 }
 
 bool SelectorBridge::press(Key key) {
   constexpr PanelKey keys[] = {PanelKey::up, PanelKey::down, PanelKey::open, PanelKey::close};
   return parts_.edge.keyPressed(keys[key]);
-}
-
-std::optional<HerdrAgent> SelectorBridge::find(const QString& key) const {
-  for (const auto& [agent, light] : parts_.model.railAgents()) {
-    if (words::of(agent.id()) == key) return agent;
-  }
-  return std::nullopt;
 }
 
 }  // namespace ostrel

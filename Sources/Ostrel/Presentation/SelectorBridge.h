@@ -4,18 +4,37 @@
 #include <QObject>
 #include <QStringList>
 #include <QtQmlIntegration>
-#include <optional>
 #include <vector>
 
 #include "EdgeBridges.h"
 
 namespace ostrel {
 
+// A row of the agent list: a project's heading or an agent.
+struct SelectorRow {
+  Q_GADGET
+  Q_PROPERTY(QString key MEMBER key)
+  Q_PROPERTY(bool heading MEMBER heading)
+  Q_PROPERTY(QString title MEMBER title)
+  Q_PROPERTY(QString subtitle MEMBER subtitle)
+  Q_PROPERTY(int light MEMBER light)
+  Q_PROPERTY(QString status MEMBER status)
+
+ public:
+  QString key;           // the agent's id, or "project " and its name
+  bool heading = false;  // a project's; it has a title and nothing else
+  QString title;
+  QString subtitle;  // what it is and where it runs
+  int light = 0;     // the number of its `AgentLight`
+  QString status;    // the light in words
+  bool operator==(const SelectorRow&) const = default;
+};
+
 class SelectorBridge final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(ostrel::RowModel* rows READ rows CONSTANT)
+  Q_PROPERTY(ostrel::RowList* rows READ rows CONSTANT)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(int agents READ agents NOTIFY changed)
   Q_PROPERTY(QStringList problems READ problems NOTIFY problemsChanged)
@@ -28,12 +47,12 @@ class SelectorBridge final : public QObject {
 
   explicit SelectorBridge(BridgeParts parts);
 
-  RowModel* rows() { return &rows_; }
-  QString summary() const { return summary_; }
-  int agents() const { return agents_; }
-  QStringList problems() const;  // why the list may not be whole
-  QString selection() const;     // the key of the row that the keyboard has chosen
-  int selectionRow() const;      // its place, or -1
+  ListModel<SelectorRow>* rows() { return &rows_; }
+  QString summary() const { return summary_; }  // the list in a line
+  int agents() const { return agents_; }        // how many there are
+  QStringList problems() const;                 // why the list may not be whole
+  QString selection() const;                    // the key of the row that the keyboard has chosen
+  int selectionRow() const;                     // its place, or -1
   void refresh();
 
   Q_INVOKABLE void hover(const QString& key, bool inside);
@@ -48,10 +67,8 @@ class SelectorBridge final : public QObject {
   void selectionChanged();
 
  private:
-  std::optional<HerdrAgent> find(const QString& key) const;
-
   BridgeParts parts_;
-  RowModel rows_{{"heading", "title", "subtitle", "light", "state"}};
+  ListModel<SelectorRow> rows_;
   QString summary_;
   int agents_ = 0;
   std::vector<Subscription> subscriptions_;

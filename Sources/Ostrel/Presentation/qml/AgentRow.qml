@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -8,7 +9,7 @@ Item {
     required property string key
     required property string title
     required property string subtitle
-    required property string state_
+    required property string status
     required property int light
     required property bool selected
 
@@ -18,7 +19,7 @@ Item {
     objectName: "agentRow"
     height: Theme.rowHeight
     Accessible.role: Accessible.ListItem
-    Accessible.name: title + ", " + subtitle + ", " + state_
+    Accessible.name: title + ", " + subtitle + ", " + status
     Accessible.selected: selected
     Accessible.onPressAction: chosen(key)
 
@@ -72,7 +73,7 @@ Item {
         anchors.rightMargin: 12
         anchors.verticalCenter: parent.verticalCenter
         light: root.light
-        text: root.state_
+        text: root.status
     }
 
     HoverHandler {

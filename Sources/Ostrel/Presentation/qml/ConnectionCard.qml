@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -7,17 +8,17 @@ Item {
 
     required property string key
     required property string title
-    required property string state_
+    required property string status
     required property string note
     required property int light
-    required property var buttons
+    required property list<string> buttons
 
     signal chosen(string key, int button)
 
     objectName: "connection-" + key
     implicitHeight: Math.max(48, words.implicitHeight + 16)
     Accessible.role: Accessible.ListItem
-    Accessible.name: title + ", " + state_
+    Accessible.name: title + ", " + status
 
     NotchLight {
         id: dot
@@ -51,7 +52,7 @@ Item {
         Text {
             objectName: "connectionState"
             width: parent.width
-            text: root.state_
+            text: root.status
             textFormat: Text.PlainText
             color: root.light === 3 ? Theme.secondary : Theme.lightTexts[root.light]
             wrapMode: Text.WordWrap
@@ -82,6 +83,8 @@ Item {
         spacing: 6
 
         Repeater {
+            id: buttons
+
             model: root.buttons
 
             PushButton {
@@ -90,7 +93,7 @@ Item {
 
                 objectName: "connectionButton" + index
                 text: modelData
-                prominent: root.light === 0 && index === root.buttons.length - 1
+                prominent: root.light === 0 && index === buttons.count - 1
                 onChosen: root.chosen(root.key, index)
             }
         }

@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -71,10 +72,7 @@ PanelPage {
                 model: root.bridge.rows
 
                 ConnectionCard {
-                    required property var model
-
                     width: content.width
-                    state_: model.state
                     onChosen: (key, button) => root.bridge.choose(key, button)
                 }
             }

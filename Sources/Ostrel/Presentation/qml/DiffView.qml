@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -5,7 +6,7 @@ import Ostrel
 Rectangle {
     id: root
 
-    required property RowModel lines
+    required property RowList lines
 
     // The row of a folded change was pressed.
     signal unfolded(string key)

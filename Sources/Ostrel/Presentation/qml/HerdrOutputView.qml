@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -30,12 +31,17 @@ Item {
     }
 
     function toStart() {
-        (terminal ? terminalOutput : conversation).scrollToStart();
+        if (terminal)
+            terminalOutput.scrollToStart();
+        else
+            conversation.scrollToStart();
     }
 
     function scroll(pages: real, lines: real) {
-        const view = terminal ? terminalOutput : conversation;
-        view.scroll(pages * view.page + lines * 48);
+        if (terminal)
+            terminalOutput.scroll(pages * terminalOutput.page + lines * 48);
+        else
+            conversation.scroll(pages * conversation.page + lines * 48);
     }
 
     function openMenu(x: real, y: real, key: string, selected: string, link: string) {

@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -55,35 +56,10 @@ FocusScope {
             Repeater {
                 model: root.bridge.claude
 
-                Loader {
-                    id: slot
-
-                    required property PermissionCardBridge permission
-                    required property QuestionCardBridge question
-
+                ClaudeRequestSlot {
                     width: column.width
-                    focus: question !== null
-                    sourceComponent: permission ? permissionCard : questionCard
-
-                    Component {
-                        id: permissionCard
-
-                        PermissionCard {
-                            card: slot.permission
-                        }
-                    }
-
-                    Component {
-                        id: questionCard
-
-                        QuestionCard {
-                            focus: true
-                            card: slot.question
-                            hasTerminal: root.bridge.hasTerminal
-                            onTerminalChosen: root.bridge.goToTerminal()
-                            onWanted: item => root.reveal(item)
-                        }
-                    }
+                    bridge: root.bridge
+                    onWanted: item => root.reveal(item)
                 }
             }
 

@@ -12,7 +12,7 @@ Item {
     required property string title
     required property string subtitle
     required property int light
-    required property var model
+    required property string status
 
     height: heading ? Theme.headingHeight : Theme.rowHeight
 
@@ -42,7 +42,7 @@ Item {
             key: root.key
             title: root.title
             subtitle: root.subtitle
-            state_: root.model.state
+            status: root.status
             light: root.light
             selected: root.key === root.bridge.selection
             onChosen: key => root.bridge.open(key)

@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 
 // A spring by its response (seconds of an undamped swing) and damping (1: no overshoot).

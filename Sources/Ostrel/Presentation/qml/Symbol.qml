@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
@@ -56,7 +57,7 @@ Item {
 
     // An angle that points up or down; with a line below it, to the end.
     Item {
-        visible: ["previous", "next", "end"].includes(root.symbol)
+        visible: root.symbol === "previous" || root.symbol === "next" || root.symbol === "end"
         anchors.centerIn: parent
         width: 12
         height: 8
