@@ -9,6 +9,7 @@
 #include "NestedLoop.h"
 #include "Offscreen.h"
 #include "RowModel.h"
+#include "Support/Seed.h"
 #include "X11Input.h"
 
 namespace ostrel {
@@ -45,7 +46,7 @@ class Follower {
 TEST(RowModelTest, AViewThatFollowsItsWordsAlwaysHasItsRows) {
   RowModel model({"light"});
   Follower view(model);
-  std::mt19937 random(7);
+  std::mt19937 random(randomSeed());
   for (int round = 0; round < 300; ++round) {
     std::vector<Row> rows;
     for (int key = 0; key < 9; ++key) {
