@@ -94,6 +94,19 @@ TEST_F(ClientRulesTest, APromptEndsByWhatAScanSawAfterItCame) {
   EXPECT_TRUE(loop_.waitUntil(scanned)) << "the terminal has answered";
 }
 
+TEST(ConversationLinks, ALinkIsOfTheTerminalForWhichItWasMade) {
+  MemoryPreferences preferences;
+  HerdrAgent pane;
+  pane.session = "default";
+  pane.paneID = "w1:p1";
+  EXPECT_FALSE(manualLinkKey(pane)) << "it has not told its terminal";
+  pane.terminalID = "term_1";
+  preferences.set(*manualLinkKey(pane), "/h/a.jsonl");
+  EXPECT_TRUE(linkedReference(pane, preferences));
+  pane.terminalID = "term_2";
+  EXPECT_FALSE(linkedReference(pane, preferences)) << "another terminal in the same pane";
+}
+
 TEST_F(ClientRulesTest, TheLinkOfATerminalIsTakenBackThroughTheThreadThatStandsForIt) {
   const HerdrAgent terminal = process("codex");
   HerdrAgent thread = terminal;
