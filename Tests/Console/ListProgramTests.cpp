@@ -61,6 +61,7 @@ class ListProgramTest : public testing::Test {
   std::atomic<bool> broken_ = false;
   std::vector<std::string> complaints_;
   std::optional<int> status_;
+  std::optional<std::filesystem::path> herdr_;  // where it is installed
   VirtualLoop loop_;
   AgentTranscript transcripts_{Environment{}};
   MemoryPreferences preferences_;
@@ -72,8 +73,13 @@ class ListProgramTest : public testing::Test {
       {loop_, pool_, exits_, files_, preferences_, servers_},
       {.scanExternal = [this](std::stop_token) { return scan(); },
        .claudeSessions = "/sessions",
-       .herdr =
-           {.run = {}, .request = {}, .events = {}, .find = [] { return std::nullopt; }, .isExecutable = {}},
+       .herdr = {.run = [](const auto&, const auto&, Duration, std::stop_token) -> std::string {
+                   throw Failure("It does not answer.");
+                 },
+                 .request = {},
+                 .events = {},
+                 .find = [this] { return herdr_; },
+                 .isExecutable = {}},
        .toolEnvironment = {}}};
   std::optional<ListProgram> program_;
 };
@@ -94,6 +100,22 @@ TEST_F(ListProgramTest, AgentsSaysWhyThereIsNoList) {
   EXPECT_EQ(complaints_, std::vector{"Local discovery unavailable: no table"s});
   EXPECT_EQ(written(), std::vector{"{\"agents\":[],\"error\":\"Local discovery unavailable: no table\"}\n"s});
 }
+
+class ListBesideHerdr : public ListProgramTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(ListBesideHerdr, IsJoinedUnlessThePersonHasLeftIt) {
+  find({"A"});
+  herdr_ = "/bin/herdr";
+  preferences_.set("herdrReconnect", GetParam());
+  start({Command::agents, true, 10s});
+  ASSERT_TRUE(loop_.waitUntil([&] {
+    loop_.runFor(10ms);  // the command takes real time
+    return status_.has_value();
+  }));
+  EXPECT_EQ(json::parse(written().back())->contains("herdr"), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(, ListBesideHerdr, testing::Bool());
 
 TEST_F(ListProgramTest, AgentsGivesUpWhenTheScanTakesTooLong) {
   std::unique_lock hanging(mutex_);
