@@ -10,7 +10,7 @@ buildPackages=(
 runPackages=(
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml-workerscript fonts-dejavu-core
 )
-testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
+testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev libbenchmark-dev procps tmux)
 desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils dbus-daemon)
 benchPackages=(libbenchmark-dev procps)
 
@@ -59,12 +59,13 @@ buildPreset() {
   shift
   log=build/$preset.log
   mkdir -p build
-  if [ ! -f "build/$preset/build.ninja" ]; then
+  if [ ! -f "build/$preset/build.ninja" ] || [ CMakePresets.json -nt "build/$preset/.configured" ]; then
     say "Configuring $preset"
     if ! cmake --preset "$preset" >"$log" 2>&1; then
       cat "$log" >&2
       return 1
     fi
+    touch "build/$preset/.configured"
   fi
   local targets=()
   if [ $# -gt 0 ]; then targets=(--target "$@"); fi
