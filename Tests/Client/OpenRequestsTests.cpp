@@ -89,6 +89,18 @@ TEST_F(OpenRequestsTest, WhatAsksSomethingElseUnderTheSameNumberIsAnotherRequest
   EXPECT_EQ(sent_, std::vector<std::string>{R"({"decision":"accept"})"});
 }
 
+TEST_F(OpenRequestsTest, OnlyWhatIsOverGoesAndNothingOfALostConnectionComes) {
+  const char* const command = "item/commandExecution/requestApproval";
+  ask(kFirst, command, R"({"command":"ls"})", "1");
+  ask(kSecond, command, R"({"command":"rm"})", "2");
+  codex_.receive(codexevent::Disconnected{"run", kFirst});
+  ASSERT_EQ(requests_.list().size(), 1u) << "the other conversation is joined still";
+  EXPECT_EQ(requests_.list()[0].agent, threads_[1].id());
+  codex_.receive(codexevent::Reset{"next", std::nullopt});
+  ask(kFirst, command, R"({"command":"ls"})", "1");  // it was on its way
+  EXPECT_TRUE(requests_.list().empty());
+}
+
 TEST_F(OpenRequestsTest, AStepIsDoneOnceItsLinkWasOpened) {
   ask(kFirst, "mcpServer/elicitation/request",
       R"({"serverName":"kit","message":"Sign in","mode":"url","url":"https://example.org/x"})");
