@@ -12,7 +12,7 @@ runPackages=(
 )
 # The linter of views, and the types that it reads beside those of `runPackages`.
 lintPackages=("${runPackages[@]}" qt6-declarative-dev-tools qml6-module-qtqml)
-testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev procps tmux)
+testPackages=(git libclang-rt-19-dev clang-format-19 libgtest-dev libvterm-dev libbenchmark-dev procps tmux)
 desktopTestPackages=("${runPackages[@]}" xvfb openbox xdotool x11-utils dbus-daemon)
 benchPackages=(libbenchmark-dev procps)
 
@@ -61,12 +61,13 @@ buildPreset() {
   shift
   log=build/$preset.log
   mkdir -p build
-  if [ ! -f "build/$preset/build.ninja" ]; then
+  if [ ! -f "build/$preset/build.ninja" ] || [ CMakePresets.json -nt "build/$preset/.configured" ]; then
     say "Configuring $preset"
     if ! cmake --preset "$preset" >"$log" 2>&1; then
       cat "$log" >&2
       return 1
     fi
+    touch "build/$preset/.configured"
   fi
   local targets=()
   if [ $# -gt 0 ]; then targets=(--target "$@"); fi

@@ -89,6 +89,11 @@ TEST_F(EdgeStateTest, AHoveredPageIsAPreviewUntilItIsClicked) {
   EXPECT_EQ(desktop_.frames[panel].height, 476) << "an open panel follows at once";
   EXPECT_EQ(at(kAway, 440ms), "n");
   previewPage();
+  edge_.openPage(RailPage::agents);
+  EXPECT_EQ(at(kAway, 10s), "rP") << "a click on the page that hovering brought keeps it";
+  edge_.openPage(RailPage::agents);
+  EXPECT_EQ(at(kAway, 1s), "n");
+  previewPage();
   EXPECT_EQ(clickInto(panel), "rP");
   EXPECT_FALSE(desktop_.moved) << "where the pointer is makes no difference any more";
   edge_.openPage(RailPage::agents);
@@ -173,6 +178,28 @@ TEST_F(EdgeStateTest, TheLeaveOfTheRowBeforeEndsNothing) {
   edge_.hoverAgent(agent_, false);
   shownAfter(1s);
   EXPECT_EQ(conversation_, "shown stopped ") << "one preview, which went: the second row was left in time";
+}
+
+TEST_F(EdgeStateTest, WhoeverTypesAgainBeforeAPreviewComesKeepsTheConversation) {
+  previewPage();
+  edge_.openAgent(agent_);
+  desktop_.key = panel;
+  edge_.hoverAgent(agentOf("b"), true);
+  loop_.runFor(30ms);
+  desktop_.key = EdgeWindow::agent;
+  EXPECT_EQ(shownAfter(1s), "rpA");
+  EXPECT_EQ(conversation_, "seen ");
+}
+
+TEST_F(EdgeStateTest, AListThatClosedBelowThePointerIsInOrderWhenItComesAgain) {
+  agents_.agents = {agent_, agentOf("b")};
+  agents_.lights = {{"a", AgentLight::idle}, {"b", AgentLight::idle}};
+  previewPage();
+  edge_.hoverList(true);
+  agents_.lights["b"] = AgentLight::needsYou;
+  EXPECT_EQ(model_.agentGroups().front().agents.front().agent(), agent_) << "nothing moves below the pointer";
+  edge_.hidePanel();
+  EXPECT_EQ(model_.agentGroups().front().agents.front().agent().paneID, "b");
 }
 
 TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {

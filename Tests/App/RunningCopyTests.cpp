@@ -60,5 +60,27 @@ TEST_F(RunningCopyTest, NobodyIsBelievedWhoIsSilentOrAnotherUser) {
   EXPECT_EQ(stranger.heard(), "");
 }
 
+TEST_F(RunningCopyTest, AnotherUserShowsNothing) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  RunningCopy copy(loop, path, identity("1"), [&] { ++shown; });
+  copy.start();
+  for (const auto& open : {folder.path(), path.parent_path(), path})
+    std::filesystem::permissions(open, std::filesystem::perms::all);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  std::strcpy(address.sun_path, path.c_str());
+  const std::string line = Json{{"show", identity("1")}}.dump() + "\n";
+  for (const uid_t user : {0U, 65534U}) {
+    const UniqueFd client(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::seteuid(user), 0);
+    const int connected =
+        ::connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    ASSERT_EQ(::seteuid(0), 0);
+    ASSERT_EQ(connected, 0);
+    ::send(client.get(), line.data(), line.size(), MSG_NOSIGNAL);
+    loop.runUntilIdle();
+    EXPECT_EQ(shown, 1) << "the first is ours";
+  }
+}
+
 }  // namespace
 }  // namespace ostrel

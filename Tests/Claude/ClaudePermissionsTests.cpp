@@ -1,4 +1,5 @@
 #include <memory>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -131,8 +132,10 @@ TEST_F(ClaudePermissionsTest, EditsTheUsersFile) {
   EXPECT_EQ(files::read(backup), "{\"a\": 1}");
 
   fs::remove(file);
-  fs::create_directory(file);  // as good as any file that is there but can't be read
+  // As good as any file that is there but can't be read: it is not written anew.
+  ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
   EXPECT_THROW(permissions.setInstalled(true), Failure);
+  EXPECT_TRUE(fs::is_fifo(file));
 }
 
 TEST_F(ClaudePermissionsTest, TheUsersWordStands) {

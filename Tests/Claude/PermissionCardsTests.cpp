@@ -71,6 +71,19 @@ TEST(ClaudePermissionRequestTest, TakesOnlyTheAnswersThatItOffers) {
       << "several choices are one text, as the terminal's own prompt sends them";
 }
 
+// Which answers a person may give who has not read what is asked.
+TEST(ClaudePermissionRequestTest, OnlyARefusalGrantsNothing) {
+  const auto asked = ClaudePermissionRequest::parse(
+      R"({"session_id":"s","tool_name":"Bash","permission_suggestions":[
+      {"type":"addRules","behavior":"allow","rules":[{"toolName":"Bash","ruleContent":"ls *"}]}]})",
+      "id", {});
+  std::vector<std::string> granting;
+  for (const RequestChoice& choice : asked->choices()) {
+    if (choice.grants) granting.push_back(choice.id);
+  }
+  EXPECT_EQ(granting, (std::vector<std::string>{"allow", "always"}));
+}
+
 TEST(ClaudePermissionRequestTest, ShowsTheChangeThatWouldBeWritten) {
   const auto change = [](const char* tool, const std::string& input) {
     std::string all;

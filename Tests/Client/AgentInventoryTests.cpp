@@ -7,6 +7,7 @@
 #include "Client/AgentSelection.h"
 #include "Client/ConversationLinks.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/Seed.h"
 
 namespace ostrel {
 namespace {
@@ -184,9 +185,7 @@ TEST_F(AgentInventoryTest, AThreadStandsForItsPaneAndIsPrimaryWhereSomethingLink
 
 // Every change of one source, however it is taken over, gives what a fresh inventory gives.
 TEST_F(AgentInventoryTest, ChangesGiveWhatAFreshMergeGives) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(fmt::format("seed {}", seed));
-  std::mt19937 random(seed);
+  std::mt19937 random(randomSeed());
   const auto any = [&](unsigned below) { return random() % below; };
   const auto conversation = [&]() -> std::optional<std::string> {
     if (any(3) == 0) return std::nullopt;

@@ -61,6 +61,8 @@ TEST(AgentLights, AGrowingTranscriptLooksLikeWork) {
   const AgentLights lights(kLaunch);
   EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::working);
   EXPECT_EQ(lights.light(agent, kLaunch + 11s), AgentLight::idle);
+  agent.tellsState = true;
+  EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::idle) << "it would say so if it worked";
   agent.state = AgentState::blocked;
   EXPECT_EQ(lights.light(agent, kLaunch + 1s), AgentLight::needsYou);
 }

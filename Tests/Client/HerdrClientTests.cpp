@@ -149,8 +149,11 @@ TEST_F(HerdrClientTest, StartsAServerOnceAndWaitsForIt) {
         "log.");
   }
   servers_.running = true;
-  EXPECT_EQ(connectManaged(),
-            "Herdr is still starting. Connect again to check it; the server will not be launched twice.");
+  for (const std::size_t launched : {3u, 3u}) {
+    EXPECT_EQ(connectManaged(),
+              "Herdr is still starting. Connect again to check it; the server will not be launched twice.");
+    EXPECT_EQ(servers_.launched.size(), launched);
+  }
   EXPECT_FALSE(preferences_.boolean("herdrManagedServer"));
   make(true);  // a fixture run
   servers_.launched.clear();

@@ -6,6 +6,7 @@
 #include "Client/FakeHerdr.h"
 #include "Client/HerdrLink.h"
 #include "Support/MemoryPreferences.h"
+#include "Support/Seed.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -244,9 +245,7 @@ TEST_F(HerdrLinkTest, AServerOfAnotherVersionIsAskedByTheCommandUntilTheyAgree) 
 
 // Half an hour of faults: sessions come, go and hang up, streams break, the person connects anew.
 TEST_F(HerdrLinkTest, HalfAnHourOfFaultsLeavesNothingStale) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(fmt::format("seed {}", seed));
-  std::mt19937 random(seed);
+  std::mt19937 random(randomSeed());
   const auto chance = [&](unsigned percent) { return random() % 100 < percent; };
   link_.connect();
   for (Duration passed{}; passed < 30min; passed += 700ms) {

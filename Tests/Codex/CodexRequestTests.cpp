@@ -137,8 +137,13 @@ TEST(CodexCard, ShowsWhatWouldBeAllowed) {
       "_meta":{"codex_approval_kind":"mcp_tool_call","tool_name":"echo","tool_params":{"text":"hi"}}})");
   EXPECT_EQ(tool.tool, (CodexCard::Tool{"echo", "{\n  \"text\": \"hi\"\n}"}));
   EXPECT_EQ(elicited(R"({"mode":"url","url":"HTTPS://x.org/a?b"})").link, "HTTPS://x.org/a?b");
-  for (const char* const bad : {R"({"mode":"url","url":"file:///etc"})", R"({"mode":"url","url":"https://"})",
-                                R"({"mode":"form","requestedSchema":{}})", R"({})"})
+  for (const char* const scheme :
+       {"file:///etc", "vscode://file/x", "steam://run/1", "ssh://h/p", "javascript:1"})
+    EXPECT_EQ(elicited(R"({"mode":"url","url":")" + std::string(scheme) + "\"}").step,
+              CodexCard::Step::unsupported)
+        << scheme;
+  for (const char* const bad :
+       {R"({"mode":"url","url":"https://"})", R"({"mode":"form","requestedSchema":{}})", R"({})"})
     EXPECT_EQ(elicited(bad).step, CodexCard::Step::unsupported) << bad;
 }
 
@@ -159,6 +164,8 @@ TEST(CodexAnswers, OnlyWhatTheCardOffersIsTaken) {
     return all;
   };
   const auto command = request(kCommand, R"({"availableDecisions":["accept","cancel"]})");
+  EXPECT_EQ(titles(command), "Allow once!|Allow for this session!|Deny|Cancel action|");
+  EXPECT_EQ(titles(request("applyPatchApproval", "{}")), "Allow once!|Deny|Cancel action|");
   EXPECT_EQ(titles(request(kAccess, R"({"permissions":{"network":{}}})")), "Allow for this turn!|Deny|");
   for (const char* const choice : {"done", "skip", "submit", "allow", "bm90aGluZw=="})
     EXPECT_EQ(answered(command, {.choice = choice}), "This choice is not on offer.") << choice;

@@ -9,6 +9,7 @@
 #include "Codex/CodexRequestController.h"
 #include "Codex/FakeRequestPort.h"
 #include "CodexStandIn.h"
+#include "Support/Seed.h"
 #include "Support/VirtualLoop.h"
 
 namespace ostrel {
@@ -36,9 +37,7 @@ std::string resolved(const std::string& id, int thread) {
 // has changed since it was shown or is of another run, and in the end the list shows what is open. What lies
 // between the controller and the book-keeping of the worker is in the test's hands.
 TEST(CodexRequests, RandomSchedulesAnswerEachRequestOnce) {
-  const auto seed = std::random_device()();
-  SCOPED_TRACE(fmt::format("seed {}", seed));
-  std::mt19937 random(seed);
+  std::mt19937 random(randomSeed());
   const auto pick = [&](std::size_t count) { return static_cast<int>(random() % count); };
   struct Open {
     int thread, turn, content;

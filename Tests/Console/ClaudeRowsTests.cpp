@@ -73,6 +73,18 @@ TEST_F(ClaudeRows, AConversationInTwoTerminalsIsOneRowThatWaitsWhereverItAsks) {
   EXPECT_EQ(hook->finish().output, "");
 }
 
+TEST_F(ClaudeRows, WhoeverOnlyLooksLeavesItDone) {
+  ClaudeStandIn claude(hooks_.home.path(), "claude-1", kConversation);
+  claude.says("idle");
+  const Json id = rows({"idle done"})[0]["id"];
+  ASSERT_TRUE(serve_.perform({{"op", "select"}, {"agent", id}, {"seen", false}})["ok"]);
+  ClaudeStandIn other(hooks_.home.path(), "other", kOther);
+  other.says("busy");
+  rows({"idle done", "working working"});
+  ASSERT_TRUE(serve_.perform({{"op", "select"}, {"agent", id}})["ok"]);
+  rows({"idle idle", "working working"});
+}
+
 TEST_F(ClaudeRows, ARunThatOnlyPrintsWorksWhileItLives) {
   auto print = std::make_unique<ClaudeStandIn>(hooks_.home.path(), "print", kConversation);
   print->file()["entrypoint"] = "sdk-cli";

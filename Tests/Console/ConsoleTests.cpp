@@ -54,6 +54,8 @@ TEST(Listing, OneLineIsAlwaysOneAgent) {
   Listing list{{shownAgent(), shownAgent()}, {}, {}, {}};
   EXPECT_EQ(asText({{shownAgent()}, {}, {}, {}}, false),
             "8:external42:Sun Nov 22 21:51:10 2026\tclaude\tidle\tdone\tFix é\t/home/me/a\\tb\\n\n");
+  list.agents[1].title = "gnp\u202E.sh";
+  EXPECT_TRUE(asText(list, false).contains("gnp⟨U+202E⟩.sh")) << "nothing in a name turns the line around";
   list.agents[1].title = "x";
   const std::string table = asText(list, true);
   const auto lines = text::split(table, '\n');

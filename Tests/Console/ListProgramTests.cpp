@@ -70,7 +70,17 @@ class ListProgramTest : public testing::Test {
   NoExits exits_;
   NoFiles files_;
   NoServers servers_;
-  NoHerdr herdr_;
+  // Answers nothing, where it is installed.
+  struct Herdr final : NoHerdr {
+    std::atomic<bool> installed = false;
+    std::optional<std::filesystem::path> find() override {
+      return installed ? std::optional<std::filesystem::path>("/bin/herdr") : std::nullopt;
+    }
+    std::string run(const std::filesystem::path&, const std::vector<std::string>&, Duration,
+                    std::stop_token) override {
+      throw Failure("It does not answer.");
+    }
+  } herdr_;
   HerdrClient client_{
       {loop_, pool_, exits_, files_, preferences_, servers_, herdr_},
       {.scanExternal = [this](std::stop_token) { return scan(); }, .claudeSessions = "/sessions"}};
@@ -93,6 +103,22 @@ TEST_F(ListProgramTest, AgentsSaysWhyThereIsNoList) {
   EXPECT_EQ(complaints_, std::vector{"Local discovery unavailable: no table"s});
   EXPECT_EQ(written(), std::vector{"{\"agents\":[],\"error\":\"Local discovery unavailable: no table\"}\n"s});
 }
+
+class ListBesideHerdr : public ListProgramTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(ListBesideHerdr, IsJoinedUnlessThePersonHasLeftIt) {
+  find({"A"});
+  herdr_.installed = true;
+  preferences_.set("herdrReconnect", GetParam());
+  start({Command::agents, true, 10s});
+  ASSERT_TRUE(loop_.waitUntil([&] {
+    loop_.runFor(10ms);  // the command takes real time
+    return status_.has_value();
+  }));
+  EXPECT_EQ(json::parse(written().back())->contains("herdr"), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(, ListBesideHerdr, testing::Bool());
 
 TEST_F(ListProgramTest, AgentsGivesUpWhenTheScanTakesTooLong) {
   std::unique_lock hanging(mutex_);

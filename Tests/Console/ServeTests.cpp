@@ -124,9 +124,36 @@ TEST(Serve, TakesNoAnswerThatTheCardDoesNotOffer) {
   EXPECT_EQ(refused(question, {{"answers", {{"One?", "A"}, {"Many?", {"A", "B"}}}}}), "taken");
   EXPECT_EQ(json::parse(command->finish().output).value_or(Json())["hookSpecificOutput"]["decision"],
             Json({{"behavior", "allow"}}));
+  const auto redirected =
+      hooks.ask({{"session_id", "s"}, {"tool_name", "Bash"}, {"tool_input", {{"command", "grep"}}}});
+  const Json grep = serve.until("permissions", [](const Json& event) {
+    return event["requests"].size() == 1 && event["requests"][0]["detail"] == "grep";
+  });
+  ASSERT_TRUE(grep.is_object());
+  EXPECT_EQ(refused(grep["requests"][0], {{"decision", "deny"}, {"message", "use rg"}}), "taken");
+  EXPECT_EQ(json::parse(redirected->finish().output).value_or(Json())["hookSpecificOutput"]["decision"],
+            Json({{"behavior", "deny"}, {"message", "use rg"}, {"interrupt", false}}));
   EXPECT_EQ(json::parse(asking->finish().output)
                 .value_or(Json())["hookSpecificOutput"]["decision"]["updatedInput"]["answers"],
             Json({{"One?", "A"}, {"Many?", "A, B"}}));
+}
+
+// What did not change is not said again.
+TEST(Serve, AnEventComesWhereItDiffers) {
+  HookHome hooks;
+  Serving serve(OSTREL_BIN_DIR "/ostrelctl", hooks.variables, hooks.home.path());
+  ASSERT_TRUE(serve.until("codex", [](const Json&) { return true; }).is_object()) << "the first of all";
+  std::vector<std::string> repeated;
+  for (int round = 0; round < 3; ++round) {
+    serve.send({{"op", "dance"}});
+    for (std::string event; event != "reply";) {
+      const auto line = serve.process().line(std::chrono::seconds(30));
+      ASSERT_TRUE(line);
+      event = json::string(json::parse(*line).value_or(Json()), "event").value_or("");
+      if (event == "integrations" || event == "output") repeated.push_back(event);
+    }
+  }
+  EXPECT_EQ(repeated, std::vector<std::string>());
 }
 
 // A front end that has stopped reading keeps neither prompts from their hooks nor the program from its end.

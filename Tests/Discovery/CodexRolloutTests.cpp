@@ -78,6 +78,9 @@ TEST_F(RolloutFile, IsReadFromItsEndAndThenByWhatIsAppended) {
   EXPECT_EQ(state(), "unknown");
   append(event("turn_aborted"));
   EXPECT_EQ(state(), "idle");
+  std::ofstream(path_.string() + "2") << event("task_started") << talk(9000);
+  fs::rename(path_.string() + "2", path_);
+  EXPECT_EQ(state(), "working") << "another file, of which nothing was read";
   fs::remove(path_);
   EXPECT_EQ(state(), "none");
 }
@@ -106,6 +109,8 @@ TEST_F(RolloutFile, AToolThatDoesNotAnswerIsNotWorkForEver) {
   EXPECT_EQ(silent(true), "working");
   append(call("function_call", "c") + event("turn_aborted"));
   EXPECT_EQ(silent(true), "idle");
+  append(event("task_started"));
+  EXPECT_EQ(silent(true), "working") << "what the last turn left open is not this one's";
 }
 
 // Between two scans the file itself tells, and a scan that is older than it takes nothing back.

@@ -25,7 +25,9 @@ TEST(CommandLineTools, FindsWhatCanBeRunTheInheritedPathFirst) {
   Environment environment;
   environment.home = folder.path() / "home";
   const std::string root = folder.path().string();
-  environment.variables["PATH"] = "relative::" + root + "/plain:" + root + "/first";
+  // A relative one leads there from wherever the program was started.
+  const std::string relative = fs::relative(folder.path() / "relative").string();
+  environment.variables["PATH"] = relative + "::" + root + "/plain:" + root + "/first";
   const CommandLineTools tools(environment);
   EXPECT_EQ(tools.find("tool"), first);
   EXPECT_EQ(tools.find("other"), other);

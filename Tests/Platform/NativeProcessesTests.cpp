@@ -130,6 +130,12 @@ TEST(NativeProcesses, LaterCallsReadWhatCanHaveChanged) {
   // Whatever else changes is seen within twelve calls.
   change("later");
   EXPECT_TRUE(rows(12).ends_with("72:later>12 "));
+  // One that took the number of another began when it began.
+  const auto start = [&] { return processes.rows(nullptr).back().startSeconds; };
+  const std::int64_t before = start();
+  change("later", 950 + 60 * static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK)));
+  rows(12);
+  EXPECT_EQ(start(), before + 60);
   // The text is always read anew.
   change("last");
   EXPECT_TRUE(processes.table()->ends_with(" last"));

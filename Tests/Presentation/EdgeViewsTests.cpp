@@ -1,6 +1,7 @@
 // The handle, the rail and the agent list as a person meets them, without a display: their real views over
 // the real state of the edge.
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -192,6 +193,40 @@ TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
     desktop_.report();
     loop_.runFor(1s);
   }
+}
+
+TEST_F(EdgeViewsTest, TheRailHasWhoWaitsFirstAndEachWithItsLight) {
+  agents_.lights = {{"a", AgentLight::idle}, {"b", AgentLight::working}, {"c", AgentLight::needsYou}};
+  RailBridge rail(parts());
+  QQuickView view(&engine_, nullptr);
+  open(view, "RailView", rail, desktop_.frames[EdgeWindow::rail]);
+  QList<QQuickItem*> items;
+  childrenNamed(view.rootObject(), QStringLiteral("railRow"), items);
+  std::ranges::sort(items, {}, [](const QQuickItem* item) { return item->y(); });
+  QStringList said;
+  QList<int> lights;
+  for (const QQuickItem* item : items) {
+    said.append(item->property("label").toString());
+    lights.append(item->property("light").toInt());
+  }
+  EXPECT_EQ(said, QStringList({QStringLiteral("Agent c, Needs you"), QStringLiteral("Agent b, Working"),
+                               QStringLiteral("Agent a, Idle")}));
+  EXPECT_EQ(lights, QList<int>({0, 1, 3}));
+}
+
+TEST_F(EdgeViewsTest, KeysGoThroughTheListAndOpenWhatTheyChose) {
+  edge_.openPage(RailPage::agents);
+  PanelBridge pages(shown_, agentPage());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "OstrelView", pages, {0, 0, 416, 400});
+  for (const int key :
+       {Qt::Key_Down, Qt::Key_Down, Qt::Key_Return, Qt::Key_Up, Qt::Key_Return, Qt::Key_Escape}) {
+    QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+    QCoreApplication::sendEvent(&panel, &event);
+    settle();
+  }
+  EXPECT_EQ(opened_, "b!a!");
+  EXPECT_FALSE(*shown_.isPanelVisible);
 }
 
 TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {

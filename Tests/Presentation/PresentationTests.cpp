@@ -9,6 +9,7 @@
 #include "ListModel.h"
 #include "NestedLoop.h"
 #include "Offscreen.h"
+#include "Support/Seed.h"
 #include "X11Input.h"
 
 namespace ostrel {
@@ -59,7 +60,7 @@ class Follower {
 TEST(ListModelTest, AViewThatFollowsItsWordsAlwaysHasItsRows) {
   ListModel<TestRow> model;
   Follower view(model);
-  std::mt19937 random(7);
+  std::mt19937 random(randomSeed());
   for (int round = 0; round < 300; ++round) {
     std::vector<TestRow> rows;
     for (int key = 0; key < 9; ++key) {

@@ -160,6 +160,13 @@ TEST(RequestsBridgeTest, ACardThatHasJustComeOrMovedTakesNoAnswer) {
   loop.runFor(500ms);
   accept();
   EXPECT_EQ(asked.results.size(), 1u) << "by now it was read";
+
+  bridge.show(agent(1));
+  loop.runFor(500ms);
+  bridge.show(agent(2));
+  bridge.show(agent(1));
+  claude()->choose(QStringLiteral("allow"));
+  EXPECT_TRUE(asked.answers.empty()) << "the same card, but it has just come up again";
 }
 
 TEST(RequestsBridgeTest, NothingIsGrantedThatWasNotShown) {

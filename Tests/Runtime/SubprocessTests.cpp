@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "Runtime/Failure.h"
+#include "Runtime/Files.h"
 #include "Runtime/Subprocess.h"
+#include "Runtime/Text.h"
+#include "Support/Eventually.h"
+#include "Support/TemporaryFolder.h"
 
 namespace ostrel {
 namespace {
@@ -39,6 +43,15 @@ TEST(Subprocess, AStatusThatNobodyKnowsIsNoSuccess) {
   ::signal(SIGCHLD, before);
   EXPECT_EQ(result.output, "out\n");
   EXPECT_FALSE(result.succeeded());
+}
+
+TEST(Subprocess, WhatItStartedEndsWithItsTime) {
+  const TemporaryFolder folder;
+  const auto file = folder.path() / "pid";
+  shell("sh -c 'trap \"\" TERM; echo $$ >" + file.string() + "; exec sleep 60' & wait", 1s);
+  const auto pid = text::parseInteger(text::trim(files::read(file).value_or("")));
+  ASSERT_TRUE(pid);
+  EXPECT_TRUE(eventually([&] { return ::kill(static_cast<pid_t>(*pid), 0) != 0; }));
 }
 
 TEST(Subprocess, StopsAtItsEndAndAtItsLimits) {
