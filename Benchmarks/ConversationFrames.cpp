@@ -379,7 +379,7 @@ class Conversations final : private TranscriptSource {
   AgentTranscriptReader reader_{AgentTranscript(environment(history_.folder())), pool_};
   NoHerdr herdr_;
   NoUrls urls_;
-  HerdrClient client_{{loop_, pool_, exits_, files_, preferences_, servers_, herdr_}, sources()};
+  HerdrClient client_{{loop_, pool_, exits_, files_, preferences_, servers_, herdr_, pool_}, sources()};
   OstrelModel model_{client_.agents()};
   QQmlEngine engine_;
   Appearance appearance_{engine_};

@@ -154,7 +154,7 @@ class Program {
  public:
   Program(HerdrPort& herdr, std::vector<HerdrAgent> agents, const std::filesystem::path& folder)
       : reader_(AgentTranscript(Environment{.variables = {}, .home = folder, .arguments = {}}), pool_),
-        client_({loop_, pool_, exits_, files_, preferences_, servers_, herdr},
+        client_({loop_, pool_, exits_, files_, preferences_, servers_, herdr, pool_},
                 {.scanExternal = [agents = std::move(agents)](std::stop_token) { return agents; },
                  .claudeSessions = folder / "sessions",
                  .transcripts = &reader_}) {

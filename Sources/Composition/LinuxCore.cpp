@@ -49,7 +49,7 @@ LinuxCore::LinuxCore(Environment environment, std::function<void(std::string_vie
       hookFollower_({loop_, pool_, files_}, claudePermissions_, preferences_.shared(),
                     PreferenceFiles::folder(environment_)),
       client_({loop_, pool_, exits_, files_, face == Face::full ? preferences_.shared() : untouched_,
-               servers_, herdr_},
+               servers_, herdr_, commandPool_},
               sources(face)) {}
 
 // A Codex conversation as the running app server has it.

@@ -47,9 +47,9 @@ class LinuxCore {
   const CommandLineTools& tools() const { return tools_; }
   EpollLoop& loop() { return loop_; }
   // Scans, files, sockets of our own: what answers soon.
-  BackgroundPool& pool() { return pool_; }
+  Background& pool() { return pool_; }
   // Programs of others, which may hang for as long as they are given.
-  BackgroundPool& toolPool() { return toolPool_; }
+  Background& toolPool() { return toolPool_; }
   NativeProcesses& processes() { return processes_; }
   AgentTranscript& transcripts() { return transcripts_; }
   ExternalAgents& externalAgents() { return externalAgents_; }
@@ -78,6 +78,7 @@ class LinuxCore {
   OstrelPreferences preferences_;
   BackgroundPool pool_;
   BackgroundPool toolPool_{4};
+  BackgroundPool commandPool_{4, std::chrono::seconds(1)};
   PidfdExits exits_;
   InotifyWatcher files_;
   SpawnedServers servers_;

@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "Platform/PreferenceKeys.h"
+
 namespace ostrel::console {
 
 namespace {
@@ -61,7 +63,8 @@ void ListProgram::start() {
   }
   tasks_.start(run());
   client.startDiscovery();
-  if (parts_.preferences.object("herdrReconnect") != Json(false)) client.herdr().connectWhereInstalled();
+  const bool left = parts_.preferences.object(preferenceKeys::kHerdrReconnect) == Json(false);
+  if (!left) client.herdr().connectWhereInstalled();
 }
 
 bool ListProgram::ready() {

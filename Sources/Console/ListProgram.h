@@ -21,8 +21,8 @@ class ListProgram {
  public:
   struct Parts {
     MainLoop& loop;
-    BackgroundPool& pool;    // looks at files
-    BackgroundPool& writer;  // for `Output::write` alone, which may take for ever
+    Background& pool;    // looks at files
+    Background& writer;  // for `Output::write` alone, which may take for ever
     HerdrClient& client;
     AgentTranscript& transcripts;
     const Preferences& preferences;

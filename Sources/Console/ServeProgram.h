@@ -23,7 +23,7 @@ class ServeProgram {
  public:
   struct Parts {
     MainLoop& loop;
-    BackgroundPool& writer;  // for `Output::write` alone, which may take for ever
+    Background& writer;  // for `Output::write` alone, which may take for ever
     HerdrClient& client;
     const Preferences& preferences;
   };

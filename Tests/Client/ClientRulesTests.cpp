@@ -43,7 +43,7 @@ class ClientRulesTest : public testing::Test {
         throw Cancelled();
       };
     }
-    client_.emplace(HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_, herdr_},
+    client_.emplace(HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_, herdr_, pool_},
                     std::move(sources));
     client_->startDiscovery();
     ASSERT_TRUE(loop_.waitUntil([&] { return client_->report()->complete; }));

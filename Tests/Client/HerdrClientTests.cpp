@@ -7,6 +7,7 @@
 #include "Client/HerdrClient.h"
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
+#include "Support/InlineBackground.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/NoPorts.h"
 #include "Support/VirtualLoop.h"
@@ -85,7 +86,7 @@ class HerdrClientTest : public testing::Test, protected NoHerdr {
   void make(bool fixture = false) {
     client_.reset();
     client_.emplace(
-        HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_, *this},
+        HerdrClient::Ports{loop_, pool_, exits_, files_, preferences_, servers_, *this, pool_},
         HerdrClient::Sources{.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
                              .claudeSessions = "/sessions",
                              .toolEnvironment = {{"PATH", "/usr/bin"}},
@@ -101,7 +102,7 @@ class HerdrClientTest : public testing::Test, protected NoHerdr {
   std::vector<std::string> commands_;
   std::optional<std::filesystem::path> executable_ = "/opt/herdr/herdr";
   VirtualLoop loop_;
-  BackgroundPool pool_;
+  InlineBackground pool_;
   MemoryPreferences preferences_;
   NoExits exits_;
   NoFiles files_;
@@ -131,7 +132,7 @@ TEST_F(HerdrClientTest, StartsNoServerUnasked) {
   answer("session list --json", sessions({"one", "two"}));
   std::string said;
   TaskScope tasks(loop_);
-  HerdrLink link(loop_, preferences_, *this);
+  HerdrLink link(loop_, preferences_, *this, pool_);
   ManagedServer server(link, preferences_, {servers_, {}});
   tasks.start(ensured(server, said));
   ASSERT_TRUE(loop_.waitUntil([&] { return !said.empty(); }));
@@ -186,7 +187,7 @@ TEST_F(HerdrClientTest, RestoresWhatWasWantedLast) {
 }
 
 TEST_F(HerdrClientTest, InstallsIntegrationsAndSaysWhatCame) {
-  HerdrLink link(loop_, preferences_, *this);
+  HerdrLink link(loop_, preferences_, *this, pool_);
   IntegrationSetup setup(loop_, link);
   const auto message = [&] {
     EXPECT_TRUE(loop_.waitUntil([&] { return !*setup.busy(); }));

@@ -6,6 +6,7 @@
 #include "Client/SelectedAgent.h"
 #include "Herdr/HerdrProtocol.h"
 #include "Runtime/Failure.h"
+#include "Support/InlineBackground.h"
 #include "Support/MemoryPreferences.h"
 #include "Support/NoPorts.h"
 #include "Support/VirtualLoop.h"
@@ -93,7 +94,8 @@ class SelectedAgentTest : public testing::Test, protected TranscriptSource {
   VirtualLoop loop_;
   MemoryPreferences preferences_;
   Commands herdr_;
-  HerdrLink link_{loop_, preferences_, herdr_};
+  InlineBackground commands_;
+  HerdrLink link_{loop_, preferences_, herdr_, commands_};
   AgentInventory inventory_{preferences_};
   SelectedAgent selected_{loop_, {preferences_, link_, inventory_, this}};
 };
@@ -153,7 +155,7 @@ TEST_F(SelectedAgentTest, ShowsWhatWasLastSeenAndKeepsItThroughFailures) {
 // Through a link that knows a session with a socket.
 TEST_F(SelectedAgentTest, APaneThatIsNotFoundAsksForTheListAtOnce) {
   OneSession herdr;
-  HerdrLink link(loop_, preferences_, herdr);
+  HerdrLink link(loop_, preferences_, herdr, commands_);
   link.connect();
   ASSERT_TRUE(loop_.waitUntil([&] { return herdr.lists == 1; }));
   loop_.runFor(5s);

@@ -38,7 +38,7 @@ TEST(SourceReports, EachSourceThatFailsIsNamedUntilItWorks) {
   // The one of another program, which has the prompts.
   auto other = std::make_unique<ClaudePermissionServer>(loop, socket);
   other->start();
-  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr},
+  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr, pool},
                      {.scanExternal = list,
                       .claudeSessions = folder.path(),
                       .codexServer = folder.path() / "codex.sock",
@@ -86,7 +86,7 @@ TEST(SourceReports, WhatHindersThePermissionHookIsSaid) {
   ClaudePermissionServer other(loop, home.path() / "p.sock");
   other.start();
   HookFollower hook({loop, pool, files}, permissions, preferences, home.path() / "preferences");
-  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr},
+  HerdrClient client({loop, pool, exits, files, preferences, servers, herdr, pool},
                      {.scanExternal = [](std::stop_token) { return std::vector<HerdrAgent>{}; },
                       .claudeSessions = home.path(),
                       .permissionSocket = home.path() / "p.sock",

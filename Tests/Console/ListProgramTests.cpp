@@ -82,7 +82,7 @@ class ListProgramTest : public testing::Test {
     }
   } herdr_;
   HerdrClient client_{
-      {loop_, pool_, exits_, files_, preferences_, servers_, herdr_},
+      {loop_, pool_, exits_, files_, preferences_, servers_, herdr_, pool_},
       {.scanExternal = [this](std::stop_token) { return scan(); }, .claudeSessions = "/sessions"}};
   std::optional<ListProgram> program_;
 };

@@ -25,8 +25,9 @@ constexpr std::array<std::string_view, 4> kSharedPrefixes = {"herdr", "ostrel.",
 
 const PreferenceMap& OstrelSetting::defaults() {
   static const PreferenceMap map = {
-      {openOnHover, true}, {notchLights, true},   {doubleOptionOpens, false}, {notifyNeedsYou, true},
-      {notifyDone, false}, {soundFinished, true}, {soundNeedsYou, true},      {showInDock, true},
+      {openOnHover.name, true},    {notchLights.name, true}, {doubleOptionOpens.name, false},
+      {notifyNeedsYou.name, true}, {notifyDone.name, false}, {soundFinished.name, true},
+      {soundNeedsYou.name, true},  {showInDock.name, true},
   };
   return map;
 }

@@ -6,14 +6,14 @@
 namespace ostrel {
 
 struct OstrelSetting {
-  static constexpr char openOnHover[] = "settings.openOnHover";
-  static constexpr char notchLights[] = "settings.notchLights";
-  static constexpr char doubleOptionOpens[] = "settings.doubleOptionOpens";
-  static constexpr char notifyNeedsYou[] = "settings.notifyNeedsYou";
-  static constexpr char notifyDone[] = "settings.notifyDone";
-  static constexpr char soundFinished[] = "settings.soundFinished";
-  static constexpr char soundNeedsYou[] = "settings.soundNeedsYou";
-  static constexpr char showInDock[] = "settings.showInDock";
+  static constexpr PreferenceKey<bool> openOnHover{"settings.openOnHover"};
+  static constexpr PreferenceKey<bool> notchLights{"settings.notchLights"};
+  static constexpr PreferenceKey<bool> doubleOptionOpens{"settings.doubleOptionOpens"};
+  static constexpr PreferenceKey<bool> notifyNeedsYou{"settings.notifyNeedsYou"};
+  static constexpr PreferenceKey<bool> notifyDone{"settings.notifyDone"};
+  static constexpr PreferenceKey<bool> soundFinished{"settings.soundFinished"};
+  static constexpr PreferenceKey<bool> soundNeedsYou{"settings.soundNeedsYou"};
+  static constexpr PreferenceKey<bool> showInDock{"settings.showInDock"};
 
   // Answers for keys that the user has not set; registered at launch, never written.
   static const PreferenceMap& defaults();

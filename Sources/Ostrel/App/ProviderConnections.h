@@ -25,7 +25,7 @@ class ProviderConnections {
  public:
   struct Ports {
     MainLoop& loop;
-    BackgroundPool& pool;
+    Background& pool;
     const CommandLineTools& tools;
     TerminalLauncher& terminal;
     UrlOpener& urls;

@@ -25,8 +25,8 @@ std::string quoted(std::string_view text) {
 
 }  // namespace
 
-TerminalLauncher::TerminalLauncher(BackgroundPool& pool, const CommandLineTools& tools,
-                                   TerminalOpener& opener, std::filesystem::path folder)
+TerminalLauncher::TerminalLauncher(Background& pool, const CommandLineTools& tools, TerminalOpener& opener,
+                                   std::filesystem::path folder)
     : pool_(pool), tools_(tools), opener_(opener), folder_(std::move(folder)) {}
 
 std::string TerminalLauncher::script(std::string_view command, std::string_view searchPath) {

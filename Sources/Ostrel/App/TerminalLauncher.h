@@ -15,7 +15,7 @@ namespace ostrel {
 class TerminalLauncher {
  public:
   // `folder` is where the launch scripts go, made at need: "ostrel" among the person's data.
-  TerminalLauncher(BackgroundPool& pool, const CommandLineTools& tools, TerminalOpener& opener,
+  TerminalLauncher(Background& pool, const CommandLineTools& tools, TerminalOpener& opener,
                    std::filesystem::path folder);
 
   // Writes the script of that name and opens it. `command` is a line for a POSIX shell; the search path is
@@ -26,7 +26,7 @@ class TerminalLauncher {
   static std::string script(std::string_view command, std::string_view searchPath);
 
  private:
-  BackgroundPool& pool_;
+  Background& pool_;
   const CommandLineTools& tools_;
   TerminalOpener& opener_;
   std::filesystem::path folder_;

@@ -48,7 +48,7 @@ class ClaudePermissions {
   using Capture = std::function<void(std::string_view event, const Json& properties)>;
 
   // True when the user turned the hook off: then no launch puts it back.
-  static constexpr char kOffKey[] = "settings.claudePermissionsOff";
+  static constexpr PreferenceKey<bool> kOffKey{"settings.claudePermissionsOff"};
 
   // `executable` is the launcher: what the hook's command runs. Nothing is put in for one whose path is not
   // absolute: Claude Code runs hooks in the folders of its conversations, where anything may have that name.

@@ -20,7 +20,7 @@ class HookFollower {
  public:
   struct Ports {
     MainLoop& loop;
-    BackgroundPool& pool;
+    Background& pool;
     FileWatcher& files;
   };
   // Lets a burst of events fold into one look.

@@ -25,7 +25,7 @@ struct CodexDiscovery::Mailbox {
   std::optional<std::vector<HerdrAgent>> latest;
 };
 
-CodexDiscovery::CodexDiscovery(MainLoop& loop, BackgroundPool& pool, Server server,
+CodexDiscovery::CodexDiscovery(MainLoop& loop, Background& pool, Server server,
                                Published<std::vector<HerdrAgent>>& agents, Watch watch)
     : loop_(loop),
       pool_(pool),

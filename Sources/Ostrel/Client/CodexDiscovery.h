@@ -38,8 +38,8 @@ class CodexDiscovery {
   };
   // `pool` has a thread for this alone. `agents` is where the list is published, emptied when the connection
   // ends; it outlives the discovery.
-  CodexDiscovery(MainLoop& loop, BackgroundPool& pool, Server server,
-                 Published<std::vector<HerdrAgent>>& agents, Watch watch);
+  CodexDiscovery(MainLoop& loop, Background& pool, Server server, Published<std::vector<HerdrAgent>>& agents,
+                 Watch watch);
 
   // Starts following; does nothing when started before. Ends with the object.
   void start();
@@ -59,7 +59,7 @@ class CodexDiscovery {
   Duration rest();
 
   MainLoop& loop_;
-  BackgroundPool& pool_;
+  Background& pool_;
   Server server_;
   Published<std::vector<HerdrAgent>>& agents_;
   Watch watch_;

@@ -27,7 +27,7 @@ bool awaitsFile(const HerdrAgent& agent) {
 
 }  // namespace
 
-CodexRolloutLights::CodexRolloutLights(MainLoop& loop, BackgroundPool& pool, Sources sources,
+CodexRolloutLights::CodexRolloutLights(MainLoop& loop, Background& pool, Sources sources,
                                        Published<std::vector<HerdrAgent>>& scanned)
     : loop_(loop), pool_(pool), sources_(std::move(sources)), scanned_(scanned), tasks_(loop) {
   subscription_ = scanned.observe([this] { scannedAgain(); });

@@ -31,7 +31,7 @@ class CodexRolloutLights {
     std::function<void()> rescan;    // a scan is wanted: a conversation has got its file
   };
   // `scanned` outlives this.
-  CodexRolloutLights(MainLoop& loop, BackgroundPool& pool, Sources sources,
+  CodexRolloutLights(MainLoop& loop, Background& pool, Sources sources,
                      Published<std::vector<HerdrAgent>>& scanned);
 
   Published<std::vector<HerdrAgent>>& agents() { return agents_; }
@@ -45,7 +45,7 @@ class CodexRolloutLights {
   void publish();
 
   MainLoop& loop_;
-  BackgroundPool& pool_;
+  Background& pool_;
   Sources sources_;
   Published<std::vector<HerdrAgent>>& scanned_;
   Published<std::vector<HerdrAgent>> agents_;

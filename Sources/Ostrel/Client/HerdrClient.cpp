@@ -18,7 +18,7 @@ HerdrClient::HerdrClient(Ports ports, Sources sources)
                      {ports.files, std::move(sources.lookAtRollout), std::move(sources.codexSessions),
                       [this] { local_.rescan(); }},
                      local_.agents()),
-      link_(ports.loop, ports.preferences, ports.herdr),
+      link_(ports.loop, ports.preferences, ports.herdr, ports.commands),
       integrations_(ports.loop, link_),
       managed_(link_, ports.preferences,
                {ports.servers, std::move(sources.toolEnvironment), sources.fixture}),

@@ -35,12 +35,13 @@ class HerdrClient final : private LitAgents::Round {
  public:
   struct Ports {
     MainLoop& loop;
-    BackgroundPool& pool;
+    Background& pool;
     ProcessExits& exits;
     FileWatcher& files;
     Preferences& preferences;
     ServerLauncher& servers;
     HerdrPort& herdr;
+    Background& commands;  // for those of Herdr alone
   };
   // What is absent is left alone.
   struct Sources {

@@ -1,5 +1,6 @@
 #include "Client/HerdrConnection.h"
 
+#include "Platform/PreferenceKeys.h"
 #include "Runtime/Failure.h"
 
 namespace ostrel {
@@ -20,8 +21,8 @@ HerdrConnection::HerdrConnection(MainLoop& loop, Parts parts) : parts_(parts), t
 
 void HerdrConnection::restore() {
   parts_.link.readSettings();
-  if (!parts_.preferences.boolean("herdrReconnect")) return;
-  if (parts_.preferences.boolean("herdrManagedServer")) {
+  if (!parts_.preferences.get(preferenceKeys::kHerdrReconnect)) return;
+  if (parts_.preferences.get(preferenceKeys::kHerdrManagedServer)) {
     connectManaged();
   } else {
     connect();
@@ -40,7 +41,7 @@ void HerdrConnection::connectWhereInstalled() {
 }
 
 void HerdrConnection::startSession() {
-  parts_.preferences.set("herdrManagedServer", true);
+  parts_.preferences.put(preferenceKeys::kHerdrManagedServer, true);
   connectManaged();
 }
 

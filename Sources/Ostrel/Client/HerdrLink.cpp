@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 
 #include "Herdr/HerdrProtocol.h"
+#include "Platform/PreferenceKeys.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Json.h"
 #include "Runtime/Text.h"
@@ -15,6 +16,7 @@ namespace ostrel {
 namespace {
 
 using namespace std::chrono_literals;
+namespace keys = preferenceKeys;
 
 constexpr Duration kBeat = 2s;
 constexpr Duration kBeatWithStreams = 30s;
@@ -30,14 +32,19 @@ std::int64_t protocolIn(const std::string& document) {
 
 }  // namespace
 
-HerdrLink::HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port)
-    : loop_(loop), preferences_(preferences), port_(port), cli_(port), heartbeat_(loop), polling_(loop) {
+HerdrLink::HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port, Background& commands)
+    : loop_(loop),
+      preferences_(preferences),
+      port_(port),
+      cli_(port, commands),
+      heartbeat_(loop),
+      polling_(loop) {
   readSettings();
 }
 
 void HerdrLink::readSettings() {
-  executablePath_.set(preferences_.string("herdrExecutable").value_or(""));
-  sessionName_.set(preferences_.string("herdrSessionOverride").value_or(""));
+  executablePath_.set(preferences_.get(keys::kHerdrExecutable).value_or(""));
+  sessionName_.set(preferences_.get(keys::kHerdrSession).value_or(""));
 }
 
 Task<std::optional<std::filesystem::path>> HerdrLink::executable() {
@@ -89,8 +96,8 @@ Task<void> HerdrLink::run(std::string filter, bool whereInstalled) {
     giveUp("Enter a local Herdr session name, such as default.");
     co_return;
   }
-  preferences_.set("herdrExecutable", executable_->string());
-  preferences_.set("herdrSessionOverride", filter);
+  preferences_.put(keys::kHerdrExecutable, executable_->string());
+  preferences_.put(keys::kHerdrSession, filter);
   if (onConnect) onConnect();
   lastStep_ = loop_.now();
   wanted_.raise();
@@ -113,7 +120,7 @@ void HerdrLink::disconnect(bool forget) {
   dropSessions();
   wanted_.lower();
   listError_.reset();
-  if (forget) preferences_.set("herdrReconnect", false);
+  if (forget) preferences_.put(keys::kHerdrReconnect, false);
   active_.set(false);
   sessionCount_.set(0);
   inventoryComplete_.set(false);
@@ -228,7 +235,7 @@ void HerdrLink::publish() {
   connected_.set(answered > 0);
   if (looked) connecting_.set(false);
   error_.set(problem());
-  if (*connected_) preferences_.set("herdrReconnect", true);
+  if (*connected_) preferences_.put(keys::kHerdrReconnect, true);
   pace_.raise();
   steps_.set(*steps_ + 1);
 }

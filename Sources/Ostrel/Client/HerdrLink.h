@@ -28,7 +28,7 @@ namespace ostrel {
 class HerdrLink {
  public:
   // The settings are the preferences "herdrExecutable" and "herdrSessionOverride".
-  HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port);
+  HerdrLink(MainLoop& loop, Preferences& preferences, HerdrPort& port, Background& commands);
   HerdrLink(const HerdrLink&) = delete;
   HerdrLink& operator=(const HerdrLink&) = delete;
 

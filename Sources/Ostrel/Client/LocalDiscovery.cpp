@@ -15,7 +15,7 @@ constexpr Duration kSettling = 12ms;
 
 }  // namespace
 
-LocalDiscovery::LocalDiscovery(MainLoop& loop, BackgroundPool& pool, Kernel kernel, Scan scan,
+LocalDiscovery::LocalDiscovery(MainLoop& loop, Background& pool, Kernel kernel, Scan scan,
                                std::filesystem::path claudeSessions)
     : loop_(loop),
       pool_(pool),

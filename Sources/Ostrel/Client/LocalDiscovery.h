@@ -34,7 +34,7 @@ class LocalDiscovery {
   };
 
   // `claudeSessions` is the folder in which Claude Code keeps a file for each session; it may be missing.
-  LocalDiscovery(MainLoop& loop, BackgroundPool& pool, Kernel kernel, Scan scan,
+  LocalDiscovery(MainLoop& loop, Background& pool, Kernel kernel, Scan scan,
                  std::filesystem::path claudeSessions);
 
   // Starts scanning; does nothing when started before. Ends with the object.
@@ -55,7 +55,7 @@ class LocalDiscovery {
   void watchAgents();
 
   MainLoop& loop_;
-  BackgroundPool& pool_;
+  Background& pool_;
   Kernel kernel_;
   Scan scan_;
   std::filesystem::path claudeSessions_;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Herdr/HerdrProtocol.h"
+#include "Platform/PreferenceKeys.h"
 #include "Runtime/Failure.h"
 #include "Runtime/Text.h"
 
@@ -16,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr Duration kLook = 250ms;
 constexpr int kLooks = 40;
 
-constexpr char kWanted[] = "herdrManagedServer";
+constexpr auto kWanted = preferenceKeys::kHerdrManagedServer;
 
 bool contains(const std::vector<std::string>& words, std::string_view word) {
   return std::ranges::find(words, word) != words.end();
@@ -53,7 +54,7 @@ Task<std::string> ManagedServer::ensureSession(bool start) {
   }
   if (contains(sessions, session)) co_return session;
   if (sessions.size() == 1) co_return sessions.front();
-  if (!start && !preferences_.boolean(kWanted) && !launch_.fixture)
+  if (!start && !preferences_.get(kWanted) && !launch_.fixture)
     throw Failure("Choose a Herdr session in Advanced before continuing.");
 
   if (!server_ || !server_->running()) launch(*executable);
@@ -65,7 +66,7 @@ Task<std::string> ManagedServer::ensureSession(bool start) {
       sessions.clear();  // a server that starts may not answer yet
     }
     if (contains(sessions, session)) {
-      if (!launch_.fixture) preferences_.set(kWanted, true);
+      if (!launch_.fixture) preferences_.put(kWanted, true);
       co_return session;
     }
     if (!server_->running()) {

@@ -26,7 +26,7 @@ std::vector<RequestChoice> OpenRequest::choices() const {
   return claude() ? claude()->choices() : codex()->card.choices;
 }
 
-OpenRequests::OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources)
+OpenRequests::OpenRequests(MainLoop& loop, Background& pool, Sources sources)
     : pool_(pool), sources_(sources), tasks_(loop) {
   const auto follow = [this](auto&... values) {
     (subscriptions_.push_back(values.observe([this] { changed_.notify(); })), ...);

@@ -87,7 +87,7 @@ class OpenRequests final : public RequestSource {
     bool asksCodex = false;     // whether Codex's requests come here at all
     UrlOpener* urls = nullptr;  // null where no browser can be reached
   };
-  OpenRequests(MainLoop& loop, BackgroundPool& pool, Sources sources);
+  OpenRequests(MainLoop& loop, Background& pool, Sources sources);
 
   std::vector<OpenRequest> list() override;
   std::vector<OpenRequest> of(const HerdrAgent& agent) override;
@@ -106,7 +106,7 @@ class OpenRequests final : public RequestSource {
   void forgetEndedLinks();
   Task<void> open(std::string id, std::string link);
 
-  BackgroundPool& pool_;
+  Background& pool_;
   Sources sources_;
   ChangeSignal changed_;
   std::set<std::string> openedLinks_;                // ids of requests

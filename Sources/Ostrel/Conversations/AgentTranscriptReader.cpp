@@ -21,7 +21,7 @@ std::optional<std::string> threadIdOf(const std::string& reference, const std::o
 
 }  // namespace
 
-AgentTranscriptReader::AgentTranscriptReader(AgentTranscript transcripts, BackgroundPool& pool,
+AgentTranscriptReader::AgentTranscriptReader(AgentTranscript transcripts, Background& pool,
                                              ThreadReader readThread)
     : cache_(std::make_shared<TranscriptCache>(std::move(transcripts))),
       queue_(pool),

@@ -32,7 +32,7 @@ class AgentTranscriptReader final : public TranscriptSource {
   using ThreadReader = std::function<Task<AgentTranscriptSnapshot>(std::string threadId)>;
 
   // `readThread` may be empty. The pool must outlive the reader's tasks.
-  AgentTranscriptReader(AgentTranscript transcripts, BackgroundPool& pool, ThreadReader readThread = {});
+  AgentTranscriptReader(AgentTranscript transcripts, Background& pool, ThreadReader readThread = {});
 
   // A Codex conversation without a readable file, or whose file has moved, comes from `readThread` where its
   // id is known. The failure is of the file; once `readThread` was asked, whatever that throws.

@@ -1,7 +1,6 @@
 // The one way to Herdr's command line for tasks of the main thread. Main thread only.
 //
-// Commands run on threads of their own: one that hangs holds up no scan, transcript or output. The threads
-// end soon after the last command.
+// Commands run where nothing else does: one that hangs holds up no scan, transcript or output.
 #pragma once
 
 #include <filesystem>
@@ -18,32 +17,29 @@ namespace ostrel {
 
 class HerdrCli {
  public:
-  explicit HerdrCli(HerdrPort& port) : port_(port) {}
+  // `commands` has threads for Herdr's commands alone; both outlive this.
+  HerdrCli(HerdrPort& port, Background& commands) : port_(port), commands_(commands) {}
 
   // What the command printed, within `HerdrCommand::kUsualTime`. Throws as `HerdrCommand::run` does.
   Task<std::string> run(std::filesystem::path executable, std::vector<std::string> arguments) {
-    co_return co_await pool_.run([&port = port_, executable = std::move(executable),
-                                  arguments = std::move(arguments)](std::stop_token stop) {
+    co_return co_await commands_.run([&port = port_, executable = std::move(executable),
+                                      arguments = std::move(arguments)](std::stop_token stop) {
       return port.run(executable, arguments, HerdrCommand::kUsualTime, std::move(stop));
     });
   }
   // The program to run: what was chosen, else (an empty choice) what is installed. A stale choice is not
   // replaced by a search, so that it fails visibly.
   Task<std::optional<std::filesystem::path>> executable(std::string chosen) {
-    co_return co_await pool_.run([&port = port_, chosen = std::move(chosen)](
-                                     const std::stop_token&) -> std::optional<std::filesystem::path> {
+    co_return co_await commands_.run([&port = port_, chosen = std::move(chosen)](
+                                         const std::stop_token&) -> std::optional<std::filesystem::path> {
       if (chosen.empty()) return port.find();
       return port.isExecutable(chosen) ? std::optional<std::filesystem::path>(chosen) : std::nullopt;
     });
   }
-  // Threads that exist now.
-  unsigned threads() const { return pool_.threads(); }
 
  private:
-  static constexpr unsigned kThreads = 4;
-
   HerdrPort& port_;
-  BackgroundPool pool_{kThreads, std::chrono::seconds(1)};
+  Background& commands_;
 };
 
 }  // namespace ostrel

@@ -8,10 +8,18 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Runtime/Json.h"
 
 namespace ostrel {
+
+// A key and the kind of its value. `PreferenceKeys.h` has those of the core, `OstrelSetting` the switches.
+template <class T>
+struct PreferenceKey {
+  const char* name;
+  constexpr operator std::string_view() const { return name; }
+};
 
 using PreferenceMap = std::map<std::string, Json, std::less<>>;
 
@@ -33,6 +41,12 @@ class Preferences {
   // Takes in what other programs have stored meanwhile, below what was set here and is not stored yet. Blocks
   // for one small file; any thread. The other calls do it when they write.
   virtual void reread() {}
+
+  // Of another type, or absent: false, nothing.
+  bool get(PreferenceKey<bool> key) const { return boolean(key.name); }
+  std::optional<std::string> get(PreferenceKey<std::string> key) const { return string(key.name); }
+  void put(PreferenceKey<bool> key, bool value) { set(key.name, value); }
+  void put(PreferenceKey<std::string> key, std::string value) { set(key.name, std::move(value)); }
 
   // Of another type, or absent: false, nothing, zero.
   bool boolean(std::string_view key) const;

@@ -54,7 +54,7 @@ std::string addressOf(const std::string& link, const std::filesystem::path& fold
 
 }  // namespace
 
-ConversationBridge::ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts,
+ConversationBridge::ConversationBridge(MainLoop& loop, Background& pool, BridgeParts parts,
                                        ConversationParts sources, FindTerminal findTerminal)
     : pool_(pool),
       parts_(std::move(parts)),

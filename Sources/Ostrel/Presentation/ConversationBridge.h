@@ -65,7 +65,7 @@ class ConversationBridge final : public QObject {
   enum Kind { Prose, Words, Code, Tool, Activity };
   Q_ENUM(Kind)
 
-  ConversationBridge(MainLoop& loop, BackgroundPool& pool, BridgeParts parts, ConversationParts sources,
+  ConversationBridge(MainLoop& loop, Background& pool, BridgeParts parts, ConversationParts sources,
                      FindTerminal findTerminal = {});
 
   // The window now shows this agent.
@@ -139,7 +139,7 @@ class ConversationBridge final : public QObject {
   void act(const std::function<void()>& action);
   Task<void> open(std::string link);
 
-  BackgroundPool& pool_;
+  Background& pool_;
   BridgeParts parts_;
   ConversationParts sources_;
   RequestsBridge requests_;

@@ -23,8 +23,8 @@ namespace ostrel {
 // What the windows need of the program. All of it outlives them.
 struct DesktopParts {
   EpollLoop& loop;
-  BackgroundPool& pool;
-  BackgroundPool& toolPool;  // for tools, which may hang
+  Background& pool;
+  Background& toolPool;  // for tools, which may hang
   HerdrClient& client;
   Preferences& preferences;
   const CommandLineTools& tools;

@@ -86,7 +86,7 @@ void BackgroundPool::leave(std::unique_lock<std::mutex>& lock) {
   for (auto& thread : earlier) thread.join();
 }
 
-void SerialQueue::submitTo(const std::shared_ptr<State>& state, BackgroundPool::Job job) {
+void SerialQueue::submitTo(const std::shared_ptr<State>& state, Background::Job job) {
   {
     const std::scoped_lock lock(state->mutex);
     state->queue.push_back(std::move(job));
@@ -105,7 +105,7 @@ void SerialQueue::submitTo(const std::shared_ptr<State>& state, BackgroundPool::
 
 // One job a step, so that the pool's other work gets its turn.
 void SerialQueue::step(const std::shared_ptr<State>& state) {
-  BackgroundPool::Job job;
+  Background::Job job;
   {
     const std::scoped_lock lock(state->mutex);
     job = std::move(state->queue.front());

@@ -29,26 +29,35 @@
 
 namespace ostrel {
 
-class BackgroundPool {
+// Where work runs. `BackgroundPool` is the program's; tests have one that runs it at once.
+class Background {
  public:
   using Job = std::move_only_function<void()>;
 
+  Background() = default;
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+  virtual ~Background() = default;
+
+  // Plain form: runs `job`, with nobody waiting. `job` must not throw. Any thread may call this. Throws
+  // `Failure` (and drops the job) when the system refuses the first thread.
+  virtual void submit(Job job) = 0;
+
+  // `co_await background.run([...](std::stop_token stop) { return value; })`.
+  template <class F>
+  auto run(F work);
+};
+
+class BackgroundPool final : public Background {
+ public:
   // `threads` is the most that run at once; they start at first need and end after `linger` without work, so
   // that a resident program at rest keeps none.
   explicit BackgroundPool(unsigned threads = 2, Duration linger = std::chrono::seconds(10));
-  BackgroundPool(const BackgroundPool&) = delete;
-  BackgroundPool& operator=(const BackgroundPool&) = delete;
   // Drops queued work and waits for what is running, so destroy it before the loop and after the scopes. Not
   // from a job.
-  ~BackgroundPool();
+  ~BackgroundPool() override;
 
-  // Plain form: runs `job` on a pool thread, with nobody waiting. `job` must not throw. Any thread may call
-  // this. Throws `Failure` (and drops the job) when the system refuses the first thread.
-  void submit(Job job);
-
-  // `co_await pool.run([...](std::stop_token stop) { return value; })`.
-  template <class F>
-  auto run(F work);
+  void submit(Job job) override;
 
   // Threads that exist now.
   unsigned threads() const;
@@ -73,21 +82,21 @@ class BackgroundPool {
 // submitted before it is destroyed still run.
 class SerialQueue {
  public:
-  explicit SerialQueue(BackgroundPool& pool) : state_(std::make_shared<State>(pool)) {}
+  explicit SerialQueue(Background& pool) : state_(std::make_shared<State>(pool)) {}
   // `job` must not throw. Throws as `BackgroundPool::submit` does.
-  void submit(BackgroundPool::Job job) { submitTo(state_, std::move(job)); }
+  void submit(Background::Job job) { submitTo(state_, std::move(job)); }
   template <class F>
   auto run(F work);
 
  private:
   struct State {
-    explicit State(BackgroundPool& owner) : pool(owner) {}
-    BackgroundPool& pool;
+    explicit State(Background& owner) : pool(owner) {}
+    Background& pool;
     std::mutex mutex;
-    std::deque<BackgroundPool::Job> queue;
+    std::deque<Background::Job> queue;
     bool busy = false;  // the pool has, or runs, our next step
   };
-  static void submitTo(const std::shared_ptr<State>& state, BackgroundPool::Job job);
+  static void submitTo(const std::shared_ptr<State>& state, Background::Job job);
   static void step(const std::shared_ptr<State>& state);
   std::shared_ptr<State> state_;
 };
@@ -98,7 +107,7 @@ class [[nodiscard]] BackgroundAwaiter {
  public:
   using Result = std::invoke_result_t<F&, std::stop_token>;
   using Stored = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
-  using Submit = std::move_only_function<void(BackgroundPool::Job)>;
+  using Submit = std::move_only_function<void(Background::Job)>;
 
   BackgroundAwaiter(F work, Submit submit) : work_(std::move(work)), submit_(std::move(submit)) {}
   BackgroundAwaiter(const BackgroundAwaiter&) = delete;
@@ -161,14 +170,14 @@ class [[nodiscard]] BackgroundAwaiter {
 };
 
 template <class F>
-auto BackgroundPool::run(F work) {
+auto Background::run(F work) {
   return BackgroundAwaiter<F>(std::move(work), [this](Job job) { submit(std::move(job)); });
 }
 
 template <class F>
 auto SerialQueue::run(F work) {
   return BackgroundAwaiter<F>(std::move(work),
-                              [state = state_](BackgroundPool::Job job) { submitTo(state, std::move(job)); });
+                              [state = state_](Background::Job job) { submitTo(state, std::move(job)); });
 }
 
 }  // namespace ostrel
