@@ -211,7 +211,7 @@ class Program {
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
   SampleConnections facts_{false};
-  PanelBridge panel_{shown_, panelPages(parts_, {facts_})};
+  PanelBridge panel_{shown_, panelPages(parts_, {facts_, loop_, client_.requests()})};
   ConversationBridge conversation_{
       loop_, pool_, parts_, {client_.open(), client_.actions(), client_.requests(), urls_, {}}};
 };

@@ -20,6 +20,7 @@
 #include "RestingMemory.h"
 #include "SampleAgents.h"
 #include "SampleConnections.h"
+#include "SampleRequests.h"
 #include "UtilityPanels.h"
 #include "WindowFrames.h"
 
@@ -93,6 +94,7 @@ class Edge {
     print("a bare list of as many rows scrolls", bare);
     fmt::print("{:<44} {:.2f}\n", "ratio of medians", ours.at(0.5) / bare.at(0.5));
     list->setProperty("contentY", 0.0);
+    print("a keystroke to the filtered list", typed(panel), 20);
     print("a list of 200 agents is sorted anew", watch(panel, [&] { sortAnew(); }));
     list->setProperty("contentY", 3000.0);
     print("the same, from further down", watch(panel, [&] { sortAnew(); }));
@@ -135,6 +137,21 @@ class Edge {
       runFor(300);
       edge_.hidePanel();
       runFor(200);
+    }
+    return times;
+  }
+
+  // Words letter by letter, and back to all agents.
+  Frames typed(UtilityPanel& panel) {
+    Frames times;
+    auto* const field = panel.rootObject()->findChild<QQuickItem*>(QStringLiteral("filterField"));
+    for (int round = 0; round < 5; ++round) {
+      for (const char* text : {"d", "dr", "dra", "draf", "draft", "dra", "d", "", "x", ""}) {
+        runFor(60);
+        times.costs.push_back(untilFrame(panel, [&] {
+          QMetaObject::invokeMethod(field, "edited", Q_ARG(QString, QString::fromLatin1(text)));
+        }));
+      }
     }
     return times;
   }
@@ -182,7 +199,8 @@ class Edge {
   NotchBridge notch_{parts_};
   RailBridge rail_{parts_};
   SampleConnections facts_{false};
-  PanelBridge panel_{shown_, panelPages(parts_, {facts_})};
+  SampleRequests asks_;
+  PanelBridge panel_{shown_, panelPages(parts_, {facts_, loop_, asks_})};
 };
 
 }  // namespace

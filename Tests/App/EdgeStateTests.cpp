@@ -238,6 +238,38 @@ TEST_F(EdgeStateTest, WithoutAScreenNoConversationIsFollowed) {
   EXPECT_EQ(at(kAway, 1s), "n") << "and the preview of the list goes as ever";
 }
 
+TEST_F(EdgeStateTest, EscapeClearsTheFilterFirstAndASecondClickOnTheStatusItemCloses) {
+  edge_.statusItemClicked();
+  EXPECT_EQ(shownAfter(1s), "nP");
+  model_.setFilter({"x", {}});
+  EXPECT_TRUE(edge_.keyPressed(PanelKey::close));
+  EXPECT_TRUE(model_.filter()->empty());
+  EXPECT_EQ(shownAfter(1s), "nP");
+  edge_.keyPressed(PanelKey::close);
+  EXPECT_EQ(shownAfter(1s), "n");
+
+  // The press is a click outside, the release a click on the item.
+  edge_.statusItemClicked();
+  model_.setFilter({"x", {}});
+  shownAfter(1s);
+  edge_.clicked(kAway);
+  shownAfter(200ms);
+  edge_.statusItemClicked();
+  EXPECT_EQ(shownAfter(1s), "n");
+  EXPECT_TRUE(model_.filter()->empty()) << "the next time everybody is there";
+  edge_.statusItemClicked();
+  EXPECT_EQ(shownAfter(1s), "nP");
+  edge_.clicked(kAway);
+  shownAfter(1s);
+  edge_.statusItemClicked();
+  EXPECT_EQ(shownAfter(1s), "nP") << "a click of its own, later";
+
+  edge_.openAgent(agent_);
+  EXPECT_EQ(*shown_.openAgent, agent_.id());
+  edge_.closeAgent();
+  EXPECT_FALSE(*shown_.openAgent);
+}
+
 edge::Counts countsOf(int agents) { return {.agents = agents, .lights = agents, .selectorRows = agents}; }
 
 TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
@@ -248,6 +280,19 @@ TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   const Rect panel = edge::panelFrame(small, edge::railFrame(small, {}), PanelTab::machines, {});
   EXPECT_EQ(panel, (Rect{8, 8, 384, 284}));
   EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
+}
+
+TEST(EdgeGeometry, TheListTakesAllTheHeightThereIsBeforeItScrolls) {
+  const Screen screen = {{0, 0, 1600, 1200}, {0, 30, 1600, 1170}};
+  const auto height = [&](int agents) {
+    const Rect panel = edge::panelFrame(screen, edge::railFrame(screen, countsOf(agents)), PanelTab::agents,
+                                        countsOf(agents));
+    EXPECT_GE(panel.y, screen.visible.y + 8);
+    EXPECT_LE(panel.bottom(), screen.visible.bottom() - 8);
+    return panel.height;
+  };
+  EXPECT_EQ(height(15), 15 * 54 + 148);
+  EXPECT_EQ(height(61), 1170 - 16);
 }
 
 TEST(EdgeGeometry, TheHandleShowsTheMostUrgentLightsAndCountsTheOthers) {

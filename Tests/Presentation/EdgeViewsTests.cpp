@@ -48,6 +48,21 @@ class Listener {
   sockaddr_in address_{};
 };
 
+// What agents ask.
+struct Asked final : RequestSource {
+  std::vector<OpenRequest> open;
+  ChangeSignal changes;
+
+  std::vector<OpenRequest> list() override { return open; }
+  std::vector<OpenRequest> of(const HerdrAgent&) override { return {}; }
+  std::optional<Controls> controls(const HerdrAgent&) override { return std::nullopt; }
+  void answer(const std::string&, const RequestAnswer&) override {}
+  void openLink(const std::string&) override {}
+  Subscription observe(ChangeSignal::Observer observer) override {
+    return changes.observe(std::move(observer));
+  }
+};
+
 class EdgeViewsTest : public testing::Test {
  protected:
   EdgeViewsTest() {
@@ -102,7 +117,7 @@ class EdgeViewsTest : public testing::Test {
     std::vector<PanelPage> pages;
     pages.push_back({RailPage::agents, QStringLiteral("Agents"),
                      viewUrl(QStringLiteral("AgentSelectorPanel")),
-                     std::make_unique<SelectorBridge>(parts())});
+                     std::make_unique<SelectorBridge>(parts(), SelectorBridge::Sources{loop_, asked_})});
     return pages;
   }
 
@@ -111,6 +126,7 @@ class EdgeViewsTest : public testing::Test {
   MemoryPreferences preferences_;
   FakeAgents agents_;
   OstrelModel model_{agents_};
+  Asked asked_;
   FakeDesktop desktop_;
   std::string opened_;
   InterfaceState shown_;
@@ -271,6 +287,130 @@ TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {
             QStringList({QStringLiteral("Local discovery unavailable: <b>ps</b> ended with status 1"),
                          QStringLiteral("Codex: no")}));
   EXPECT_GT(desktop_.frames[EdgeWindow::panel].height, height) << "there is room for them";
+}
+
+TEST_F(EdgeViewsTest, ARowSaysWhatIsAskedAndForHowLong) {
+  agents_.agents[0].since = loop_.wallNow() - 4min;
+  agents_.agents[1].since = loop_.wallNow() - 50s;
+  agents_.lights["b"] = AgentLight::needsYou;
+  SelectorBridge bridge(parts(), {loop_, asked_});
+  const auto row = [&](const char* pane) {
+    const auto& rows = bridge.rows()->rows();
+    const auto id = agentOf(pane).id();
+    return *std::ranges::find_if(rows, [&](const SelectorRow& one) { return one.key.toStdString() == id; });
+  };
+  EXPECT_EQ(bridge.rows()->rows().front().title, QStringLiteral("Needs you"));
+  EXPECT_EQ(row("b").subtitle, QStringLiteral("one · Agent · Herdr"));
+  EXPECT_EQ(row("a").subtitle, QStringLiteral("Agent · Herdr"));
+  ClaudePermissionRequest request;
+  request.title = "Run the migration";
+  asked_.open = {{"1", "", agentOf("b").id(), request}, {"2", "", {}, request}};
+  asked_.changes.notify();
+  EXPECT_EQ(row("b").subtitle, QStringLiteral("one · Run the migration"));
+  EXPECT_TRUE(row("b").asks);
+  request.questions = {{.question = "Which database?", .header = {}, .options = {}}};
+  asked_.open[0].asked = request;
+  asked_.changes.notify();
+  EXPECT_EQ(row("b").subtitle, QStringLiteral("one · Which database?"));
+
+  EXPECT_EQ(row("a").age + row("b").age + row("c").age, QStringLiteral("4 minnow"));
+  loop_.runFor(10min);
+  EXPECT_EQ(row("a").age, QStringLiteral("4 min")) << "nobody sees it: nothing runs";
+  edge_.openPage(RailPage::agents);
+  EXPECT_EQ(row("a").age, QStringLiteral("14 min")) << "when it is opened it is right";
+  loop_.runFor(90s);
+  EXPECT_EQ(row("a").age, QStringLiteral("15 min"));
+  edge_.hidePanel();
+  loop_.runFor(10min);
+  EXPECT_EQ(row("a").age, QStringLiteral("15 min"));
+}
+
+TEST_F(EdgeViewsTest, WhatIsTypedFiltersAndCountsChooseByLight) {
+  agents_.agents[0].title = "Übersicht";
+  agents_.lights["b"] = AgentLight::working;
+  edge_.openPage(RailPage::agents);
+  PanelBridge pages(shown_, agentPage());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "OstrelView", pages, {0, 0, 416, 500});
+  panel.requestActivate();
+  settle();
+  const auto key = [&](int code, const QString& text) {
+    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+      QKeyEvent event(type, code, Qt::NoModifier, text);
+      QCoreApplication::sendEvent(&panel, &event);
+    }
+    settle();
+    panel.grabWindow();  // a list makes its rows as it is drawn
+  };
+  const auto left = [list = panel.rootObject()->findChild<QQuickItem*>(QStringLiteral("agentList"))] {
+    return list->property("count").toInt();
+  };
+  EXPECT_EQ(texts(panel, "countChip"), QStringList({QStringLiteral("1 working"), QStringLiteral("2 idle")}));
+  key(Qt::Key_Udiaeresis, QStringLiteral("ü"));
+  key(Qt::Key_B, QStringLiteral("B"));
+  EXPECT_EQ(model_.filter()->text, "üB");
+  EXPECT_EQ(left(), 1);
+  key(Qt::Key_Return, QStringLiteral("\r"));
+  EXPECT_EQ(opened_, "a!") << "what is left first is opened";
+  QList<QQuickItem*> marks;
+  childrenNamed(panel.rootObject(), QStringLiteral("openMark"), marks);
+  EXPECT_EQ(marks.size(), 1) << "and marked";
+  key(Qt::Key_X, QStringLiteral("x"));
+  EXPECT_EQ(left(), 0);
+  EXPECT_EQ(texts(panel, "emptyResult"), QStringList{QStringLiteral("No agent matches “üBx”.")});
+  key(Qt::Key_Escape, QStringLiteral("\x1b"));
+  EXPECT_TRUE(*shown_.isPanelVisible);
+  EXPECT_EQ(left(), 3);
+  key(Qt::Key_Down, {});
+  EXPECT_EQ(model_.selectedAgent()->paneID, "a") << "nothing was left to be chosen";
+
+  // A chip is pressed; letters typed while it has the keyboard go to the filter all the same.
+  QList<QQuickItem*> chips;
+  childrenNamed(panel.rootObject(), QStringLiteral("countChip"), chips);
+  chips.front()->forceActiveFocus();
+  key(Qt::Key_Space, QStringLiteral(" "));
+  EXPECT_EQ(model_.filter()->light, AgentLight::working);
+  EXPECT_EQ(left(), 1);
+  key(Qt::Key_Z, QStringLiteral("z"));
+  EXPECT_EQ(texts(panel, "emptyResult"),
+            QStringList{QStringLiteral("No agent that is working matches “z”.")});
+  key(Qt::Key_Backspace, QStringLiteral("\b"));
+  EXPECT_EQ(left(), 1);
+  key(Qt::Key_Escape, QStringLiteral("\x1b"));
+  EXPECT_EQ(left(), 3);
+  key(Qt::Key_Escape, QStringLiteral("\x1b"));
+  EXPECT_FALSE(*shown_.isPanelVisible);
+}
+
+TEST_F(EdgeViewsTest, WhoWaitsBelowTheFoldIsSaid) {
+  for (int i = 0; i < 20; ++i) {
+    const std::string pane = "n" + std::to_string(i);
+    agents_.agents.push_back(agentOf(pane));
+    agents_.lights[pane] = AgentLight::needsYou;
+  }
+  edge_.openPage(RailPage::agents);
+  PanelBridge pages(shown_, agentPage());
+  QQuickView panel(&engine_, nullptr);
+  open(panel, "OstrelView", pages, {0, 0, 416, 600});
+  // Rows whose middle stands above the list's lower end, of those that wait.
+  const auto unseen = [&] {
+    panel.grabWindow();
+    settle();
+    return texts(panel, "needsYouBelow").join(QLatin1Char('|'));
+  };
+  auto* const list = panel.rootObject()->findChild<QQuickItem*>(QStringLiteral("agentList"));
+  const int seen = static_cast<int>((list->height() - 6 - 32) / 54 + 0.5);
+  EXPECT_EQ(unseen(), QStringLiteral("%1 more need you below").arg(20 - seen));
+  EXPECT_FALSE(rows(panel, "fadeBelow").empty());
+  EXPECT_TRUE(rows(panel, "fadeAbove").empty());
+  list->setProperty("contentY", 32 + 19 * 54 + 20 - list->height());
+  EXPECT_EQ(unseen(), QStringLiteral("1 more needs you below"));
+  EXPECT_FALSE(rows(panel, "fadeAbove").empty());
+  for (int i = 0; i < 20; ++i) agents_.lights["n" + std::to_string(i)] = AgentLight::idle;
+  agents_.changes.notify();
+  EXPECT_EQ(unseen(), QString());
+  list->setProperty("contentY", -6.0);
+  EXPECT_EQ(unseen(), QString()) << "those below the fold can wait";
 }
 
 // A row in the table is all that the panel must know of a page.

@@ -12,8 +12,8 @@ constexpr int kMargin = 8;  // between a window and the border of the visible sc
 int panelHeight(PanelTab tab, int selectorRows) {
   switch (tab) {
     case PanelTab::agents:
-      // Beyond that many rows the list scrolls.
-      return selectorRows < 9 ? std::max(selectorRows, 1) * kSelectorRowHeight + 132 + 16 : 580;
+      // Where the screen ends the list scrolls.
+      return std::max(selectorRows, 1) * kSelectorRowHeight + 132 + 16;
     case PanelTab::settings:
       return 496;
     case PanelTab::notes:

@@ -61,6 +61,7 @@ void EdgeState::clicked(Point place) {
   const bool live = live_ != Presence::closed;
   if (holds(EdgeWindow::panel) || holds(EdgeWindow::rail) || (live && holds(EdgeWindow::agent))) return;
   hidePanel();
+  clickedAway_ = ports_.loop.now();
 }
 
 void EdgeState::hoverPage(std::optional<RailPage> page) {
@@ -110,6 +111,12 @@ void EdgeState::togglePanel() {
   }
 }
 
+void EdgeState::statusItemClicked() {
+  const bool closedIt = clickedAway_ && ports_.loop.now() - *clickedAway_ < kClickTells;
+  clickedAway_.reset();
+  if (!closedIt) togglePanel();
+}
+
 void EdgeState::presentPanel() {
   if (!visible()) toggleVisibility();
   if (panel_ != Presence::closed) {
@@ -149,7 +156,11 @@ void EdgeState::resizeAgent(Size size) {
 bool EdgeState::keyPressed(PanelKey key) {
   if (panel_ == Presence::closed || *shown_.showingNewSession) return false;
   if (key == PanelKey::close) {
-    hidePanel();
+    if (*shown_.page == RailPage::agents && !model_.filter()->empty()) {
+      model_.setFilter({});
+    } else {
+      hidePanel();
+    }
     return true;
   }
   if (*shown_.page != RailPage::agents) return false;

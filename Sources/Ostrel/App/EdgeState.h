@@ -37,6 +37,9 @@ class EdgeState {
   static constexpr Duration kDeparture = std::chrono::milliseconds(300);
   // A pointer that is on the rail so soon after a menu went has been left there by the menu.
   static constexpr Duration kMenuLeaves = std::chrono::milliseconds(500);
+  // A click on something else that opens the list: pressed, it has closed the panel, and comes to us when it
+  // is released.
+  static constexpr Duration kClickTells = std::chrono::milliseconds(500);
   // Lengths of motions; all of them are none with reduced motion, unlike the delays above.
   static constexpr Duration kNotchLeaves = std::chrono::milliseconds(240);
   static constexpr Duration kRailLeaves = std::chrono::milliseconds(140);
@@ -82,6 +85,7 @@ class EdgeState {
   void hoverPill(bool inside);                   // the pill of further pages, open or not
   void openPage(RailPage page);                  // a click on it; on the page that stays open: closes it
   void togglePanel();                            // the agent list, or nothing
+  void statusItemClicked();                      // the same, for a click that has closed the panel before
   void presentPanel();                           // whatever is hidden: the person looks for it
   void hoverAgent(const HerdrAgent& agent, bool inside);
   void openAgent(const HerdrAgent& agent);
@@ -158,6 +162,7 @@ class EdgeState {
   std::optional<HerdrAgent> liveAgent_;  // what it shows
   Menu menu_ = Menu::none;
   std::optional<TimePoint> menuClosed_;
+  std::optional<TimePoint> clickedAway_;  // when a click elsewhere closed the panel
   std::optional<TimePoint> hoverStarted_;
   std::optional<TimePoint> departureStarted_;
   std::optional<TimePoint> liveDeparture_;

@@ -72,6 +72,7 @@ void EdgeState::hidePanel() {
   if (*shown_.showingNewSession) return;
   pageTimer_.reset();
   model_.clearSelection();
+  model_.setFilter({});
   model_.freezeOrder(false);  // the list may never hear that the pointer left it
   if (setPanel(Presence::closed)) {
     const Duration length = motion(kPanelLeaves);
@@ -88,6 +89,7 @@ void EdgeState::openLive(const HerdrAgent& agent, Presence presence) {
   live_ = presence;
   liveDeparture_.reset();
   liveAgent_ = agent;
+  shown_.openAgent.set(agent.id());
   conversation_.select(agent, presence == Presence::open);
   if (presence == Presence::open) keepPanel();
   ports_.windows.show(EdgeWindow::agent, presence == Presence::open);
@@ -99,6 +101,7 @@ void EdgeState::closeLive() {
   live_ = Presence::closed;
   conversation_.stopOutput();
   liveAgent_.reset();
+  shown_.openAgent.set(std::nullopt);
   liveDeparture_.reset();
 }
 

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <string_view>
-#include <unordered_map>
-#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+
+#include "Runtime/Text.h"
 
 namespace ostrel {
 
@@ -22,8 +21,8 @@ std::array<int, 4> countLights(const std::vector<AgentLight>& lights) {
 
 }  // namespace
 
-OstrelModel::OstrelModel(LitSource& source)
-    : source_(source), deliveries_(source.observe([this] { deliver(); })) {}
+OstrelModel::OstrelModel(LitSource& source, const Preferences* preferences)
+    : source_(source), preferences_(preferences), deliveries_(source.observe([this] { deliver(); })) {}
 
 void OstrelModel::deliver() {
   changes_.notify();
@@ -32,37 +31,7 @@ void OstrelModel::deliver() {
 }
 
 std::vector<AgentGroup> OstrelModel::agentGroups() const {
-  struct Row {
-    const LitAgent* lit;
-    std::size_t rank;
-    std::size_t place;  // decides among equals
-  };
-  std::unordered_map<std::string, std::size_t> frozen;
-  if (frozenOrder_) {
-    for (const std::string& id : *frozenOrder_) frozen.try_emplace(id, frozen.size());
-  }
-  const auto rank = [&](const LitAgent& lit) -> std::size_t {
-    if (!frozenOrder_) return lit.light == AgentLight::needsYou ? 0 : 1;
-    const auto found = frozen.find(lit.id());
-    return found == frozen.end() ? frozen.size() : found->second;
-  };
-  std::vector<AgentGroup> groups;
-  std::vector<std::vector<Row>> rows;
-  std::unordered_map<std::string, std::size_t> places;
-  for (const LitAgent& lit : source_.list().agents) {
-    std::string project = lit.agent().projectLabel();
-    const auto [place, fresh] = places.try_emplace(project, groups.size());
-    if (fresh) {
-      groups.push_back({std::move(project), {}});
-      rows.emplace_back();
-    }
-    rows[place->second].push_back({&lit, rank(lit), rows[place->second].size()});
-  }
-  for (std::size_t i = 0; i < groups.size(); ++i) {
-    std::ranges::sort(rows[i], {}, [](const Row& row) { return std::pair(row.rank, row.place); });
-    for (const Row& row : rows[i]) groups[i].agents.push_back(*row.lit);
-  }
-  return groups;
+  return filtered(ostrel::agentGroups(source_.list().agents, frozen()), *filter_, frozen(), preferences_);
 }
 
 std::vector<LitAgent> OstrelModel::railAgents() const {
@@ -84,6 +53,8 @@ std::vector<AgentLight> OstrelModel::notchLights() const {
 
 int OstrelModel::agentCount() const { return static_cast<int>(source_.list().agents.size()); }
 
+std::array<int, 4> OstrelModel::lightCounts() const { return countLights(notchLights()); }
+
 std::string OstrelModel::notchSummary() const {
   const std::vector<AgentLight> lights = notchLights();
   if (lights.empty()) return "No agents running";
@@ -96,24 +67,33 @@ std::string OstrelModel::notchSummary() const {
   return fmt::format("{}", fmt::join(pieces, " · "));
 }
 
+std::string OstrelModel::countWords(AgentLight light, int count) {
+  constexpr std::string_view words[] = {"need you", "working", "done", "idle"};
+  if (light == AgentLight::needsYou && count == 1) return "1 needs you";
+  return fmt::format("{} {}", count, words[static_cast<std::size_t>(light)]);
+}
+
 std::string OstrelModel::selectorSummary() const {
   const std::vector<AgentLight> lights = notchLights();
-  const auto [needing, working, done, idle] = countLights(lights);
+  const std::array<int, 4> counts = countLights(lights);
   std::vector<std::string> pieces;
-  if (needing > 0) pieces.push_back(fmt::format("{} need{} you", needing, needing == 1 ? "s" : ""));
-  if (working > 0) pieces.push_back(fmt::format("{} working", working));
-  if (done > 0) pieces.push_back(fmt::format("{} done", done));
+  for (const AgentLight light : {AgentLight::needsYou, AgentLight::working, AgentLight::done}) {
+    const int count = counts[static_cast<std::size_t>(light)];
+    if (count > 0) pieces.push_back(countWords(light, count));
+  }
   if (!pieces.empty()) return fmt::format("{}", fmt::join(pieces, " · "));
   if (lights.empty() && !problems_->empty()) return "No agents found";
   return lights.size() == 1 ? "1 agent · all quiet" : fmt::format("{} agents · all quiet", lights.size());
 }
 
+bool OstrelModel::hasHeadings(const std::vector<AgentGroup>& groups) {
+  return groups.size() > 1 || std::ranges::any_of(groups, &AgentGroup::needsYou);
+}
+
 int OstrelModel::selectorRowCount() const {
-  std::unordered_map<std::string, int> projects;
-  const std::vector<LitAgent>& agents = source_.list().agents;
-  for (const LitAgent& lit : agents) ++projects[lit.agent().projectLabel()];
-  const int groups = static_cast<int>(projects.size());
-  return static_cast<int>(agents.size()) + (groups >= 2 ? (groups * 6 + 9) / 10 : 0);
+  const std::vector<AgentGroup> groups = ostrel::agentGroups(source_.list().agents, frozen());
+  const int headings = hasHeadings(groups) ? static_cast<int>(groups.size()) : 0;
+  return agentCount() + (headings * 6 + 9) / 10;
 }
 
 void OstrelModel::moveSelection(bool down) {
@@ -148,13 +128,26 @@ std::vector<std::string> OstrelModel::displayOrder() const {
   return order;
 }
 
+void OstrelModel::setFilter(AgentFilter filter) {
+  if (!filter_.set(std::move(filter)) || text::trim(filter_->text).empty()) return;
+  const std::vector<std::string> order = displayOrder();
+  if (std::ranges::find(order, keyboardSelection_->value_or("")) != order.end()) return;
+  keyboardSelection_.set(order.empty() ? std::nullopt : std::optional(order.front()));
+}
+
+std::string OstrelModel::emptyResult() const {
+  if (agentCount() == 0 || !agentGroups().empty()) return {};
+  constexpr std::string_view states[] = {"needs you", "is working", "is done", "is idle"};
+  const auto& [text, light] = *filter_;
+  const std::string_view state = light ? states[static_cast<std::size_t>(*light)] : "";
+  if (text.empty()) return fmt::format("No agent {} now.", state);
+  return fmt::format("No agent{}{} matches “{}”.", light ? " that " : "", state, text);
+}
+
 void OstrelModel::freezeOrder(bool freeze) {
-  if (!freeze) {
-    if (!frozenOrder_) return;
-    frozenOrder_.reset();
-  } else {
-    frozenOrder_ = displayOrder();
-  }
+  if (!freeze && !frozen_) return;
+  frozen_ = freeze ? std::optional(FrozenGroups(ostrel::agentGroups(source_.list().agents, frozen())))
+                   : std::nullopt;
   changes_.notify();
 }
 

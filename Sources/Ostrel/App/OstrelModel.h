@@ -5,6 +5,7 @@
 // share. Views ask again at each delivery.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,35 +14,37 @@
 #include <vector>
 
 #include "Agents/HerdrAgent.h"
+#include "App/AgentGroups.h"
 #include "Client/LitAgents.h"
 #include "Runtime/Published.h"
 
 namespace ostrel {
 
-struct AgentGroup {
-  std::string project;
-  std::vector<LitAgent> agents;
-  bool operator==(const AgentGroup&) const = default;
-};
-
 class OstrelModel {
  public:
-  // `source` outlives the model.
-  explicit OstrelModel(LitSource& source);
+  // Both outlive the model. `preferences` has the titles that the person gave, by which the list is filtered;
+  // may be null.
+  explicit OstrelModel(LitSource& source, const Preferences* preferences = nullptr);
 
-  // By project, projects in the order of their first agent; inside a project those first that need the
-  // person, or everything in the frozen order.
+  // What the filter leaves, as `agentGroups` orders them, or in the frozen order.
   std::vector<AgentGroup> agentGroups() const;
   // By light, most urgent first; never frozen.
   std::vector<LitAgent> railAgents() const;
   std::vector<AgentLight> notchLights() const;
   AgentLight light(const HerdrAgent& agent) const { return source_.light(agent); }
   int agentCount() const;
+  // How many have that light.
+  std::array<int, 4> lightCounts() const;
+  // "2 need you", "1 working".
+  static std::string countWords(AgentLight light, int count);
   // "2 needs you · 1 working", for screen readers.
   std::string notchSummary() const;
   // The agent list's own line: "1 needs you · 2 working", "3 agents · all quiet".
   std::string selectorSummary() const;
-  // The height of the agent list in rows: a heading is six tenths of a row, the sum is rounded up.
+  // Whether the list's sections have headings: not where everybody is of one project and nobody waits.
+  static bool hasHeadings(const std::vector<AgentGroup>& groups);
+  // The height of the whole agent list in rows, whatever is filtered: a heading is six tenths of a row, the
+  // sum is rounded up.
   int selectorRowCount() const;
 
   // The keyboard's way through the list: chooses the agent below or above the chosen one, as the list stands.
@@ -56,10 +59,16 @@ class OstrelModel {
   // The id of the chosen agent.
   const Published<std::optional<std::string>>& keyboardSelection() const { return keyboardSelection_; }
 
+  // What the list shows of the agents; handle, rail and counts have all of them. With words in the filter the
+  // keyboard's choice is always one of those that are left.
+  void setFilter(AgentFilter filter);
+  const Published<AgentFilter>& filter() const { return filter_; }
+  // Says why the list shows nobody though there are agents; empty where it shows somebody.
+  std::string emptyResult() const;
+
   // Keeps the list in the order it has now, while the pointer is in it; new agents go to the end of their
-  // group.
+  // project.
   void freezeOrder(bool freeze);
-  const std::optional<std::vector<std::string>>& frozenOrder() const { return frozenOrder_; }
 
   // Something that the lists depend on may have changed.
   Subscription observe(ChangeSignal::Observer observer) { return changes_.observe(std::move(observer)); }
@@ -79,9 +88,13 @@ class OstrelModel {
   void deliver();
   std::vector<std::string> displayOrder() const;
 
+  const FrozenGroups* frozen() const { return frozen_ ? &*frozen_ : nullptr; }
+
   LitSource& source_;
+  const Preferences* preferences_;
   ChangeSignal changes_;
-  std::optional<std::vector<std::string>> frozenOrder_;
+  std::optional<FrozenGroups> frozen_;
+  Published<AgentFilter> filter_;
   Published<std::optional<std::string>> keyboardSelection_;
   Published<std::optional<std::string>> statusMessage_;
   Published<std::vector<std::string>> problems_;

@@ -62,7 +62,8 @@ AppDelegate::AppDelegate(DesktopParts parts)
       loop_(parts_.loop),
       samples_(parts_.environment.hasArgument(launch::kPreviewAgents) ? std::make_unique<Samples>()
                                                                       : nullptr),
-      model_(samples_ ? static_cast<LitSource&>(samples_->agents) : parts_.client.agents()),
+      model_(samples_ ? static_cast<LitSource&>(samples_->agents) : parts_.client.agents(),
+             &parts_.preferences),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,
                 parts_.environment.folder("XDG_DATA_HOME", ".local/share") / "ostrel"),
       providers_({parts_.loop, parts_.toolPool, parts_.tools, terminal_, parts_.urls}, model_, shown_),
@@ -80,6 +81,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
               [this](const HerdrAgent& agent) { edge_.openAgent(agent); }),
       shortcut_({parts_.loop, input_, parts_.preferences}, [this] { edge_.togglePanel(); }),
       status_({.showAgents = [this] { edge_.togglePanel(); },
+               .clicked = [this] { edge_.statusItemClicked(); },
                .showConnections = [this] { edge_.openPage({PanelTab::connections, false}); },
                .toggleVisibility = [this] { edge_.toggleVisibility(); },
                .hideForTwoHours = [this] { edge_.hideFor(kHideTime); },
@@ -89,7 +91,7 @@ AppDelegate::AppDelegate(DesktopParts parts)
                .closed = [this] { edge_.menuClosed(); }}),
       notch_(bridgeParts()),
       rail_(bridgeParts()),
-      panel_(shown_, panelPages(bridgeParts(), {connections_})),
+      panel_(shown_, panelPages(bridgeParts(), {connections_, parts_.loop, requests()})),
       conversation_(parts_.loop, parts_.pool, bridgeParts(), conversationParts(),
                     [this](HerdrAgent agent) { return findTerminal(std::move(agent)); }) {}
 
@@ -120,7 +122,16 @@ void AppDelegate::makeWindows() {
     problems_ = report.observe(tell);
     tell();
   }
-  model_.onAgents = [this](const LitList& list) { alerts_.update(list); };
+  model_.onAgents = [this](const LitList& list) {
+    alerts_.update(list);
+    tellStatus();
+  };
+  tellStatus();
+}
+
+void AppDelegate::tellStatus() {
+  const int needing = model_.lightCounts()[static_cast<std::size_t>(AgentLight::needsYou)];
+  status_.tell(needing, words::of(model_.selectorSummary()));
 }
 
 void AppDelegate::loadViews() {
@@ -198,6 +209,10 @@ ConversationParts AppDelegate::conversationParts() {
             parts_.environment.home};
   HerdrClient& client = parts_.client;
   return {client.open(), client.actions(), client.requests(), parts_.urls, parts_.environment.home};
+}
+
+RequestSource& AppDelegate::requests() {
+  return samples_ ? static_cast<RequestSource&>(samples_->requests) : parts_.client.requests();
 }
 
 AgentActions& AppDelegate::actions() {

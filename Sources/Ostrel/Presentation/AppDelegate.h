@@ -66,6 +66,7 @@ class AppDelegate final : public Desktop {
   void stop() override;
 
  private:
+  void tellStatus();
   void loadViews();
   void followDesktop();
   void followClicks();
@@ -74,6 +75,7 @@ class AppDelegate final : public Desktop {
   ConversationParts conversationParts();
   Task<std::function<void()>> findTerminal(HerdrAgent agent);
   AgentActions& actions();
+  RequestSource& requests();
   void open(const HerdrAgent& agent, bool markSeen);
   void closeConversation();
   Point pointer() const;

@@ -14,7 +14,8 @@ std::vector<PanelPage> panelPages(const BridgeParts& parts, PageSources sources)
   const auto row = [&](RailPage page, const char* title, const char* view, std::unique_ptr<QObject> bridge) {
     pages.push_back({page, QLatin1String(title), viewUrl(QLatin1String(view)), std::move(bridge)});
   };
-  row(RailPage::agents, "Agents", "AgentSelectorPanel", std::make_unique<SelectorBridge>(parts));
+  row(RailPage::agents, "Agents", "AgentSelectorPanel",
+      std::make_unique<SelectorBridge>(parts, SelectorBridge::Sources{sources.loop, sources.requests}));
   row({PanelTab::connections}, "Connections", "ConnectionsPage",
       std::make_unique<ConnectionsBridge>(parts, sources.connections));
   return pages;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "App/ConnectionsPage.h"
+#include "Client/OpenRequests.h"
 #include "EdgeBridges.h"
 
 namespace ostrel {
@@ -25,7 +26,9 @@ struct PanelPage {
 
 // What the pages ask of the core beside the model.
 struct PageSources {
-  ConnectionsSource& connections;  // outlives the pages
+  ConnectionsSource& connections;  // all of them outlive the pages
+  MainLoop& loop;
+  RequestSource& requests;
 };
 
 // The first one stands in for a page that the program does not have.

@@ -1,6 +1,7 @@
 #include "SampleAgents.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 
 namespace ostrel {
@@ -14,28 +15,31 @@ struct Sample {
   const char* host;
   AgentState state;
   AgentLight light;
+  int minutes;  // in that state
 };
 
 constexpr Sample kSamples[] = {
     {"Migrate the billing tables", "claude", "/home/mira/code/ledger", "/usr/bin/konsole",
-     AgentState::blocked, AgentLight::needsYou},
+     AgentState::blocked, AgentLight::needsYou, 4},
     {"Fix flaky checkout test", "codex", "/home/mira/code/ledger", "/usr/bin/konsole", AgentState::working,
-     AgentLight::working},
-    {"Explain the retry queue", "claude", "/home/mira/code/ledger", "", AgentState::idle, AgentLight::idle},
+     AgentLight::working, 0},
+    {"Explain the retry queue", "claude", "/home/mira/code/ledger", "", AgentState::idle, AgentLight::idle,
+     190},
     {"Dark mode for the settings page", "claude", "/home/mira/code/storefront", "/usr/bin/kitty",
-     AgentState::working, AgentLight::working},
+     AgentState::working, AgentLight::working, 12},
     {"Upgrade the bundler", "gemini", "/home/mira/code/storefront", "/usr/bin/kitty", AgentState::done,
-     AgentLight::done},
+     AgentLight::done, 26},
     {"Draft the release notes", "codex", "/home/mira/notes", "/usr/bin/gnome-terminal", AgentState::done,
-     AgentLight::done},
+     AgentLight::done, 75},
     {"Sort the photo archive", "aider", "/home/mira/notes", "/usr/bin/gnome-terminal", AgentState::idle,
-     AgentLight::idle},
+     AgentLight::idle, 4400},
 };
 
 }  // namespace
 
 SampleAgents::SampleAgents(std::size_t count) {
   std::int64_t pid = 4100;
+  const WallTime now = std::chrono::time_point_cast<Duration>(std::chrono::system_clock::now());
   while (agents_.size() < count) {
     const Sample& sample = kSamples[agents_.size() % std::size(kSamples)];
     const std::size_t round = agents_.size() / std::size(kSamples);
@@ -54,6 +58,7 @@ SampleAgents::SampleAgents(std::size_t count) {
     agent.title = sample.title + number;
     agent.provider = sample.provider;
     agent.state = sample.state;
+    agent.since = now - std::chrono::minutes(sample.minutes);
     agent.context = sample.folder + number;
     list_.agents.push_back({std::make_shared<ListedAgent>(agent), sample.light});
     agents_.push_back(std::move(agent));

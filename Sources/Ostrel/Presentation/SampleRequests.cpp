@@ -126,9 +126,10 @@ bool SampleRequests::enter(const std::string& name, RequestsBridge& bridge) {
 }
 
 std::vector<OpenRequest> SampleRequests::list() {
-  if (claude_) return {{claude_->id, "", {}, *claude_}};
+  if (claude_) return {{claude_->id, "", agent_, *claude_}};
   if (codex_)
-    return {{"sample", "", {}, CodexAsked{*codex_, CodexCard::of(*codex_, item_, linkOpened_), sent_, {}}}};
+    return {
+        {"sample", "", agent_, CodexAsked{*codex_, CodexCard::of(*codex_, item_, linkOpened_), sent_, {}}}};
   return {};
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "RequestsBridge.h"
@@ -19,6 +20,8 @@ class SampleRequests final : public RequestSource {
   SampleRequests() = default;
   explicit SampleRequests(const std::string& name) { ask(name); }
 
+  // The agent that asks; nobody in the list does where this is not said.
+  void askFor(std::string agent) { agent_ = std::move(agent); }
   // What is asked now; nothing for an empty name.
   void ask(const std::string& name);
 
@@ -42,6 +45,7 @@ class SampleRequests final : public RequestSource {
   std::optional<ClaudePermissionRequest> claude_;
   std::optional<CodexRequest> codex_;
   std::optional<std::string> item_;
+  std::optional<std::string> agent_;
   bool sent_ = false;
   bool linkOpened_ = false;
   ChangeSignal changed_;

@@ -73,7 +73,7 @@ class Studio {
         notch_(parts_),
         rail_(parts_),
         facts_(agents > 0),
-        panel_(edgeShown_, panelPages(parts_, {facts_})),
+        panel_(edgeShown_, panelPages(parts_, {facts_, loop, asks_})),
         open_(samples_, asks_),
         loop_(loop),
         conversation_(loop, pool_, parts_, {open_, open_, asks_, urls_, {}}),
@@ -97,6 +97,17 @@ class Studio {
     conversation_.show(agent);
   }
 
+  // The first agent asks; the list shows what is left of that filter.
+  QImage list(const char* asked, AgentFilter filter = {}, const Touch& touch = {}) {
+    if (!samples_.agents().empty()) asks_.askFor(samples_.agents().front().id());
+    asks_.ask(asked);
+    model_.setFilter(std::move(filter));
+    QImage picture = panel(touch);
+    model_.setFilter({});
+    asks_.ask({});
+    return picture;
+  }
+
   // Of many agents only the last one waits.
   void onlyTheLastWaits() {
     const std::size_t last = samples_.agents().size() - 1;
@@ -107,7 +118,7 @@ class Studio {
 
   QImage notch() { return view("EdgeNotchView", notch_, EdgeWindow::notch); }
   QImage rail() { return view("RailView", rail_, EdgeWindow::rail); }
-  QImage panel() { return view("OstrelView", panel_, EdgeWindow::panel); }
+  QImage panel(const Touch& touch = {}) { return view("OstrelView", panel_, EdgeWindow::panel, touch); }
   QImage connections() {
     edge_.openPage({PanelTab::connections, false});
     QImage picture = panel();
@@ -229,9 +240,9 @@ class Studio {
   NotchBridge notch_;
   RailBridge rail_;
   SampleConnections facts_;
+  SampleRequests asks_;
   PanelBridge panel_;
   BackgroundPool pool_;
-  SampleRequests asks_;
   SampleConversation open_;
   NoUrls urls_;
   MainLoop& loop_;
@@ -256,8 +267,14 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
   for (const bool dark : {false, true}) {
     Studio studio(loop, preferences, 7, dark);
     Studio quiet(loop, preferences, 0, dark);
-    Studio crowd(loop, preferences, 34, dark);
-    crowd.onlyTheLastWaits();
+    Studio single(loop, preferences, 1, dark);
+    Studio some(loop, preferences, 11, dark);
+    Studio crowd(loop, preferences, 61, dark);
+    Studio lone(loop, preferences, 61, dark);
+    lone.onlyTheLastWaits();
+    const Touch scrolled = [](QQuickItem& view) {
+      view.findChild<QQuickItem*>(QStringLiteral("agentList"))->setProperty("contentY", 700.0);
+    };
     std::vector<std::pair<std::string, QImage>> pictures = studio.conversations();
     for (auto& card : studio.cards()) pictures.push_back(std::move(card));
     pictures.insert(pictures.end(), {{"edge", studio.edge()},
@@ -269,8 +286,15 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"connections-empty", quiet.connections()},
                                      {"rail-empty", quiet.rail()},
                                      {"notch-empty", quiet.notch()},
-                                     {"notch-crowd", crowd.notch()},
-                                     {"panel-crowd", crowd.panel()}});
+                                     {"notch-crowd", lone.notch()},
+                                     {"list-one", single.list("bash")},
+                                     {"list-some", some.list("question")},
+                                     {"list-crowd", crowd.list("")},
+                                     {"list-crowd-scrolled", crowd.list("", {}, scrolled)},
+                                     {"list-crowd-one-waits", lone.list("")},
+                                     {"list-filtered", crowd.list("", {"ledger flaky", {}})},
+                                     {"list-chosen", crowd.list("", {{}, AgentLight::done})},
+                                     {"list-nobody", crowd.list("", {"zebra", {}})}});
     for (const auto& [view, picture] : pictures) {
       const std::filesystem::path file = folder / (view + (dark ? "-dark.png" : "-light.png"));
       if (!picture.save(QString::fromStdString(file.string())))

@@ -11,8 +11,23 @@ namespace ostrel {
 
 namespace {
 
+// A disc in the corner with the number of those who need the person; from ten on a disc alone.
+void drawBadge(QPainter& painter, int needing) {
+  const QRectF disc(10, 9, 14, 14);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(QColor(0xef, 0x8f, 0x00));
+  painter.drawEllipse(disc);
+  if (needing > 9) return;
+  QFont font = painter.font();
+  font.setPixelSize(12);
+  font.setBold(true);
+  painter.setFont(font);
+  painter.setPen(QColor(0x17, 0x1c, 0x25));
+  painter.drawText(disc, Qt::AlignCenter, QString::number(needing));
+}
+
 // A stack of three sheets, seen from above.
-QIcon stackIcon() {
+QIcon stackIcon(int needing) {
   QIcon icon;
   for (const int size : {16, 22, 24, 32, 48, 64}) {
     QPixmap picture(size, size);
@@ -31,6 +46,8 @@ QIcon stackIcon() {
     }
     painter.setBrush(QColor(0x9a, 0xa4, 0xb2));
     painter.drawPolygon(QPolygonF({{12, 3.5}, {21, 8}, {12, 12.5}, {3, 8}}));
+    if (needing > 0) drawBadge(painter, needing);
+    painter.end();
     icon.addPixmap(picture);
   }
   return icon;
@@ -38,12 +55,12 @@ QIcon stackIcon() {
 
 }  // namespace
 
-StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)), icon_(stackIcon()) {
+StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)), icon_(stackIcon(0)) {
   fill();
   icon_.setToolTip(QStringLiteral("Ostrel"));
   icon_.setContextMenu(&menu_);
   connect(&icon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-    if (reason == QSystemTrayIcon::Trigger) actions_.showAgents();
+    if (reason == QSystemTrayIcon::Trigger) actions_.clicked();
   });
 }
 
@@ -74,6 +91,11 @@ void StatusItem::fill() {
 bool StatusItem::show() {
   icon_.show();
   return QSystemTrayIcon::isSystemTrayAvailable();
+}
+
+void StatusItem::tell(int needing, const QString& summary) {
+  if (needing != std::exchange(needing_, needing)) icon_.setIcon(stackIcon(needing));
+  if (icon_.toolTip() != summary) icon_.setToolTip(summary);
 }
 
 void StatusItem::openMenu() { menu_.popup(QCursor::pos()); }

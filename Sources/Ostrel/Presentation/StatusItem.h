@@ -14,6 +14,7 @@ class StatusItem final : public QObject {
  public:
   struct Actions {
     std::function<void()> showAgents;
+    std::function<void()> clicked;
     std::function<void()> showConnections;
     std::function<void()> toggleVisibility;
     std::function<void()> hideForTwoHours;
@@ -26,6 +27,8 @@ class StatusItem final : public QObject {
 
   // False where the desktop has no status area; the icon then comes when one does.
   bool show();
+  // How many agents need the person, for the badge, and all of them in a line, for the tooltip.
+  void tell(int needing, const QString& summary);
   // The edge's menu, at the pointer.
   void openMenu();
 
@@ -35,6 +38,7 @@ class StatusItem final : public QObject {
   Actions actions_;
   QMenu menu_;
   QAction* visibility_ = nullptr;
+  int needing_ = 0;
   QSystemTrayIcon icon_;
 };
 

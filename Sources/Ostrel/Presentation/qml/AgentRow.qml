@@ -2,7 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
-// An agent of the list: its light, its title, where it runs, and its state in words.
+// An agent of the list: its light, its title, what it asks or where it runs, its state in words and for how long.
 Item {
     id: root
 
@@ -11,7 +11,10 @@ Item {
     required property string subtitle
     required property string status
     required property int light
+    required property string age
+    required property bool asks
     required property bool selected
+    required property bool open  // its conversation is shown
 
     signal chosen(string key)
     signal hovered(string key, bool inside)
@@ -19,7 +22,7 @@ Item {
     objectName: "agentRow"
     height: Theme.rowHeight
     Accessible.role: Accessible.ListItem
-    Accessible.name: title + ", " + subtitle + ", " + status
+    Accessible.name: title + ", " + subtitle + ", " + status + (age ? ", " + age : "") + (open ? ", open" : "")
     Accessible.selected: selected
     Accessible.onPressAction: chosen(key)
 
@@ -28,6 +31,17 @@ Item {
         anchors.margins: 2
         radius: Theme.rowRadius
         color: tap.pressed ? Theme.pressed : root.selected ? Theme.chosen : hover.hovered ? Theme.hovered : "transparent"
+    }
+
+    Rectangle {
+        objectName: "openMark"
+        visible: root.open
+        x: 4
+        anchors.verticalCenter: parent.verticalCenter
+        width: 3
+        height: 26
+        radius: 1.5
+        color: Theme.accent
     }
 
     NotchLight {
@@ -41,7 +55,7 @@ Item {
     Column {
         anchors.left: dot.right
         anchors.leftMargin: 14
-        anchors.right: word.left
+        anchors.right: state.left
         anchors.rightMargin: Theme.spacing
         anchors.verticalCenter: parent.verticalCenter
         spacing: 3
@@ -57,23 +71,40 @@ Item {
         }
 
         Text {
+            objectName: "rowSubtitle"
             width: parent.width
             text: root.subtitle
             textFormat: Text.PlainText
-            color: Theme.secondary
+            color: root.asks ? Theme.lightTexts[0] : Theme.secondary
             elide: Text.ElideRight
             font.pixelSize: Theme.captionSize
         }
     }
 
-    StateWord {
-        id: word
+    Column {
+        id: state
 
         anchors.right: parent.right
         anchors.rightMargin: 12
         anchors.verticalCenter: parent.verticalCenter
-        light: root.light
-        text: root.status
+        spacing: 2
+
+        StateWord {
+            anchors.right: parent.right
+            light: root.light
+            text: root.status
+        }
+
+        Text {
+            objectName: "rowAge"
+            anchors.right: parent.right
+            anchors.rightMargin: 8
+            visible: text !== ""
+            text: root.age
+            textFormat: Text.PlainText
+            color: Theme.secondary
+            font.pixelSize: Theme.captionSize
+        }
     }
 
     HoverHandler {

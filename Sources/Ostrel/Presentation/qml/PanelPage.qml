@@ -12,6 +12,7 @@ FocusScope {
     property int summarySize: Theme.bodySize
     property int summaryLines: 1
     property alias actions: actions.data  // beside the heading
+    property alias below: below.data  // in the summary's place, where that is empty
     property alias hints: hints.data
     default property alias content: body.data
 
@@ -56,6 +57,14 @@ FocusScope {
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }
+    }
+
+    Row {
+        id: below
+
+        x: Theme.pageMargin
+        y: Theme.headerHeight - 14 - height
+        spacing: 6
     }
 
     Rectangle {

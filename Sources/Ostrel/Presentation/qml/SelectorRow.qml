@@ -1,7 +1,7 @@
 import QtQuick
 import Ostrel
 
-// A row of the agent list: a project's heading or an agent.
+// A row of the agent list: a section's heading or an agent.
 Item {
     id: root
 
@@ -13,6 +13,8 @@ Item {
     required property string subtitle
     required property int light
     required property string status
+    required property string age
+    required property bool asks
 
     height: heading ? Theme.headingHeight : Theme.rowHeight
 
@@ -42,9 +44,12 @@ Item {
             key: root.key
             title: root.title
             subtitle: root.subtitle
+            asks: root.asks
             status: root.status
+            age: root.age
             light: root.light
             selected: root.key === root.bridge.selection
+            open: root.key === root.bridge.openAgent
             onChosen: key => root.bridge.open(key)
             onHovered: (key, inside) => root.bridge.hover(key, inside)
         }

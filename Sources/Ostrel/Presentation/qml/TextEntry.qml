@@ -10,6 +10,7 @@ FocusScope {
     property string placeholder
     property string label: placeholder
     property bool secret: false
+    property bool still: false  // no cursor blinks in it while it is empty: it has the keyboard as long as its window
 
     signal edited(string text)
     signal submitted
@@ -62,6 +63,8 @@ FocusScope {
         echoMode: root.secret ? TextInput.Password : TextInput.Normal
         font.pixelSize: Theme.bodySize
         onTextEdited: root.edited(text)
+        onTextChanged: if (root.still) cursorVisible = activeFocus && text !== ""
+        onCursorVisibleChanged: if (root.still && text === "" && cursorVisible) cursorVisible = false
         Accessible.role: Accessible.EditableText
         Accessible.name: root.label
         Accessible.passwordEdit: root.secret
