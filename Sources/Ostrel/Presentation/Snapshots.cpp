@@ -270,6 +270,7 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"rail-empty", quiet.rail()},
                                      {"notch-empty", quiet.notch()},
                                      {"notch-crowd", crowd.notch()},
+                                     {"rail-crowd", crowd.rail()},
                                      {"panel-crowd", crowd.panel()}});
     for (const auto& [view, picture] : pictures) {
       const std::filesystem::path file = folder / (view + (dark ? "-dark.png" : "-light.png"));
