@@ -202,6 +202,74 @@ TEST_F(EdgeStateTest, AListThatClosedBelowThePointerIsInOrderWhenItComesAgain) {
   EXPECT_EQ(model_.agentGroups().front().agents.front().agent().paneID, "b");
 }
 
+TEST_F(EdgeStateTest, ARowOfTheRailPreviewsItsOwnAgent) {
+  const HerdrAgent other = agentOf("b");
+  in(notch, 300ms);
+  in(rail, 0ms);
+  edge_.hoverRailAgent(agent_, true);
+  EXPECT_EQ(shownAfter(89ms), "r");
+  edge_.hoverRailAgent(other, true);
+  edge_.hoverRailAgent(agent_, false);
+  EXPECT_EQ(shownAfter(90ms), "ra");
+  EXPECT_TRUE(edge_.showsAgent(other.id()) && !edge_.showsAgent(agent_.id()));
+  const Rect alone = desktop_.frames[EdgeWindow::agent];
+  EXPECT_LE(alone.right(), desktop_.frames[rail].x);
+  EXPECT_GE(alone.right(), desktop_.frames[rail].x - 12) << "no gap in which the preview goes";
+  EXPECT_EQ(shownAfter(10s), "ra") << "as long as the pointer rests on the row";
+  EXPECT_EQ(at({alone.right() - 20, alone.middleY()}, 10s), "ra");
+  edge_.hoverRailAgent(other, false);
+  EXPECT_EQ(at({alone.x - 13, alone.middleY()}, 1s), "n");
+  EXPECT_EQ(conversation_, "shown stopped ") << "nobody has looked at it for good";
+
+  EXPECT_EQ(previewPage(), "rp");
+  edge_.hoverPage(std::nullopt);
+  edge_.hoverRailAgent(agent_, true);
+  EXPECT_EQ(in(rail, 1s), "ra") << "the way to the conversation leads over no list";
+  EXPECT_EQ(desktop_.frames[EdgeWindow::agent], alone);
+  edge_.hoverRailAgent(other, true);
+  edge_.hoverPage(RailPage::agents);
+  EXPECT_EQ(shownAfter(90ms), "rp") << "on to the list, and neither agent's conversation comes late";
+  EXPECT_EQ(shownAfter(1s), "rp");
+  edge_.hidePanel();
+  edge_.openAgent(agent_);
+  edge_.hoverRailAgent(other, true);
+  EXPECT_EQ(shownAfter(1s), "rA");
+  EXPECT_TRUE(edge_.showsAgent(agent_.id())) << "a pointer that passes takes away none that was opened";
+  edge_.openPage(RailPage::agents);
+  EXPECT_EQ(desktop_.frames[EdgeWindow::agent].right(), desktop_.frames[panel].x) << "it makes room";
+  edge_.closeAgent();
+  edge_.hidePanel();
+  EXPECT_EQ(at(kAway, 1s), "n");
+
+  preferences_.set(OstrelSetting::openOnHover, false);
+  in(notch, 300ms);
+  in(rail, 0ms);
+  edge_.hoverRailAgent(agent_, true);
+  EXPECT_EQ(shownAfter(1s), "r");
+}
+
+TEST_F(EdgeStateTest, LightsBreatheForAWhileAfterAnotherAgentBeganToWait) {
+  agents_.agents.push_back(agentOf("b"));
+  const auto breathes = [&](AgentLight a, AgentLight b) {
+    agents_.lights = {{"a", a}, {"b", b}};
+    agents_.changes.notify();
+    return *shown_.breathing;
+  };
+  using enum AgentLight;
+  EXPECT_FALSE(breathes(working, done));
+  EXPECT_TRUE(breathes(needsYou, done));
+  loop_.runFor(15s);
+  EXPECT_TRUE(breathes(needsYou, needsYou)) << "another";
+  loop_.runFor(19s);
+  EXPECT_TRUE(breathes(needsYou, needsYou)) << "no news";
+  loop_.runFor(1s);
+  EXPECT_FALSE(*shown_.breathing) << "it stands, though they wait";
+  EXPECT_FALSE(breathes(needsYou, working)) << "one less is no news";
+  EXPECT_TRUE(breathes(needsYou, needsYou)) << "it began again";
+  EXPECT_FALSE(breathes(idle, working)) << "nobody waits";
+  EXPECT_FALSE(loop_.nextTimer());
+}
+
 TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   desktop_.reduced = true;
   previewPage();
@@ -277,6 +345,9 @@ TEST(EdgeGeometry, ASmallScreenKeepsEverythingOnIt) {
   const int rows = edge::railRows(small, countsOf(40));
   EXPECT_LE(edge::railCollapsedHeight(rows, countsOf(40)), 300);
   EXPECT_GT(edge::railCollapsedHeight(rows + 1, countsOf(40)), 300);
+  const Screen large = {{0, 0, 3840, 2160}, {0, 0, 3840, 2160}};
+  EXPECT_EQ(edge::railRows(large, countsOf(61)), 12) << "more than anybody reads";
+  EXPECT_EQ(edge::railRows(large, countsOf(11)), 11);
   const Rect panel = edge::panelFrame(small, edge::railFrame(small, {}), PanelTab::machines, {});
   EXPECT_EQ(panel, (Rect{8, 8, 384, 284}));
   EXPECT_EQ(edge::agentFrame(small, panel, edge::kAgentWindowSize), panel);
@@ -301,13 +372,13 @@ TEST(EdgeGeometry, TheHandleShowsTheMostUrgentLightsAndCountsTheOthers) {
   all.push_back(needsYou);
   all[12] = working;
   const edge::NotchLights some = edge::notchLights(all);
-  EXPECT_EQ(some.shown, (std::vector{needsYou, working, done, done, done, done, done}));
-  EXPECT_EQ(some.more, 27);
+  EXPECT_EQ(some.shown, (std::vector{needsYou, working, done, done, done}));
+  EXPECT_EQ(some.more, 29);
   EXPECT_EQ(edge::notchLights({idle, needsYou}).shown, (std::vector{needsYou, idle}));
-  EXPECT_EQ(edge::notchLights(std::vector(7, idle)).more, 0);
+  EXPECT_EQ(edge::notchLights(std::vector(5, idle)).more, 0);
   const Screen screen = {{0, 0, 1600, 900}, {0, 0, 1600, 900}};
-  EXPECT_EQ(edge::notchFrame(screen, countsOf(8)).height,
-            edge::notchFrame(screen, countsOf(7)).height + edge::kNotchMoreHeight);
+  EXPECT_EQ(edge::notchFrame(screen, countsOf(6)).height,
+            edge::notchFrame(screen, countsOf(5)).height + edge::kNotchMoreHeight);
 }
 
 }  // namespace

@@ -1,28 +1,12 @@
-// The handle, the rail and the agent list as a person meets them, without a display: their real views over
-// the real state of the edge.
-#include <QApplication>
+// The panel and its list of agents as a person meets them, without a display: their real views over the real
+// state of the edge.
 #include <QKeyEvent>
-#include <QMouseEvent>
-#include <QQmlEngine>
-#include <QQuickItem>
-#include <QQuickView>
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
-#include <gtest/gtest.h>
-
-#include "App/OstrelSetting.h"
-#include "Appearance.h"
-#include "Offscreen.h"
-#include "PanelPages.h"
+#include "EdgeViewsFixture.h"
 #include "Runtime/UniqueFd.h"
-#include "SelectorBridge.h"
-#include "Support/FakeAgents.h"
-#include "Support/FakeDesktop.h"
-#include "Support/MemoryPreferences.h"
 #include "Support/TemporaryFolder.h"
-#include "Support/VirtualLoop.h"
-#include "UtilityPanel.h"
 
 namespace ostrel {
 namespace {
@@ -46,97 +30,6 @@ class Listener {
  private:
   UniqueFd fd_;
   sockaddr_in address_{};
-};
-
-// What agents ask.
-struct Asked final : RequestSource {
-  std::vector<OpenRequest> open;
-  ChangeSignal changes;
-
-  std::vector<OpenRequest> list() override { return open; }
-  std::vector<OpenRequest> of(const HerdrAgent&) override { return {}; }
-  std::optional<Controls> controls(const HerdrAgent&) override { return std::nullopt; }
-  void answer(const std::string&, const RequestAnswer&) override {}
-  void openLink(const std::string&) override {}
-  Subscription observe(ChangeSignal::Observer observer) override {
-    return changes.observe(std::move(observer));
-  }
-};
-
-class EdgeViewsTest : public testing::Test {
- protected:
-  EdgeViewsTest() {
-    preferences_.registerDefaults(OstrelSetting::defaults());
-    for (const char* pane : {"a", "b", "c"}) {
-      agents_.agents.push_back(agentOf(pane));
-      agents_.lights[pane] = AgentLight::idle;
-    }
-    edge_.start();
-  }
-  // A view at its window's size, on the screen.
-  void open(QQuickView& view, const char* component, QObject& bridge, const Rect& frame) {
-    view.setGeometry(0, 0, frame.width, frame.height);
-    loadView(view, QLatin1String(component), bridge);
-    view.show();
-    settle();
-  }
-  static void settle() {
-    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
-  }
-  void move(QQuickView& view, QPointF place) {
-    QMouseEvent event(QEvent::MouseMove, place, view.mapToGlobal(place), Qt::NoButton, Qt::NoButton,
-                      Qt::NoModifier);
-    QCoreApplication::sendEvent(&view, &event);
-    settle();
-  }
-  static void childrenNamed(QQuickItem* item, const QString& name, QList<QQuickItem*>& found) {
-    if (item->objectName().startsWith(name) && item->isVisible()) found.append(item);
-    for (QQuickItem* child : item->childItems()) childrenNamed(child, name, found);
-  }
-  // Where the middles of the rows are, from the top.
-  static std::vector<QPointF> rows(QQuickView& view, const char* name) {
-    QList<QQuickItem*> found;
-    childrenNamed(view.rootObject(), QLatin1String(name), found);
-    std::vector<QPointF> places;
-    for (QQuickItem* row : found)
-      places.push_back(row->mapToScene(QPointF(row->width() / 2, row->height() / 2)));
-    std::ranges::sort(places, {}, &QPointF::y);
-    return places;
-  }
-  static QStringList texts(QQuickView& view, const char* name) {
-    QList<QQuickItem*> found;
-    childrenNamed(view.rootObject(), QLatin1String(name), found);
-    QStringList all;
-    for (QQuickItem* item : found) all.append(item->property("text").toString());
-    return all;
-  }
-  BridgeParts parts() {
-    return {model_, edge_, desktop_, preferences_, [] {}};
-  }
-  std::vector<PanelPage> agentPage() {
-    std::vector<PanelPage> pages;
-    pages.push_back({RailPage::agents, QStringLiteral("Agents"),
-                     viewUrl(QStringLiteral("AgentSelectorPanel")),
-                     std::make_unique<SelectorBridge>(parts(), SelectorBridge::Sources{loop_, asked_})});
-    return pages;
-  }
-
-  QApplication& application_ = offscreen();
-  VirtualLoop loop_;
-  MemoryPreferences preferences_;
-  FakeAgents agents_;
-  OstrelModel model_{agents_};
-  Asked asked_;
-  FakeDesktop desktop_;
-  std::string opened_;
-  InterfaceState shown_;
-  EdgeState edge_{
-      {loop_, desktop_, desktop_, desktop_, preferences_},
-      model_,
-      shown_,
-      {[this](const HerdrAgent& agent, bool seen) { opened_ += agent.paneID + (seen ? "!" : ""); }, [] {}}};
-  QQmlEngine engine_;
-  Appearance appearance_{engine_};
 };
 
 TEST_F(EdgeViewsTest, WhatAgentsCallThemselvesIsTextAndFetchesNothing) {
@@ -180,56 +73,6 @@ TEST_F(EdgeViewsTest, APreviewFollowsThePointerFromRowToRowBothWays) {
   EXPECT_EQ(opened_, "abcbac") << "it left in time";
 }
 
-TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayStillBringOutTheList) {
-  for (const bool down : {true, false}) {
-    desktop_.pointer = {1590, 450};
-    edge_.pointerEnteredNotch();
-    desktop_.report();
-    loop_.runFor(300ms);
-    ASSERT_TRUE(edge_.railRevealed());
-    RailBridge rail(parts());
-    QQuickView view(&engine_, nullptr);
-    open(view, "RailView", rail, desktop_.frames[EdgeWindow::rail]);
-    auto places = rows(view, "railRow");
-    ASSERT_EQ(places.size(), 3u);
-    if (!down) std::ranges::reverse(places);
-    for (const QPointF place : places) {
-      move(view, place);
-      loop_.runFor(30ms);
-    }
-    EXPECT_FALSE(*shown_.isPanelVisible);
-    loop_.runFor(60ms);
-    EXPECT_TRUE(*shown_.isPanelVisible);
-    edge_.hidePanel();
-    move(view, places[0]);
-    move(view, {1, 1});
-    loop_.runFor(200ms);
-    EXPECT_FALSE(*shown_.isPanelVisible) << "it left in time";
-    desktop_.pointer = {300, 850};
-    desktop_.report();
-    loop_.runFor(1s);
-  }
-}
-
-TEST_F(EdgeViewsTest, TheRailHasWhoWaitsFirstAndEachWithItsLight) {
-  agents_.lights = {{"a", AgentLight::idle}, {"b", AgentLight::working}, {"c", AgentLight::needsYou}};
-  RailBridge rail(parts());
-  QQuickView view(&engine_, nullptr);
-  open(view, "RailView", rail, desktop_.frames[EdgeWindow::rail]);
-  QList<QQuickItem*> items;
-  childrenNamed(view.rootObject(), QStringLiteral("railRow"), items);
-  std::ranges::sort(items, {}, [](const QQuickItem* item) { return item->y(); });
-  QStringList said;
-  QList<int> lights;
-  for (const QQuickItem* item : items) {
-    said.append(item->property("label").toString());
-    lights.append(item->property("light").toInt());
-  }
-  EXPECT_EQ(said, QStringList({QStringLiteral("Agent c, Needs you"), QStringLiteral("Agent b, Working"),
-                               QStringLiteral("Agent a, Idle")}));
-  EXPECT_EQ(lights, QList<int>({0, 1, 3}));
-}
-
 TEST_F(EdgeViewsTest, KeysGoThroughTheListAndOpenWhatTheyChose) {
   edge_.openPage(RailPage::agents);
   PanelBridge pages(shown_, agentPage());
@@ -243,29 +86,6 @@ TEST_F(EdgeViewsTest, KeysGoThroughTheListAndOpenWhatTheyChose) {
   }
   EXPECT_EQ(opened_, "b!a!");
   EXPECT_FALSE(*shown_.isPanelVisible);
-}
-
-TEST_F(EdgeViewsTest, OfManyAgentsTheHandleShowsTheOneThatWaits) {
-  for (int i = 0; i < 31; ++i) {
-    const std::string pane = "d" + std::to_string(i);
-    agents_.agents.push_back(agentOf(pane));
-    agents_.lights[pane] = AgentLight::done;
-  }
-  agents_.lights["d30"] = AgentLight::needsYou;
-  edge_.settingsChanged();
-  NotchBridge notch(parts());
-  QQuickView view(&engine_, nullptr);
-  const Rect frame = desktop_.frames[EdgeWindow::notch];
-  // Not on the screen: what pulses there is for one application in a process.
-  view.setGeometry(0, 0, frame.width, frame.height);
-  loadView(view, QStringLiteral("EdgeNotchView"), notch);
-  ASSERT_EQ(notch.lights()->rows().size(), 7u);
-  EXPECT_EQ(notch.lights()->rows()[0].light, static_cast<int>(AgentLight::needsYou));
-  EXPECT_EQ(notch.lights()->rows()[1].light, static_cast<int>(AgentLight::done));
-  EXPECT_EQ(texts(view, "notchMore"), QStringList{QStringLiteral("+27")});
-  const auto more = rows(view, "notchMore");
-  EXPECT_LE(more[0].y() + 8, frame.height) << "it stands inside";
-  EXPECT_LE(more[0].x() + 11, frame.width);
 }
 
 TEST_F(EdgeViewsTest, AnEmptyListSaysWhatFailed) {

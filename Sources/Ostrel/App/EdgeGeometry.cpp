@@ -37,15 +37,15 @@ NotchLights notchLights(std::vector<AgentLight> all) {
 }
 
 int railRows(const Screen& screen, const Counts& counts) {
-  if (counts.agents == 0 || railCollapsedHeight(counts.agents, counts) <= screen.visible.height)
-    return counts.agents;
-  const int rest = railCollapsedHeight(0, counts) - kRailRowHeight;  // with the row that counts the others
-  return std::clamp((screen.visible.height - rest) / kRailRowHeight, 1, counts.agents);
+  if (counts.agents == 0) return 0;
+  const int rest = railCollapsedHeight(1, counts) - kRailRowHeight;
+  const int fitting = (screen.visible.height - rest) / kRailRowHeight;
+  return std::clamp(fitting, 1, std::min(counts.agents, kRailRowLimit));
 }
 
 int railCollapsedHeight(int rows, const Counts& counts) {
-  return std::max(rows, 1) * kRailRowHeight + 16 + (rows < counts.lights ? kRailMoreHeight : 0) + 8 + 6 +
-         kPillHeight + (counts.updateOffered ? 42 : 0);
+  return std::max(rows, 1) * kRailRowHeight + 16 + (rows > 0 ? kRailMoreHeight : 0) + 8 + 6 + kPillHeight +
+         (counts.updateOffered ? 42 : 0);
 }
 
 Rect notchFrame(const Screen& screen, const Counts& counts) {
@@ -73,12 +73,12 @@ Rect panelFrame(const Screen& screen, const Rect& rail, PanelTab tab, const Coun
   return {x, y, width, height};
 }
 
-Rect agentFrame(const Screen& screen, const Rect& panel, Size size) {
+Rect agentFrame(const Screen& screen, const Rect& beside, Size size) {
   const Rect& visible = screen.visible;
   const int width = std::min(size.width, visible.width - 2 * kMargin);
   const int height = std::min(size.height, visible.height - 2 * kMargin);
-  return {std::max(panel.x - width, visible.x + kMargin),
-          std::min(panel.y, visible.bottom() - kMargin - height), width, height};
+  return {std::max(beside.x - width, visible.x + kMargin),
+          std::min(beside.y, visible.bottom() - kMargin - height), width, height};
 }
 
 }  // namespace ostrel::edge

@@ -30,12 +30,13 @@ struct Counts {
 };
 
 inline constexpr int kNotchWidth = 26;
-inline constexpr int kNotchLightLimit = 7;  // more would make a long handle that nobody reads
+inline constexpr int kNotchLightLimit = 5;  // more would make a long handle that nobody reads
 inline constexpr int kNotchLightPitch = 17;
 inline constexpr int kNotchMoreHeight = 13;  // the number of the agents without a light
 inline constexpr int kRailWidth = 54;
 inline constexpr int kRailRowHeight = 22;
-inline constexpr int kRailMoreHeight = 18;  // the row that counts the agents without a row
+inline constexpr int kRailRowLimit = 12;    // more are quicker found in the list
+inline constexpr int kRailMoreHeight = 18;  // the last row, which stands for the list
 inline constexpr int kPillHeight = 36;
 inline constexpr int kPillItemHeight = 28;
 inline constexpr int kPillRoom = 112;  // four of them, below the collapsed rail
@@ -50,7 +51,7 @@ struct NotchLights {
 };
 NotchLights notchLights(std::vector<AgentLight> all);
 
-// The agents that get a row of their own: all of them, as far as the rail fits the visible screen.
+// How many agents get a row of their own: at most `kRailRowLimit`, and as many as fit the visible screen.
 int railRows(const Screen& screen, const Counts& counts);
 // Without the room for the open pill. `rows` is what `railRows` gave.
 int railCollapsedHeight(int rows, const Counts& counts);
@@ -58,9 +59,9 @@ int railCollapsedHeight(int rows, const Counts& counts);
 Rect notchFrame(const Screen& screen, const Counts& counts);
 Rect railFrame(const Screen& screen, const Counts& counts);
 Rect panelFrame(const Screen& screen, const Rect& rail, PanelTab tab, const Counts& counts);
-// Its right edge touches the panel, its top is level with the panel's. Where the screen is too narrow for
-// both it covers the panel rather than leave the screen.
-Rect agentFrame(const Screen& screen, const Rect& panel, Size size);
+// Its right edge touches `beside`, the panel's frame or one without width where there is no panel; its top is
+// level with it. Where the screen is too narrow for both it covers that rather than leave the screen.
+Rect agentFrame(const Screen& screen, const Rect& beside, Size size);
 
 }  // namespace edge
 }  // namespace ostrel

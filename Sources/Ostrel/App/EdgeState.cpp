@@ -11,8 +11,12 @@ namespace ostrel {
 // EdgeStateWindows.cpp.
 
 EdgeState::EdgeState(Ports ports, OstrelModel& model, InterfaceState& shown, Conversation conversation)
-    : ports_(ports), model_(model), shown_(shown), conversation_(std::move(conversation)) {
-  model_.onLayout = [this] { layout(); };
+    : ports_(ports),
+      model_(model),
+      shown_(shown),
+      conversation_(std::move(conversation)),
+      attention_(ports.loop, shown.breathing) {
+  model_.onLayout = [this] { delivered(); };
 }
 
 EdgeState::~EdgeState() { model_.onLayout = {}; }
@@ -66,18 +70,53 @@ void EdgeState::clicked(Point place) {
 
 void EdgeState::hoverPage(std::optional<RailPage> page) {
   pageTimer_.reset();
-  if (!page || *shown_.showingNewSession || menu_ == Menu::open) return;
-  if (menuClosed_ && ports_.loop.now() - *menuClosed_ < kMenuLeaves) menu_ = Menu::leftPointer;
-  if (menu_ == Menu::leftPointer) return;
+  if (!page) return;
+  leaveRailAgent();
+  if (*shown_.showingNewSession || isMenuInTheWay()) return;
   if (panel_ != Presence::closed) {
     turnTo(*page);
   } else if (ports_.preferences.boolean(OstrelSetting::openOnHover)) {
     pageTimer_ = ports_.loop.after(kPageDelay, [this, page = *page] {
       if (edge_ != Edge::rail || panel_ != Presence::closed) return;
+      if (live_ == Presence::preview) closeLive();  // it stands where the panel comes
       turnTo(page);
       revealPanel(Presence::preview);
     });
   }
+}
+
+// What is below the pointer where a menu left it means nothing.
+bool EdgeState::isMenuInTheWay() {
+  const bool justClosed = menuClosed_ && ports_.loop.now() - *menuClosed_ < kMenuLeaves;
+  if (menu_ == Menu::none && justClosed) menu_ = Menu::leftPointer;
+  return menu_ != Menu::none;
+}
+
+void EdgeState::hoverRailAgent(const HerdrAgent& agent, bool inside) {
+  if (!inside && hoveredAgent_ != agent.id()) return;
+  leaveRailAgent();
+  if (!inside) return;
+  hoveredAgent_ = agent.id();
+  onRailAgent_ = true;
+  if (*shown_.showingNewSession || isMenuInTheWay()) return;
+  // A pointer that only passes takes away no conversation that was opened.
+  if (live_ == Presence::open) return;
+  pageTimer_.reset();
+  const bool nothingOpen = panel_ == Presence::closed && live_ == Presence::closed;
+  if (nothingOpen && !ports_.preferences.boolean(OstrelSetting::openOnHover)) return;
+  agentTimer_ = ports_.loop.after(kPageDelay, [this, agent] {
+    if (edge_ != Edge::rail || live_ == Presence::open) return;
+    // The way from the rail to the conversation must not lead over the rows of a list.
+    if (panel_ == Presence::preview) hidePanel();
+    openLive(agent, Presence::preview);
+  });
+}
+
+// What that row previews is held by the pointer on it no longer.
+void EdgeState::leaveRailAgent() {
+  agentTimer_.reset();
+  hoveredAgent_.reset();
+  if (std::exchange(onRailAgent_, false)) reconsider();
 }
 
 void EdgeState::leaveRail() {
@@ -258,6 +297,10 @@ bool EdgeState::isOver(EdgeWindow window, int dx, int dy) const {
   return pointer_ && frame(window) && frame(window)->grown(dx, dy).contains(*pointer_);
 }
 
+bool EdgeState::isOverRail() const { return edge_ == Edge::rail && isOver(EdgeWindow::rail, 6, 8); }
+
+bool EdgeState::isOverPanel() const { return panel_ != Presence::closed && isOver(EdgeWindow::panel, 12, 8); }
+
 void EdgeState::followNotch() {
   if (menu_ == Menu::open || !isOver(EdgeWindow::notch, 0, 0)) {
     hoverStarted_.reset();
@@ -276,7 +319,8 @@ void EdgeState::followLivePreview() {
     if (liveAgent_) conversation_.select(*liveAgent_, true);
     return;
   }
-  if (isOver(EdgeWindow::agent, 12, 8) || isOver(EdgeWindow::panel, 12, 8) || menu_ == Menu::open) {
+  if (isOver(EdgeWindow::agent, 12, 8) || isOverPanel() || (onRailAgent_ && isOverRail()) ||
+      menu_ == Menu::open) {
     liveDeparture_.reset();
   } else if (passed(liveDeparture_, kDeparture)) {
     closeLive();
@@ -285,8 +329,7 @@ void EdgeState::followLivePreview() {
 
 void EdgeState::followRail() {
   if (ports_.windows.isKey(EdgeWindow::panel)) keepPanel();
-  const bool overSomething = isOver(EdgeWindow::rail, 6, 8) || isOver(EdgeWindow::notch, 0, 0) ||
-                             (panel_ != Presence::closed && isOver(EdgeWindow::panel, 12, 8)) ||
+  const bool overSomething = isOverRail() || isOver(EdgeWindow::notch, 0, 0) || isOverPanel() ||
                              (live_ != Presence::closed && isOver(EdgeWindow::agent, 12, 8));
   const bool mayLeave =
       !overSomething && panel_ != Presence::open && !*shown_.showingNewSession && menu_ != Menu::open;

@@ -11,7 +11,10 @@
 #include <array>
 #include <functional>
 #include <optional>
+#include <string>
+#include <string_view>
 
+#include "App/Attention.h"
 #include "App/EdgeGeometry.h"
 #include "App/InterfaceState.h"
 #include "App/OstrelModel.h"
@@ -81,12 +84,14 @@ class EdgeState {
 
   // What the views ask for.
   void hoverPage(std::optional<RailPage> page);  // the pointer is on that button, or on none
-  void leaveRail();                              // the pointer is on the rail no longer
-  void hoverPill(bool inside);                   // the pill of further pages, open or not
-  void openPage(RailPage page);                  // a click on it; on the page that stays open: closes it
-  void togglePanel();                            // the agent list, or nothing
-  void statusItemClicked();                      // the same, for a click that has closed the panel before
-  void presentPanel();                           // whatever is hidden: the person looks for it
+  // The same of a row of the rail that stands for one agent: previews its conversation.
+  void hoverRailAgent(const HerdrAgent& agent, bool inside);
+  void leaveRail();              // the pointer is on the rail no longer
+  void hoverPill(bool inside);   // the pill of further pages, open or not
+  void openPage(RailPage page);  // a click on it; on the page that stays open: closes it
+  void togglePanel();            // the agent list, or nothing
+  void statusItemClicked();      // the same, for a click that has closed the panel before
+  void presentPanel();           // whatever is hidden: the person looks for it
   void hoverAgent(const HerdrAgent& agent, bool inside);
   void openAgent(const HerdrAgent& agent);
   void closeAgent();
@@ -107,6 +112,10 @@ class EdgeState {
   const InterfaceState& shown() const { return shown_; }
   bool visible() const { return edge_ != Edge::hidden; }
   bool railRevealed() const { return edge_ == Edge::rail; }
+  // The conversation of the agent with that id is on the screen.
+  bool showsAgent(std::string_view id) const {
+    return live_ != Presence::closed && liveAgent_ && liveAgent_->id() == id;
+  }
   // Present counts, for the views that lay out the rail.
   edge::Counts counts() const;
 
@@ -126,6 +135,10 @@ class EdgeState {
   bool needsPointer() const;
   bool passed(std::optional<TimePoint>& since, Duration span);
   bool isOver(EdgeWindow window, int dx, int dy) const;
+  bool isOverRail() const;
+  bool isOverPanel() const;
+  bool isMenuInTheWay();
+  void leaveRailAgent();
   void followLivePreview();
   void followNotch();
   void followRail();
@@ -139,6 +152,7 @@ class EdgeState {
   void openLive(const HerdrAgent& agent, Presence presence);
   void closeLive();
 
+  void delivered();
   void layout();
   void positionAgentWindow();
   void place(EdgeWindow window, const Rect& frame);
@@ -152,8 +166,10 @@ class EdgeState {
   OstrelModel& model_;
   InterfaceState& shown_;
   Conversation conversation_;
+  Attention attention_;
   std::array<std::optional<Rect>, 4> frames_;  // by window, as placed
   Size agentSize_ = edge::kAgentWindowSize;
+  bool besidePanel_ = false;  // where the conversation stands; without a panel beside the rail
   bool updateOffered_ = false;
 
   Edge edge_ = Edge::handle;
@@ -177,6 +193,7 @@ class EdgeState {
   Timer pillTimer_;
   Timer agentTimer_;
   std::optional<std::string> hoveredAgent_;  // the id of the one below the pointer
+  bool onRailAgent_ = false;                 // its row is one of the rail
   Timer panelOutTimer_;
   Timer unhideTimer_;
 };

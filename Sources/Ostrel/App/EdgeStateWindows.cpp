@@ -1,5 +1,9 @@
 // The part of `EdgeState` that places, shows and hides the four windows.
 
+#include <set>
+#include <string>
+#include <utility>
+
 #include "App/EdgeState.h"
 #include "App/OstrelSetting.h"
 
@@ -22,6 +26,7 @@ void EdgeState::moveRail() {
     ports_.windows.show(EdgeWindow::rail, false);
   } else {
     shown_.railExpanded.set(false);
+    leaveRailAgent();
     hoverPill(false);
     ports_.windows.show(EdgeWindow::notch, false);
   }
@@ -57,6 +62,7 @@ void EdgeState::revealPanel(Presence presence) {
   if (!frame(EdgeWindow::panel)) return;  // no screen
   panelOutTimer_.reset();
   if (setPanel(presence)) {
+    if (live_ != Presence::closed) positionAgentWindow();  // it may stand where the panel comes
     const Duration length = motion(kPanelComes);
     ports_.windows.animate(
         EdgeWindow::panel,
@@ -132,6 +138,16 @@ edge::Counts EdgeState::counts() const {
           .updateOffered = updateOffered_};
 }
 
+void EdgeState::delivered() {
+  layout();
+  std::set<std::string> waiting;
+  for (const LitAgent& lit : model_.railAgents()) {
+    if (lit.light != AgentLight::needsYou) break;  // they come first
+    waiting.insert(lit.id());
+  }
+  attention_.follow(std::move(waiting));
+}
+
 void EdgeState::layout() {
   const auto screen = ports_.screens.main();
   if (!screen) return;
@@ -148,7 +164,15 @@ void EdgeState::positionAgentWindow() {
   const auto screen = ports_.screens.main();
   if (!screen) return;
   if (!frame(EdgeWindow::panel)) layout();
-  place(EdgeWindow::agent, edge::agentFrame(*screen, *frame(EdgeWindow::panel), agentSize_));
+  // One that is on the screen stays where it is, unless the panel comes there.
+  if (panel_ != Presence::closed) {
+    besidePanel_ = true;
+  } else if (live_ == Presence::closed) {
+    besidePanel_ = false;
+  }
+  Rect beside = *frame(EdgeWindow::panel);
+  if (!besidePanel_) beside = {beside.right(), beside.y, 0, beside.height};
+  place(EdgeWindow::agent, edge::agentFrame(*screen, beside, agentSize_));
 }
 
 void EdgeState::place(EdgeWindow window, const Rect& rect) {

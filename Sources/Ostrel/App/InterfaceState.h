@@ -19,6 +19,7 @@ struct InterfaceState {
   Published<bool> railExpanded;                     // the rail's rows are in
   Published<bool> pillExpanded;                     // the pill shows its pages
   Published<bool> notchAway;                        // the handle has slid off
+  Published<bool> breathing;                        // lights that need the person move, for a while
 };
 
 }  // namespace ostrel

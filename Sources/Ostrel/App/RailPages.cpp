@@ -40,7 +40,11 @@ std::vector<RailItem> items(int rows, const edge::Counts& counts, int pages, boo
   y += kPadding;
   if (rows == 0) add(Kind::showAgents, 0, edge::kRailRowHeight);
   for (int row = 0; row < rows; ++row) add(Kind::agent, row, edge::kRailRowHeight);
-  if (rows < counts.lights) add(Kind::more, counts.lights - rows, edge::kRailMoreHeight);
+  if (rows < counts.lights) {
+    add(Kind::more, counts.lights - rows, edge::kRailMoreHeight);
+  } else if (rows > 0) {
+    add(Kind::showAgents, 0, edge::kRailMoreHeight);
+  }
   y += kPadding + kPadding;
   if (pages == 0) return result;
   add(Kind::pill, 0, edge::kPillHeight);

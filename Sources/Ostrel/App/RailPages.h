@@ -35,9 +35,9 @@ struct RailButton {
 struct RailItem {
   enum class Kind {
     update,      // offers the new version
-    showAgents,  // the agent list, where there is no agent to show
+    showAgents,  // the agent list: the last row where each agent has one, or the only row
     agent,       // `index` counts the rail's agents
-    more,        // says how many agents have no row: `index` of them
+    more,        // the same where it also says how many agents have no row: `index` of them
     pill,        // the further pages
     page,        // one of them, while the pill is open; `index` counts its buttons
   };

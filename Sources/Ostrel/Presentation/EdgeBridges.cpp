@@ -1,5 +1,9 @@
 #include "EdgeBridges.h"
 
+#include <QFontMetrics>
+#include <QStringList>
+#include <QToolTip>
+#include <algorithm>
 #include <utility>
 
 #include "App/OstrelSetting.h"
@@ -11,7 +15,9 @@ namespace ostrel {
 
 namespace {
 
-constexpr int kPadding = 8;  // points, below the last row of the rail
+constexpr int kPadding = 8;     // points, below the last row of the rail
+constexpr int kTipWidth = 420;  // points; a longer title is cut
+constexpr int kTipDrop = 26;    // points by which Qt places a tooltip below what it is told
 
 QString kindName(RailItem::Kind kind) {
   return kind == RailItem::Kind::agent  ? QStringLiteral("agent")
@@ -25,6 +31,8 @@ RailRow rowOf(const RailItem& item, const std::vector<LitAgent>& agents, const P
               .place = item.y,
               .extent = item.height,
               .light = static_cast<int>(AgentLight::idle),
+              .glyph = {},
+              .letter = {},
               .mark = {},
               .label = QStringLiteral("Show agents")};
   if (item.kind == RailItem::Kind::more) {
@@ -34,6 +42,8 @@ RailRow rowOf(const RailItem& item, const std::vector<LitAgent>& agents, const P
     const LitAgent& lit = agents.at(static_cast<std::size_t>(item.index));
     row.key = words::of(lit.id());
     row.light = static_cast<int>(lit.light);
+    row.glyph = words::glyph(lit.agent());
+    row.letter = words::initial(lit.agent().provider);
     row.mark = words::mark(lit.agent());
     row.label = QStringLiteral("%1, %2").arg(words::shown(lit.agent().displayTitle(preferences)),
                                              words::light(lit.light));
@@ -46,6 +56,7 @@ RailRow rowOf(const RailItem& item, const std::vector<LitAgent>& agents, const P
 NotchBridge::NotchBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
   subscriptions_.push_back(parts_.edge.shown().notchAway.observe([this] { Q_EMIT awayChanged(); }));
+  subscriptions_.push_back(parts_.edge.shown().breathing.observe([this] { Q_EMIT breathingChanged(); }));
   refresh();
 }
 
@@ -69,6 +80,7 @@ void NotchBridge::refresh() {
 RailBridge::RailBridge(BridgeParts parts) : parts_(std::move(parts)) {
   subscriptions_.push_back(parts_.model.observe([this] { refresh(); }));
   subscriptions_.push_back(parts_.edge.shown().railExpanded.observe([this] { Q_EMIT expandedChanged(); }));
+  subscriptions_.push_back(parts_.edge.shown().breathing.observe([this] { Q_EMIT breathingChanged(); }));
   refresh();
 }
 
@@ -102,8 +114,34 @@ int RailBridge::entranceDelay(int index) const {
 void RailBridge::hover(const QString& key, bool inside) {
   // A row is left after the next one is entered.
   if (!inside && hovered_ != key) return;
+  if (!inside || hovered_ != key) QToolTip::hideText();
   hovered_ = inside ? key : QString();
-  parts_.edge.hoverPage(inside ? std::optional(RailPage::agents) : std::nullopt);
+  const auto lit = parts_.model.find(key.toStdString());
+  if (lit) parts_.edge.hoverRailAgent(lit->agent(), inside);
+  parts_.edge.hoverPage(inside && !lit ? std::optional(RailPage::agents) : std::nullopt);
+}
+
+void RailBridge::rest(const QString& key, QPointF place) {
+  const auto row = std::ranges::find(items_.rows(), key, &RailRow::key);
+  if (hovered_ != key || row == items_.rows().end()) return;
+  QString first = row->label;
+  QString second;
+  if (const auto lit = parts_.model.find(key.toStdString())) {
+    if (parts_.edge.showsAgent(lit->id())) return;
+    first = words::shown(lit->agent().displayTitle(parts_.preferences));
+    second = words::light(lit->light) + QStringLiteral(" · ") + words::subtitle(lit->agent());
+  } else if (*parts_.edge.shown().isPanelVisible) {
+    return;
+  }
+  const QFontMetrics metrics(QToolTip::font());
+  QStringList lines;
+  for (const QString& line : {first, second}) {
+    if (!line.isEmpty()) lines.append(metrics.elidedText(line, Qt::ElideRight, kTipWidth).toHtmlEscaped());
+  }
+  // Qt tells markup by its looks: this is always markup, of words that are none.
+  QToolTip::showText(
+      QPoint(qRound(place.x()), qRound(place.y()) - kTipDrop - metrics.height() / 2),
+      QStringLiteral("<p style='white-space:pre'>%1</p>").arg(lines.join(QLatin1String("<br>"))));
 }
 
 void RailBridge::open(const QString& key) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointF>
 #include <QtQmlIntegration>
 #include <functional>
 #include <vector>
@@ -45,6 +46,7 @@ class NotchBridge final : public QObject {
   Q_PROPERTY(int more READ more NOTIFY changed)
   Q_PROPERTY(QString summary READ summary NOTIFY changed)
   Q_PROPERTY(bool away READ away NOTIFY awayChanged)
+  Q_PROPERTY(bool breathing READ breathing NOTIFY breathingChanged)
 
  public:
   explicit NotchBridge(BridgeParts parts);
@@ -54,6 +56,8 @@ class NotchBridge final : public QObject {
   QString summary() const { return summary_; }        // the lights in words, for screen readers
   // The handle has slid off, since the rail is there.
   bool away() const { return *parts_.edge.shown().notchAway; }
+  // The lights that need the person move.
+  bool breathing() const { return *parts_.edge.shown().breathing; }
   // After a change of the model or of a setting.
   void refresh();
 
@@ -64,6 +68,7 @@ class NotchBridge final : public QObject {
  Q_SIGNALS:
   void changed();
   void awayChanged();
+  void breathingChanged();
 
  private:
   BridgeParts parts_;
@@ -81,16 +86,20 @@ struct RailRow {
   Q_PROPERTY(int place MEMBER place)
   Q_PROPERTY(int extent MEMBER extent)
   Q_PROPERTY(int light MEMBER light)
+  Q_PROPERTY(QString glyph MEMBER glyph)
+  Q_PROPERTY(QString letter MEMBER letter)
   Q_PROPERTY(QString mark MEMBER mark)
   Q_PROPERTY(QString label MEMBER label)
 
  public:
   QString key;     // the agent's id, of other rows their kind
-  QString kind;    // "agent", "more" (counts those without a row) or "list" (where there is no agent)
+  QString kind;    // "agent", "more" (the list, and how many have no row) or "list" (each has one)
   int place = 0;   // points below the rail's upper end
   int extent = 0;  // its height, in points
   int light = 0;   // the number of its `AgentLight`
-  QString mark;    // two letters for the project, or "+3"; may be empty
+  QString glyph;   // its provider: "claude", "codex", "other"
+  QString letter;  // the first one of its provider
+  QString mark;    // the first one of its project, or "+3"; may be empty
   QString label;   // the row in words, for screen readers
   bool operator==(const RailRow&) const = default;
 };
@@ -103,6 +112,7 @@ class RailBridge final : public QObject {
   Q_PROPERTY(int contentHeight READ contentHeight NOTIFY changed)
   Q_PROPERTY(int offset READ offset NOTIFY changed)
   Q_PROPERTY(bool expanded READ expanded NOTIFY expandedChanged)
+  Q_PROPERTY(bool breathing READ breathing NOTIFY breathingChanged)
 
  public:
   explicit RailBridge(BridgeParts parts);
@@ -112,10 +122,14 @@ class RailBridge final : public QObject {
   int offset() const { return offset_; }                // from the window's top, so that it stands centred
   // The rows are in, or on their way.
   bool expanded() const { return *parts_.edge.shown().railExpanded; }
+  bool breathing() const { return *parts_.edge.shown().breathing; }
   void refresh();
 
   Q_INVOKABLE int entranceDelay(int index) const;  // milliseconds
   Q_INVOKABLE void hover(const QString& key, bool inside);
+  // The pointer rests on that row, whose left end is at `place` on the screen: a tooltip says what it is,
+  // unless a preview does.
+  Q_INVOKABLE void rest(const QString& key, QPointF place);
   Q_INVOKABLE void left() { parts_.edge.leaveRail(); }  // the whole of it
   Q_INVOKABLE void open(const QString& key);            // an agent's row, or one that stands for the list
   Q_INVOKABLE void menu() { parts_.menu(); }
@@ -123,6 +137,7 @@ class RailBridge final : public QObject {
  Q_SIGNALS:
   void changed();
   void expandedChanged();
+  void breathingChanged();
 
  private:
   BridgeParts parts_;

@@ -287,6 +287,7 @@ void render(const std::filesystem::path& folder, MainLoop& loop, Preferences& pr
                                      {"rail-empty", quiet.rail()},
                                      {"notch-empty", quiet.notch()},
                                      {"notch-crowd", lone.notch()},
+                                     {"rail-crowd", lone.rail()},
                                      {"list-one", single.list("bash")},
                                      {"list-some", some.list("question")},
                                      {"list-crowd", crowd.list("")},

@@ -36,10 +36,17 @@ QString host(const HerdrAgent& agent) {
   return shown(text::capitalizedFirst(agent.hostLabel().value_or("")));
 }
 
-QString mark(const HerdrAgent& agent) {
-  const std::string project(text::lastPathComponent(agent.context));
-  return shown(text::capitalizedFirst(text::prefixCharacters(project, 2)));
+QString glyph(const HerdrAgent& agent) {
+  if (agent.knownProvider() == AgentProvider::claude) return QStringLiteral("claude");
+  if (agent.knownProvider() == AgentProvider::codex) return QStringLiteral("codex");
+  return QStringLiteral("other");
 }
+
+QString initial(std::string_view name) {
+  return shown(text::capitalizedFirst(text::prefixCharacters(name, 1)));
+}
+
+QString mark(const HerdrAgent& agent) { return initial(text::lastPathComponent(agent.context)); }
 
 QString subtitle(const HerdrAgent& agent) {
   QStringList pieces{provider(agent)};

@@ -22,7 +22,11 @@ QString light(AgentLight light);
 QString provider(const HerdrAgent& agent);
 // Where it runs: "Konsole", "Herdr", "build-box"; empty where nobody knows.
 QString host(const HerdrAgent& agent);
-// Two letters that tell its project apart in the rail.
+// Which sign stands for its provider in the rail: "claude", "codex", or "other" with the provider's initial.
+QString glyph(const HerdrAgent& agent);
+// The first character of a name, as a capital; empty for none.
+QString initial(std::string_view name);
+// The initial of its project, by which the rail tells agents apart.
 QString mark(const HerdrAgent& agent);
 // "provider · host", what is known of it.
 QString subtitle(const HerdrAgent& agent);

@@ -26,7 +26,6 @@ Item {
         x: 16
         y: words.y + 4
         light: root.light
-        animating: root.light === 1
     }
 
     Column {

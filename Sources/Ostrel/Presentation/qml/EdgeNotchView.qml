@@ -2,7 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
-// The handle at the edge: one light for each agent, as far as it goes.
+// The handle at the edge: the lights of the most urgent agents, and the number of the others.
 Item {
     id: root
 
@@ -40,6 +40,7 @@ Item {
         height: root.height
         radius: Theme.notchRadius
         shadow: 0
+        outline: Theme.strongBorder
         x: root.bridge.away ? root.width : 0
 
         Behavior on x {
@@ -52,7 +53,7 @@ Item {
         }
 
         Column {
-            x: (root.width - Theme.lightSize) / 2
+            x: Math.floor((root.width - Theme.lightSize) / 2)
             anchors.verticalCenter: parent.verticalCenter
             spacing: Theme.lightPitch - Theme.lightSize
 
@@ -60,19 +61,18 @@ Item {
                 model: root.bridge.lights
 
                 NotchLight {
-                    animating: !root.bridge.away
+                    breathing: root.bridge.breathing && !root.bridge.away
                 }
             }
 
-            Text {
+            BoxedText {
                 objectName: "notchMore"
                 visible: root.bridge.more > 0
                 x: (Theme.lightSize - width) / 2
+                width: root.width - 4
                 text: "+" + root.bridge.more
-                textFormat: Text.PlainText
                 color: Theme.secondary
                 font.pixelSize: Theme.captionSize - 2
-                font.weight: Font.DemiBold
             }
         }
 

@@ -9,6 +9,7 @@ Item {
     property int radius: Theme.panelRadius
     property int shadow: Theme.margin
     property bool solid: false  // nothing shows through
+    property color outline: Theme.border
     default property alias content: inside.data
 
     // A soft shadow of nested outlines, each barely there.
@@ -33,7 +34,7 @@ Item {
         anchors.fill: parent
         radius: glass.radius
         border.width: 1
-        border.color: Theme.border
+        border.color: glass.outline
         gradient: Gradient {
             GradientStop {
                 position: 0

@@ -2,46 +2,102 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
-// One agent's light. It pulses while its agent works or waits, and somebody can see it.
+// One agent's light. Its shape says what its colour says: a disc with a mark needs the person, a ring works, a
+// tick is done, a small dot is idle. While `breathing` is asked for, one that needs the person moves.
 Item {
     id: root
 
     required property int light
-    property bool animating: true
-    readonly property bool pulsing: animating && visible && Theme.motion && light < 2 && Window.visibility !== Window.Hidden
-    readonly property real phase: pulsing ? Pulse.phase : 0
+    property bool breathing: false
+    readonly property bool follows: breathing && visible && Theme.motion && light === 0 && Window.visibility !== Window.Hidden
+    readonly property real phase: follows ? Pulse.phase : 0
 
     implicitWidth: Theme.lightSize
     implicitHeight: Theme.lightSize
 
     Rectangle {
-        readonly property real reach: 2 + 8 * root.phase
-
-        anchors.fill: parent
-        anchors.margins: -reach
-        visible: root.light < 3
+        anchors.centerIn: parent
+        visible: root.light === 0
+        width: Theme.lightSizes[0] + 2 + 10 * root.phase
+        height: width
         radius: width / 2
-        color: Theme.lights[root.light]
+        color: Theme.lights[0]
         // Thinner as it grows, so that neighbours stay apart.
-        opacity: 0.22 - 0.16 * root.phase
+        opacity: 0.24 - 0.16 * root.phase
     }
 
     Rectangle {
-        anchors.fill: parent
+        id: body
+
+        anchors.centerIn: parent
+        visible: root.light !== 2
+        width: Theme.lightSizes[root.light]
+        height: width
         radius: width / 2
-        color: Theme.lights[root.light]
-        opacity: 1 - 0.25 * root.phase
-        scale: 1 - 0.08 * root.phase
+        antialiasing: true
+        color: root.light === 1 ? "transparent" : Theme.lights[root.light]
+        border.width: root.light === 1 ? 2 : 0
+        border.color: Theme.lights[root.light]
+        opacity: 1 - 0.2 * root.phase
+    }
 
-        Behavior on color {
-            enabled: Theme.motion
+    Repeater {
+        model: root.light === 0 ? 1 : 0
 
-            ColorAnimation {
-                duration: Theme.quick
+        Item {
+            anchors.centerIn: parent
+            width: 3
+            height: 9
+
+            Rectangle {
+                x: 0.5
+                width: 2
+                height: 5.5
+                radius: 1
+                color: Theme.lightInk
+            }
+            Rectangle {
+                x: 0.5
+                y: 7
+                width: 2
+                height: 2
+                radius: 1
+                color: Theme.lightInk
             }
         }
     }
 
-    onPulsingChanged: Pulse.followers += pulsing ? 1 : -1
-    Component.onDestruction: if (pulsing) Pulse.followers -= 1
+    Repeater {
+        model: root.light === 2 ? 1 : 0
+
+        Item {
+            anchors.centerIn: parent
+            width: 11
+            height: 11
+
+            Rectangle {
+                x: 0.3
+                y: 6.2
+                width: 5.2
+                height: 2.2
+                radius: 1.1
+                rotation: 45
+                antialiasing: true
+                color: Theme.lights[2]
+            }
+            Rectangle {
+                x: 2.4
+                y: 4.7
+                width: 9
+                height: 2.2
+                radius: 1.1
+                rotation: -52
+                antialiasing: true
+                color: Theme.lights[2]
+            }
+        }
+    }
+
+    onFollowsChanged: Pulse.followers += follows ? 1 : -1
+    Component.onDestruction: if (follows) Pulse.followers -= 1
 }

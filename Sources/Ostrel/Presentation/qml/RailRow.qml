@@ -10,15 +10,21 @@ Item {
     required property string key
     required property string kind
     required property int light
+    required property string glyph
+    required property string letter
     required property string mark
     required property string label
     required property bool expanded
+    required property bool breathing
     required property int delay
 
     signal chosen(string key)
     signal hovered(string key, bool inside)
+    signal rested(string key, point place)  // where a tooltip may stand, on the screen
 
     property real entrance: 0
+    readonly property bool agent: kind === "agent"
+    readonly property color ink: hover.hovered ? Theme.text : Theme.secondary
 
     objectName: "railRow" + index
     opacity: Math.min(1, entrance)
@@ -66,21 +72,44 @@ Item {
     }
 
     NotchLight {
-        visible: root.kind !== "more"
+        visible: root.agent
         anchors.verticalCenter: parent.verticalCenter
-        x: root.mark ? 9 : (root.width - width) / 2
+        x: 6
         light: root.light
-        animating: root.expanded
+        breathing: root.breathing
     }
 
-    Text {
+    ProviderGlyph {
+        visible: root.agent
         anchors.verticalCenter: parent.verticalCenter
-        x: root.kind === "more" ? (root.width - width) / 2 : 23
+        x: 20
+        glyph: root.glyph
+        letter: root.letter
+        ink: root.ink
+    }
+
+    BoxedText {
+        objectName: "railMark"
+        visible: root.kind !== "list"
+        x: root.agent ? 33 : 6
+        width: root.width - x - (root.agent ? 2 : 6)
+        height: parent.height
         text: root.mark
-        textFormat: Text.PlainText
-        color: hover.hovered ? Theme.text : Theme.secondary
+        color: root.ink
         font.pixelSize: Theme.captionSize
-        font.weight: Font.DemiBold
+    }
+
+    ListGlyph {
+        visible: root.kind === "list"
+        anchors.centerIn: parent
+        ink: root.ink
+    }
+
+    // A moment after the preview would have come.
+    Timer {
+        interval: 500
+        running: hover.hovered
+        onTriggered: root.rested(root.key, root.mapToGlobal(0, root.height / 2))
     }
 
     HoverHandler {

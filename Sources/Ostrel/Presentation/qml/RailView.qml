@@ -2,7 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
-// The column that comes out of the handle: a row for each agent, the most urgent first.
+// The column that comes out of the handle: rows of the most urgent agents, and one for the list of all.
 Item {
     id: root
 
@@ -58,9 +58,11 @@ Item {
             height: extent
             width: root.surface.width
             expanded: root.bridge.expanded
+            breathing: root.bridge.breathing && root.bridge.expanded
             delay: root.bridge.expanded && index >= 0 ? root.bridge.entranceDelay(index) : 0
             onChosen: key => root.bridge.open(key)
             onHovered: (key, inside) => root.bridge.hover(key, inside)
+            onRested: (key, place) => root.bridge.rest(key, place)
         }
     }
 }

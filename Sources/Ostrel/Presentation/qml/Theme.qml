@@ -13,6 +13,8 @@ QtObject {
     readonly property real glass: Appearance.composited ? 0.96 : 1
     readonly property color surfaceTop: dark ? Qt.rgba(0.157, 0.173, 0.204, glass) : Qt.rgba(1, 1, 1, glass)
     readonly property color surfaceBottom: dark ? Qt.rgba(0.118, 0.129, 0.157, glass) : Qt.rgba(0.957, 0.965, 0.976, glass)
+    // Of what stands on backgrounds that nobody knows.
+    readonly property color strongBorder: dark ? Qt.rgba(1, 1, 1, 0.42) : Qt.rgba(0.08, 0.12, 0.2, 0.55)
     readonly property color border: dark ? Qt.rgba(1, 1, 1, 0.11) : Qt.rgba(0.08, 0.12, 0.2, 0.13)
     readonly property color gleam: dark ? Qt.rgba(1, 1, 1, 0.07) : Qt.rgba(1, 1, 1, 0.9)
     readonly property color hairline: dark ? Qt.rgba(1, 1, 1, 0.07) : Qt.rgba(0.08, 0.12, 0.2, 0.08)
@@ -64,8 +66,10 @@ QtObject {
     readonly property int codeSize: 12
     readonly property string fixedFamily: "monospace"
 
-    // By the number of a light: needs you, working, done, idle.
-    readonly property list<color> lights: dark ? ["#ffb340", "#5aa2ff", "#3fd28b", "#6b7588"] : ["#ef8f00", "#2f7cf6", "#18a764", "#aeb7c4"]
+    // By the number of a light: needs you, working, done, idle. Each stands out from the surfaces by 3:1.
+    readonly property list<color> lights: dark ? ["#ffb340", "#5aa2ff", "#3fd28b", "#7f8a9e"] : ["#c96f00", "#2f7cf6", "#14975a", "#7d8797"]
+    readonly property list<int> lightSizes: [13, 11, 11, 5]
+    readonly property color lightInk: dark ? "#2b1a00" : "#ffffff"  // of the mark in one that needs somebody
     readonly property list<color> lightTexts: dark ? ["#ffc466", "#8dbdff", "#6fe0aa", "#8e98a9"] : ["#a55c00", "#1c5fd0", "#0e7a48", "#687386"]
 
     // Sizes, in points.
