@@ -146,6 +146,21 @@ void EdgeState::resizeAgent(Size size) {
   if (live_ != Presence::closed) positionAgentWindow();
 }
 
+void EdgeState::setAgentRoom(int height) {
+  if (std::exchange(agentRoom_, std::max(0, height)) == std::max(0, height)) return;
+  if (live_ != Presence::closed) positionAgentWindow();
+}
+
+void EdgeState::openNextAgent(bool down) {
+  const auto next = model_.neighbour(liveAgent_ ? liveAgent_->id() : "", down);
+  if (next) openAgent(*next);
+}
+
+void EdgeState::openNextWaiting() {
+  const auto next = model_.nextWaiting(liveAgent_ ? liveAgent_->id() : "");
+  if (next) openAgent(*next);
+}
+
 bool EdgeState::keyPressed(PanelKey key) {
   if (panel_ == Presence::closed || *shown_.showingNewSession) return false;
   if (key == PanelKey::close) {

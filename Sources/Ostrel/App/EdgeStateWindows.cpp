@@ -145,7 +145,8 @@ void EdgeState::positionAgentWindow() {
   const auto screen = ports_.screens.main();
   if (!screen) return;
   if (!frame(EdgeWindow::panel)) layout();
-  place(EdgeWindow::agent, edge::agentFrame(*screen, *frame(EdgeWindow::panel), agentSize_));
+  const Size size{agentSize_.width, agentSize_.height + agentRoom_};
+  place(EdgeWindow::agent, edge::agentFrame(*screen, *frame(EdgeWindow::panel), size));
 }
 
 void EdgeState::place(EdgeWindow window, const Rect& rect) {
