@@ -296,6 +296,22 @@ TEST_F(EdgeStateTest, HidingScreensAndReducedMotion) {
   }
 }
 
+TEST_F(EdgeStateTest, AConversationGrowsForACardAndGoesBack) {
+  edge_.openAgent(agent_);
+  const Rect before = desktop_.frames[agent];
+  edge_.setAgentRoom(150);
+  EXPECT_EQ(desktop_.frames[agent].height, before.height + 150);
+  EXPECT_EQ(desktop_.frames[agent].right(), before.right());
+  edge_.resizeAgent({before.width, before.height + 10});
+  EXPECT_EQ(desktop_.frames[agent].height, before.height + 160) << "its own size is another matter";
+  edge_.setAgentRoom(10'000);
+  const Rect& all = desktop_.screen->visible;
+  EXPECT_TRUE(desktop_.frames[agent].y >= all.y && desktop_.frames[agent].bottom() <= all.bottom());
+  edge_.resizeAgent({before.width, before.height});
+  edge_.setAgentRoom(0);
+  EXPECT_EQ(desktop_.frames[agent], before);
+}
+
 TEST_F(EdgeStateTest, WithoutAScreenNoConversationIsFollowed) {
   previewPage();
   desktop_.screen.reset();

@@ -145,5 +145,21 @@ TEST(AgentWords, AnAgeIsToldInOneUnit) {
   for (const auto& [age, words] : ages) EXPECT_EQ(ageWords(now - age, now), words);
 }
 
+TEST_F(OstrelModelTest, KeysGoRoundTheListFromAnyAgent) {
+  const HerdrAgent a = agentOf("a"), b = agentOf("b"), c = agentOf("c", "/other/two");
+  list_ = {a, b, c};
+  agents_.lights = {{"a", working}, {"b", idle}, {"c", needsYou}};
+  EXPECT_EQ(model_.neighbour(a.id(), true), b);
+  EXPECT_EQ(model_.neighbour(c.id(), true), a);
+  EXPECT_EQ(model_.neighbour(a.id(), false), c);
+  EXPECT_EQ(model_.neighbour("gone", true), a);
+  EXPECT_EQ(model_.nextWaiting(a.id()), c);
+  EXPECT_EQ(model_.nextWaiting(c.id()), std::nullopt) << "no other";
+  agents_.lights["a"] = needsYou;
+  EXPECT_EQ(model_.nextWaiting(c.id()), a);
+  list_ = {a};
+  EXPECT_EQ(model_.neighbour(a.id(), true), std::nullopt);
+}
+
 }  // namespace
 }  // namespace ostrel

@@ -13,7 +13,9 @@ TEST(AgentLabels, SayHowAnAgentIsDoing) {
             "Hook review required");
   agent.session = "codex-live";
   agent.state = AgentState::blocked;
-  EXPECT_EQ(statusLabel(agent, {}), "Needs your answer") << "needs no connection";
+  EXPECT_EQ(statusLabel(agent, {.light = AgentLight::needsYou}), "Needs you") << "needs no connection";
+  EXPECT_EQ(statusLabel(agent, {.light = AgentLight::done}), "Done") << "the word is that of the light";
+  EXPECT_EQ(activityLine("[Request interrupted by user for tool use]"), "You interrupted the agent");
   EXPECT_EQ(activityLine("a <summary>\nIt ran </summary> b"), "It ran");
   for (const char* plain : {"", "no </summary> <summary>", "<summary> </summary>"})
     EXPECT_EQ(activityLine(plain), "Agent background notification") << plain;

@@ -1,100 +1,12 @@
-// The cards for what agents ask, without a display: what their bridge keeps, and keys through the real views.
-#include <QApplication>
-#include <QKeyEvent>
-#include <QMouseEvent>
-#include <QQmlEngine>
-#include <QQuickItem>
-#include <QQuickView>
-
-#include <gtest/gtest.h>
-
-#include "Appearance.h"
-#include "Codex/CodexAnswers.h"
-#include "Offscreen.h"
-#include "RequestsBridge.h"
-#include "Support/VirtualLoop.h"
+// The cards for what agents ask, without a display: what their bridge keeps, and a pointer in the real views.
+#include "RequestCardsFixture.h"
 #include "TerminalWindow.h"
-#include "UtilityPanel.h"
 
 namespace ostrel {
 namespace {
 
 using namespace std::chrono_literals;
-
-HerdrAgent agent(std::int64_t pid) {
-  HerdrAgent made;
-  made.externalProcess.emplace().pid = pid;
-  made.paneID = std::to_string(pid);
-  return made;
-}
-
-// What agents ask, by their panes.
-struct Asked final : RequestSource {
-  std::map<std::string, std::vector<ClaudePermissionRequest>> claude;
-  std::map<std::string, std::vector<CodexRequest>> codex;
-  std::set<std::string> sent;
-  std::map<std::string, std::string> errors;
-  std::vector<RequestAnswer> answers;
-  std::vector<std::string> results;
-
-  std::vector<OpenRequest> of(const HerdrAgent& agent) override {
-    std::vector<OpenRequest> all;
-    for (const auto& request : claude[agent.paneID]) all.push_back({request.id, "", {}, request});
-    for (const auto& request : codex[agent.paneID]) {
-      all.push_back({request.id() + request.payload,
-                     "",
-                     {},
-                     CodexAsked{request, CodexCard::of(request, {}), sent.contains(request.id()),
-                                errors[request.id()]}});
-    }
-    return all;
-  }
-  std::optional<Controls> controls(const HerdrAgent&) override { return std::nullopt; }
-  void answer(const std::string& id, const RequestAnswer& answer) override {
-    for (auto& [pane, all] : claude) {
-      if (std::erase_if(all, [&](const auto& request) { return request.id == id; }) > 0)
-        answers.push_back(answer);
-    }
-    for (auto& [pane, all] : codex) {
-      for (const auto& request : all) {
-        if (request.id() + request.payload != id) continue;
-        results.push_back(codexAnswers::result(request, CodexCard::of(request, {}), false, answer));
-        sent.insert(request.id());
-      }
-    }
-  }
-  void openLink(const std::string&) override {}
-  std::vector<OpenRequest> list() override { return {}; }
-  Subscription observe(ChangeSignal::Observer) override { return {}; }
-};
-
-RequestAnswer plain(const char* choice) { return {.choice = choice}; }
-
-ClaudePermissionRequest permission(const std::string& id, const std::string& input = "{}") {
-  return ClaudePermissionRequest::parse(R"({"session_id":"s","tool_name":"Bash","tool_input":)" + input + "}",
-                                        id, {})
-      .value();
-}
-ClaudePermissionRequest question() {
-  return ClaudePermissionRequest::parse(
-             R"({"session_id":"s","tool_name":"AskUserQuestion","tool_input":{"questions":[
-             {"question":"One?","options":[{"label":"A"},{"label":"B"}]},
-             {"question":"Many?","multiSelect":true,"options":[{"label":"X"},{"label":"Y"}]}]}})",
-             "q", {})
-      .value();
-}
-CodexRequest questions(const std::string& wireID) {
-  return {"E", wireID, "t", "item/tool/requestUserInput", R"({"questions":[{"id":"a","question":"?"}]})"};
-}
-
-CodexRequest command(const std::string& wireID) {
-  return {"E", wireID, "t", "item/commandExecution/requestApproval", R"({"command":"ls"})"};
-}
-
-template <class Row, class Card>
-Card* shown(const ListModel<Row>* rows, Card* Row::* card, std::size_t row = 0) {
-  return rows->rows().size() <= row ? nullptr : rows->rows()[row].*card;
-}
+using namespace requestCards;
 
 TEST(RequestsBridgeTest, ACardKeepsWhatWasEnteredAndGoesWithItsRequest) {
   Asked asked;
@@ -209,6 +121,7 @@ TEST(RequestsBridgeTest, CodexIsAnsweredOnce) {
   asked.codex["1"].erase(asked.codex["1"].begin());
   bridge.refresh();
   ASSERT_EQ(card(0), second);
+  loop.runFor(RequestCard::kSettling);  // letters are its own from now on
   second->submit();
   second->submit();
   EXPECT_TRUE(second->sent());
@@ -222,57 +135,6 @@ TEST(RequestsBridgeTest, CodexIsAnsweredOnce) {
   bridge.refresh();
   EXPECT_NE(card(0), second) << "the same number, another question";
 }
-
-// The cards' real view, with a pointer and keys.
-class RequestCardsTest : public testing::Test {
- protected:
-  void open() {
-    bridge_.show(agent(1));
-    loadView(view_, QStringLiteral("RequestCards"), bridge_);
-    view_.resize(400, 600);
-    view_.show();
-    view_.requestActivate();
-    view_.rootObject()->setFocus(true);
-    settle();
-    ASSERT_TRUE(view_.isActive());
-    loop_.runFor(RequestCard::kSettling);
-  }
-  void settle() {
-    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
-    view_.grabWindow();  // items find their places as a frame is drawn
-    QCoreApplication::processEvents();
-  }
-  // The first item of that name which can be seen.
-  QQuickItem* item(const char* name, QQuickItem* from = nullptr) {
-    QQuickItem* const root = from ? from : view_.rootObject();
-    if (root->objectName() == QLatin1String(name) && root->isVisible()) return root;
-    for (QQuickItem* const child : root->childItems()) {
-      if (QQuickItem* const found = item(name, child)) return found;
-    }
-    return nullptr;
-  }
-  static QPointF middle(const QQuickItem* item) {
-    return item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-  }
-  void click(QPointF place) {
-    for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-      QMouseEvent event(type, place, view_.mapToGlobal(place), Qt::LeftButton,
-                        type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
-      event.setTimestamp(++time_);
-      QCoreApplication::sendEvent(&view_, &event);
-    }
-    settle();
-  }
-
-  QApplication& application_ = offscreen();
-  VirtualLoop loop_;
-  Asked asked_;
-  RequestsBridge bridge_{loop_, asked_, {}};
-  QQmlEngine engine_;
-  Appearance appearance_{engine_};
-  QQuickView view_{&engine_, nullptr};
-  quint64 time_ = 1'000;
-};
 
 TEST_F(RequestCardsTest, ADoubleClickAnswersOnlyWhatItWasAimedAt) {
   asked_.codex["1"] = {command("1"), command("2"), command("3")};
@@ -315,6 +177,8 @@ TEST_F(RequestCardsTest, YesComesWithTheEndOfTheCommand) {
   for (int i = 0; i < 40; ++i) lines += "\\n";
   asked_.claude["1"] = {permission("long", R"({"command":")" + lines + R"(rm -rf /"})")};
   open();
+  view_.rootObject()->setProperty("maximumHeight", 400);
+  settle();
   QQuickItem* const yes = item("permissionYes");
   ASSERT_TRUE(yes);
   EXPECT_FALSE(yes->isEnabled());
@@ -327,6 +191,11 @@ TEST_F(RequestCardsTest, YesComesWithTheEndOfTheCommand) {
   EXPECT_TRUE(asked_.answers.empty());
   click(middle(item("detailMore")));
   loop_.runFor(500ms);
+  EXPECT_FALSE(yes->isEnabled()) << "opened, but its end is not on the screen";
+  EXPECT_LT(yes->mapToScene(QPointF(0, yes->height())).y(), 400) << "the buttons are";
+  EXPECT_TRUE(press(Qt::Key_Y, QStringLiteral("y")));
+  EXPECT_TRUE(asked_.answers.empty());
+  for (int pages = 0; pages < 20 && press(Qt::Key_PageDown); ++pages) settle();
   EXPECT_TRUE(yes->isEnabled());
   EXPECT_FALSE(item("permissionUnread"));
 
@@ -356,35 +225,6 @@ TEST_F(RequestCardsTest, AWritePromptShowsWhatWouldBeWritten) {
   EXPECT_TRUE(item("permissionDiff") && item("permissionYes")->isEnabled());
   shown(bridge_.claude(), &ClaudeCardRow::permission)->unfold(rows->rows().back().key);
   EXPECT_EQ(rows->rows().back().text, QStringLiteral("+line59"));
-}
-
-TEST_F(RequestCardsTest, KeysGoThroughTheQuestionsAndEscapeIsLeftToTheWindow) {
-  asked_.claude["1"] = {question()};
-  open();
-  const auto press = [&](int key, const QString& text = {}) {
-    QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
-    QCoreApplication::sendEvent(&view_, &event);
-    QCoreApplication::processEvents();
-    return event.isAccepted();
-  };
-  press(Qt::Key_Down);
-  press(Qt::Key_Return);  // "B", and on
-  press(Qt::Key_Return);  // "X"
-  press(Qt::Key_Down);
-  press(Qt::Key_Down);  // into the field
-  press(Qt::Key_Z, QStringLiteral("z"));
-  EXPECT_FALSE(press(Qt::Key_Escape));
-  press(Qt::Key_Tab);
-  press(Qt::Key_Up);
-  press(Qt::Key_Tab);
-  EXPECT_TRUE(asked_.answers.empty());
-  press(Qt::Key_Down);
-  press(Qt::Key_Down);
-  press(Qt::Key_Return);
-  EXPECT_EQ(asked_.answers, (std::vector<RequestAnswer>{
-                                {.choice = "answer", .entries = {{"One?", {"B"}}, {"Many?", {"X", "z"}}}}}));
-  EXPECT_FALSE(view_.rootObject()->isVisible());
-  EXPECT_EQ(view_.rootObject()->implicitHeight(), 0);
 }
 
 TEST(TerminalWindowTest, AProcessDescendsFromThoseThatStartedIt) {

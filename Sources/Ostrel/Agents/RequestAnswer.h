@@ -21,6 +21,12 @@ struct RequestChoice {
   bool operator==(const RequestChoice&) const = default;
 };
 
+// The letters under which a person may press the choices, one for each and empty where there is none: "Y" for
+// the first that grants, "A" for the next, which holds for longer, and "N" for the first that refuses.
+// Nothing where there is no more to decide than how to go on, and where answers are entered: a letter belongs
+// to those.
+std::vector<std::string> choiceKeys(const std::vector<RequestChoice>& choices);
+
 // What the person decided.
 struct RequestAnswer {
   std::string choice;  // its id; empty for the one that takes entries

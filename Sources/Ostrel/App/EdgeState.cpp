@@ -167,7 +167,8 @@ void EdgeState::presentPanel() {
 
 void EdgeState::hoverAgent(const HerdrAgent& agent, bool inside) {
   // A row is left after the next one is entered: then it is none of the row's business any more.
-  if (!inside && hoveredAgent_ != agent.id()) return;
+  const bool anothers = hoveredAgent_ != agent.id();
+  if (!inside && anothers) return;
   agentTimer_.reset();
   hoveredAgent_ = inside ? std::optional(agent.id()) : std::nullopt;
   // Somebody who types into a conversation keeps it.
@@ -190,6 +191,21 @@ void EdgeState::resizeAgent(Size size) {
   agentSize_ = {std::max(size.width, edge::kSmallestAgentWindow.width),
                 std::max(size.height, edge::kSmallestAgentWindow.height)};
   if (live_ != Presence::closed) positionAgentWindow();
+}
+
+void EdgeState::setAgentRoom(int height) {
+  if (std::exchange(agentRoom_, std::max(0, height)) == std::max(0, height)) return;
+  if (live_ != Presence::closed) positionAgentWindow();
+}
+
+void EdgeState::openNextAgent(bool down) {
+  const auto next = model_.neighbour(liveAgent_ ? liveAgent_->id() : "", down);
+  if (next) openAgent(*next);
+}
+
+void EdgeState::openNextWaiting() {
+  const auto next = model_.nextWaiting(liveAgent_ ? liveAgent_->id() : "");
+  if (next) openAgent(*next);
 }
 
 bool EdgeState::keyPressed(PanelKey key) {

@@ -98,6 +98,13 @@ class EdgeState {
   // The conversation window's size; kept within reason and the screen.
   void resizeAgent(Size size);
   Size agentSize() const { return agentSize_; }
+  // So many points the window is higher while something is asked in it, within the screen; its own size
+  // stays.
+  void setAgentRoom(int height);
+  // Shows the agent that the list has below or above the open one, or the next that needs the person, round
+  // and round. Nothing where there is no other.
+  void openNextAgent(bool down);
+  void openNextWaiting();
   void hoverList(bool inside);  // the rows must not move below the pointer
   // A key in the panel; false when it meant nothing there, and may mean something to a field.
   bool keyPressed(PanelKey key);
@@ -169,6 +176,7 @@ class EdgeState {
   Attention attention_;
   std::array<std::optional<Rect>, 4> frames_;  // by window, as placed
   Size agentSize_ = edge::kAgentWindowSize;
+  int agentRoom_ = 0;
   bool besidePanel_ = false;  // where the conversation stands; without a panel beside the rail
   bool updateOffered_ = false;
 

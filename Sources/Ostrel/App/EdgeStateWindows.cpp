@@ -172,7 +172,8 @@ void EdgeState::positionAgentWindow() {
   }
   Rect beside = *frame(EdgeWindow::panel);
   if (!besidePanel_) beside = {beside.right(), beside.y, 0, beside.height};
-  place(EdgeWindow::agent, edge::agentFrame(*screen, beside, agentSize_));
+  const Size size{agentSize_.width, agentSize_.height + agentRoom_};
+  place(EdgeWindow::agent, edge::agentFrame(*screen, beside, size));
 }
 
 void EdgeState::place(EdgeWindow window, const Rect& rect) {

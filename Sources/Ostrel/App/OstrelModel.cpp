@@ -120,6 +120,29 @@ std::optional<LitAgent> OstrelModel::find(std::string_view id) const {
   return found == agents.end() ? std::nullopt : std::optional(*found);
 }
 
+std::optional<HerdrAgent> OstrelModel::neighbour(std::string_view id, bool down) const {
+  const std::vector<std::string> order = displayOrder();
+  if (order.empty()) return std::nullopt;
+  const auto size = order.size();
+  std::size_t next = down ? 0 : size - 1;
+  const auto at = std::ranges::find(order, id);
+  if (at != order.end()) next = (static_cast<std::size_t>(at - order.begin()) + (down ? 1 : size - 1)) % size;
+  if (order[next] == id) return std::nullopt;
+  const auto lit = find(order[next]);
+  return lit ? std::optional(lit->agent()) : std::nullopt;
+}
+
+std::optional<HerdrAgent> OstrelModel::nextWaiting(std::string_view id) const {
+  std::vector<std::string> order = displayOrder();
+  const auto at = std::ranges::find(order, id);
+  if (at != order.end()) std::ranges::rotate(order, at + 1);
+  for (const std::string& each : order) {
+    const auto lit = find(each);
+    if (each != id && lit && lit->light == AgentLight::needsYou) return lit->agent();
+  }
+  return std::nullopt;
+}
+
 std::vector<std::string> OstrelModel::displayOrder() const {
   std::vector<std::string> order;
   for (const AgentGroup& group : agentGroups()) {

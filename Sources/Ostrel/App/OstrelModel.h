@@ -55,6 +55,12 @@ class OstrelModel {
   // The one of that id, while it is there.
   std::optional<LitAgent> find(std::string_view id) const;
 
+  // The agent below or above that one in the list, round and round; the first or last where it has gone.
+  // Nothing where there is no other.
+  std::optional<HerdrAgent> neighbour(std::string_view id, bool down) const;
+  // The next below it that needs the person, round and round; nothing where no other does.
+  std::optional<HerdrAgent> nextWaiting(std::string_view id) const;
+
   void clearSelection() { keyboardSelection_.set(std::nullopt); }
   // The id of the chosen agent.
   const Published<std::optional<std::string>>& keyboardSelection() const { return keyboardSelection_; }

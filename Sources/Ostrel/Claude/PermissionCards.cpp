@@ -11,9 +11,10 @@
 
 namespace ostrel {
 
-std::string PermissionCardModel::heading() const {
-  const std::string_view first = text::prefixCharacters(request_.title, 1);
-  return fmt::format("Claude wants to {}{}", text::lowercase(first), request_.title.substr(first.size()));
+std::string PermissionCardModel::purpose() const {
+  if (request_.tool != "Bash") return {};
+  const Json input = json::parse(request_.input).value_or(Json());
+  return std::string(text::trim(json::string(input, "description").value_or("")));
 }
 
 std::string PermissionCardModel::alwaysLine() const {
@@ -24,11 +25,6 @@ std::optional<RequestAnswer> PermissionCardModel::instead(std::string_view text)
   const std::string_view trimmed = text::trim(text);
   if (trimmed.empty()) return std::nullopt;
   return RequestAnswer{.choice = "deny", .message = std::string(trimmed)};
-}
-
-std::string QuestionCardModel::heading() const {
-  const std::size_t count = request_.questions.size();
-  return count == 1 ? "Claude has a question" : fmt::format("Claude has {} questions", count);
 }
 
 void QuestionCardModel::choose(std::size_t index, std::size_t option) {
@@ -81,6 +77,15 @@ std::optional<RequestAnswer> QuestionCardModel::send() const {
     return std::nullopt;
   }
   return answer;
+}
+
+bool QuestionCardModel::focusMissing() {
+  for (std::size_t i = 0; i < request_.questions.size(); ++i) {
+    if (!picks(i).empty()) continue;
+    focus(i, 0);
+    return true;
+  }
+  return false;
 }
 
 void QuestionCardModel::up() {

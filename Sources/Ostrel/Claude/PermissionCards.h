@@ -20,7 +20,8 @@ class PermissionCardModel {
   explicit PermissionCardModel(ClaudePermissionRequest request) : request_(std::move(request)) {}
 
   const ClaudePermissionRequest& request() const { return request_; }
-  std::string heading() const;
+  // How Claude describes the command that it wants to run; may be empty.
+  std::string purpose() const;
   // Whether "Yes, don't ask again" is there at all, and the line under it.
   bool offersAlways() const { return !request_.alwaysRules.empty(); }
   std::string alwaysLine() const;
@@ -39,7 +40,6 @@ class QuestionCardModel {
   explicit QuestionCardModel(ClaudePermissionRequest request) : request_(std::move(request)) {}
 
   const ClaudePermissionRequest& request() const { return request_; }
-  std::string heading() const;
 
   // A click on an option: the one choice, or with `multiSelect` in or out.
   void choose(std::size_t question, std::size_t option);
@@ -54,6 +54,8 @@ class QuestionCardModel {
   bool complete() const { return send().has_value(); }
   // The button "Send"; nothing while the request would not take it.
   std::optional<RequestAnswer> send() const;
+  // Puts the keyboard on the first question that has no answer yet; false where each has one.
+  bool focusMissing();
 
   // Keys. Up and down move among the options of the focused question, and one step further, behind the last.
   // Tab goes to the next question, from the last to the first.

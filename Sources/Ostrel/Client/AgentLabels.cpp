@@ -10,24 +10,32 @@ bool startupAttention(std::string_view output) {
   return output.contains("Background server has incompatible feature settings");
 }
 
-std::string statusLabel(const HerdrAgent& agent, const Circumstances& circumstances) {
-  if (agent.isExternal() && !agent.isCodexLive()) {
-    if (agent.state == AgentState::working) return "Working";
-    if (agent.state == AgentState::blocked) return "Needs your answer in its terminal";
-    if (agent.state == AgentState::idle) return "Idle";
-    return circumstances.recentlyActive ? "Working" : "In its own terminal";
+std::string_view lightWord(AgentLight light) {
+  switch (light) {
+    case AgentLight::needsYou:
+      return "Needs you";
+    case AgentLight::working:
+      return "Working";
+    case AgentLight::done:
+      return "Done";
+    case AgentLight::idle:
+      break;
   }
-  if (!circumstances.connected && !agent.isCodexLive())
-    return circumstances.reconnecting ? "Reconnecting" : "Offline";
-  if (hookReview(circumstances.output)) return "Hook review required";
-  if (startupAttention(circumstances.output)) return "Setup needs attention";
-  if (agent.state == AgentState::working) return "Working";
-  if (agent.state == AgentState::blocked) return "Needs your answer";
-  if (agent.state == AgentState::done) return "Done";
   return "Idle";
 }
 
+std::string statusLabel(const HerdrAgent& agent, const Circumstances& circumstances) {
+  if (!agent.isExternal() && !agent.isCodexLive()) {
+    if (!circumstances.connected) return circumstances.reconnecting ? "Reconnecting" : "Offline";
+    if (hookReview(circumstances.output)) return "Hook review required";
+    if (startupAttention(circumstances.output)) return "Setup needs attention";
+  }
+  return std::string(lightWord(circumstances.light));
+}
+
 std::string activityLine(std::string_view text) {
+  // Claude Code's word on a turn that the person broke off.
+  if (text.starts_with("[Request interrupted by user")) return "You interrupted the agent";
   constexpr std::string_view kOpen = "<summary>";
   const auto open = text.find(kOpen);
   const auto close = open == std::string_view::npos ? open : text.find("</summary>", open);

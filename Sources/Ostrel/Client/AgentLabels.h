@@ -14,12 +14,16 @@ bool hookReview(std::string_view output);
 bool startupAttention(std::string_view output);
 
 struct Circumstances {
-  bool connected = false;       // with Herdr
-  bool reconnecting = false;    // a link is wanted and none stands
-  bool recentlyActive = false;  // see `HerdrAgent::recentlyActive`
-  std::string_view output{};    // the terminal's text, where it is known
+  bool connected = false;     // with Herdr
+  bool reconnecting = false;  // a link is wanted and none stands
+  AgentLight light = AgentLight::idle;
+  std::string_view output{};  // the terminal's text, where it is known
 };
-// One label for the agent.
+// The one word for each light: "Needs you", "Working", "Done", "Idle".
+std::string_view lightWord(AgentLight light);
+// What the agent's label reads while it can be answered where it is shown.
+inline constexpr std::string_view kNeedsAnswer = "Needs your answer";
+// One label for the agent: what keeps it from being seen or from running, or the word for its light.
 std::string statusLabel(const HerdrAgent& agent, const Circumstances& circumstances);
 
 // The line that stands for a folded message of the role "activity".

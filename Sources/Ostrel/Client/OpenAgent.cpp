@@ -7,8 +7,7 @@
 namespace ostrel {
 
 OpenAgent::OpenAgent(MainLoop& loop, Parts parts)
-    : loop_(loop),
-      parts_(parts),
+    : parts_(parts),
       content_(loop, {parts.preferences, parts.link, parts.inventory, parts.transcripts}),
       selection_({parts.inventory, parts.link.agents(), parts.codex, parts.preferences}, *this) {
   const auto tell = [this] { changed_.notify(); };
@@ -30,7 +29,7 @@ std::string OpenAgent::statusLabel(const HerdrAgent& agent) const {
       agent.isRemote() ? parts_.machines->contains(agent.machine->id) : *parts_.link.connected();
   return agentLabels::statusLabel(agent, {.connected = connected,
                                           .reconnecting = *parts_.link.active() && !connected,
-                                          .recentlyActive = agent.recentlyActive(loop_.wallNow()),
+                                          .light = parts_.lit.light(agent),
                                           .output = open ? std::string_view(*shown().output) : ""});
 }
 

@@ -22,7 +22,7 @@ class OpenAgent final : public ConversationSource, private AgentSelection::Liste
  public:
   struct Parts {
     AgentInventory& inventory;
-    LitAgents& lit;  // is told who was seen
+    LitAgents& lit;  // says who is how, and is told who was seen
     HerdrLink& link;
     const Published<std::vector<HerdrAgent>>& codex;   // loaded threads
     const Published<std::set<std::string>>& machines;  // ids of those that are connected
@@ -56,7 +56,6 @@ class OpenAgent final : public ConversationSource, private AgentSelection::Liste
   // Tells only where the label is another one than before: the terminal's text may change it.
   void outputChanged();
 
-  MainLoop& loop_;
   Parts parts_;
   ChangeSignal changed_;
   SelectedAgent content_;

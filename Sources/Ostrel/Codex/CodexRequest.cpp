@@ -118,16 +118,36 @@ std::string CodexRequest::key(std::string_view epoch, std::string_view wireID) {
   return std::string(epoch) + ":" + text::base64(wireID);
 }
 
-std::string CodexRequest::title() const {
-  const Json params = json::parse(payload).value_or(Json());
+CodexRequest::Subject CodexRequest::subject() const {
   if (method == kCommand || method == kOldCommand) {
+    const Json params = json::parse(payload).value_or(Json());
     const Json* const network = json::member(params, "networkApprovalContext");
-    return network && !network->is_null() ? "Allow network access?" : "Allow this command?";
+    return network && !network->is_null() ? Subject::network : Subject::command;
   }
-  if (method == kFiles || method == kOldFiles) return "Allow these file changes?";
-  if (method == kAccess) return "Allow additional access?";
-  if (method == kQuestions) return "Your answer is needed";
-  if (method == kElicitation) return json::string(params, "serverName").value_or("Connected app request");
+  if (method == kFiles || method == kOldFiles) return Subject::files;
+  if (method == kAccess) return Subject::access;
+  if (method == kQuestions) return Subject::questions;
+  return method == kElicitation ? Subject::app : Subject::other;
+}
+
+std::string CodexRequest::title() const {
+  switch (subject()) {
+    case Subject::command:
+      return "Allow this command?";
+    case Subject::network:
+      return "Allow network access?";
+    case Subject::files:
+      return "Allow these file changes?";
+    case Subject::access:
+      return "Allow additional access?";
+    case Subject::questions:
+      return "Your answer is needed";
+    case Subject::app:
+      return json::string(json::parse(payload).value_or(Json()), "serverName")
+          .value_or("Connected app request");
+    case Subject::other:
+      break;
+  }
   return "Codex needs a response";
 }
 

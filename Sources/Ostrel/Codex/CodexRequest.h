@@ -33,6 +33,9 @@ struct CodexRequest {
   static std::string key(std::string_view epoch, std::string_view wireID);
   std::string id() const { return key(epoch, wireID); }
 
+  // What it is about.
+  enum class Subject { command, network, files, access, questions, app, other };
+  Subject subject() const;
   std::string title() const;
   // In the order of the buttons. Empty for what is typed, and for what can only be answered in the terminal.
   std::vector<Choice> choices() const;

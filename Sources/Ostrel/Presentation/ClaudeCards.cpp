@@ -14,7 +14,7 @@ PermissionCardBridge::PermissionCardBridge(const ClaudePermissionRequest& reques
   setWholeSeen(detail().isEmpty());
 }
 
-QString PermissionCardBridge::heading() const { return words::shown(model_.heading()); }
+QString PermissionCardBridge::purpose() const { return words::shown(model_.purpose()); }
 
 QString PermissionCardBridge::detail() const {
   return model_.request().changes.empty() ? words::exact(model_.request().detail) : QString();
@@ -26,10 +26,6 @@ QString PermissionCardBridge::alwaysLine() const {
 
 void PermissionCardBridge::setInstead(const QString& text) {
   if (std::exchange(instead_, text) != text) Q_EMIT insteadChanged();
-}
-
-void PermissionCardBridge::choose(const QString& choice) {
-  give({.choice = choice.toStdString()}, model_.request().choices());
 }
 
 void PermissionCardBridge::tell() {
@@ -49,8 +45,6 @@ QuestionCardBridge::QuestionCardBridge(const ClaudePermissionRequest& request, C
   }
   refresh();
 }
-
-QString QuestionCardBridge::heading() const { return words::shown(model_.heading()); }
 
 bool QuestionCardBridge::typing() const {
   return questions_[static_cast<qsizetype>(model_.focusedQuestion())]->ownFocused();
@@ -93,6 +87,15 @@ void QuestionCardBridge::type(std::size_t question, const QString& text) {
 void QuestionCardBridge::focusOwn(std::size_t question) {
   model_.focus(question, model_.request().questions[question].options.size());
   refresh();
+}
+
+void QuestionCardBridge::submit() {
+  const auto answer = model_.send();
+  if (answer || !settled()) return send(answer);
+  say(QStringLiteral("Answer each question before submitting."));
+  if (!model_.focusMissing()) return;
+  refresh();
+  Q_EMIT moved();
 }
 
 void QuestionCardBridge::send(const std::optional<RequestAnswer>& answer) {

@@ -17,7 +17,7 @@ class PermissionCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(QString heading READ heading CONSTANT)
+  Q_PROPERTY(QString purpose READ purpose CONSTANT)
   Q_PROPERTY(QString detail READ detail CONSTANT)
   Q_PROPERTY(ostrel::RowList* diff READ diff CONSTANT)
   Q_PROPERTY(QString alwaysLine READ alwaysLine CONSTANT)
@@ -26,7 +26,7 @@ class PermissionCardBridge final : public ostrel::RequestCard {
  public:
   PermissionCardBridge(const ClaudePermissionRequest& request, Context context, QObject* parent);
 
-  QString heading() const;
+  QString purpose() const;  // as Claude describes it; may be empty
   QString detail() const;
   ListModel<DiffRow>* diff() { return diff_.rows(); }
   QString alwaysLine() const;  // empty where "always" is not on offer
@@ -34,7 +34,7 @@ class PermissionCardBridge final : public ostrel::RequestCard {
   void setInstead(const QString& text);
 
   // "allow", "always" or "deny".
-  Q_INVOKABLE void choose(const QString& choice);
+  Q_INVOKABLE void choose(const QString& choice) { pick(choice.toStdString()); }
   // Return in the field for what to do instead.
   Q_INVOKABLE void tell();
   Q_INVOKABLE void unfold(const QString& key) { diff_.unfold(key); }
@@ -43,6 +43,9 @@ class PermissionCardBridge final : public ostrel::RequestCard {
   void insteadChanged();
 
  private:
+  std::vector<RequestChoice> choicesNow() const override { return model_.request().choices(); }
+  void pick(const std::string& choice) override { give({.choice = choice}, choicesNow()); }
+
   const PermissionCardModel model_;
   DiffRows diff_;
   QString instead_;
@@ -52,7 +55,6 @@ class QuestionCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(QString heading READ heading CONSTANT)
   Q_PROPERTY(QQmlListProperty<ostrel::QuestionBridge> questions READ questions CONSTANT)
   Q_PROPERTY(bool complete READ complete NOTIFY changed)
   Q_PROPERTY(bool typing READ typing NOTIFY changed)
@@ -63,14 +65,13 @@ class QuestionCardBridge final : public ostrel::RequestCard {
 
   QuestionCardBridge(const ClaudePermissionRequest& request, Context context, QObject* parent);
 
-  QString heading() const;
   QQmlListProperty<QuestionBridge> questions() { return {this, &questions_}; }
   const QList<QuestionBridge*>& questionList() const { return questions_; }
   bool complete() const { return model_.complete(); }
   // The keyboard is in the field for an own answer.
   bool typing() const;
 
-  Q_INVOKABLE void send() { send(model_.send()); }
+  void submit() override;
   Q_INVOKABLE void press(ostrel::QuestionCardBridge::Key key);
 
  Q_SIGNALS:
@@ -78,6 +79,8 @@ class QuestionCardBridge final : public ostrel::RequestCard {
   void moved();  // where the keyboard acts
 
  private:
+  std::vector<RequestChoice> choicesNow() const override { return model_.request().choices(); }
+  void pick(const std::string&) override {}  // it takes answers only
   void choose(std::size_t question, int option);
   void type(std::size_t question, const QString& text);
   void focusOwn(std::size_t question);

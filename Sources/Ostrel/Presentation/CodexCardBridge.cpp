@@ -86,8 +86,6 @@ void CodexCardBridge::show(const CodexAsked& asked) {
   Q_EMIT problemChanged();
 }
 
-QString CodexCardBridge::title() const { return words::shown(model_.card().title); }
-
 QStringList CodexCardBridge::words() const {
   QStringList all;
   for (const std::string& each : model_.card().words) all.append(words::shown(each));
@@ -149,9 +147,9 @@ void CodexCardBridge::choose(const QString& key) {
   }
 }
 
-void CodexCardBridge::submit() { send(model_.submit()); }
-
-void CodexCardBridge::pick(std::string choice) { send({.choice = std::move(choice)}); }
+void CodexCardBridge::submit() {
+  if (choiceOf("submit")) send(model_.submit());
+}
 
 void CodexCardBridge::send(const RequestAnswer& answer) {
   if (!sent_) give(answer, model_.card().choices);
@@ -186,7 +184,8 @@ void CodexCardBridge::showParts() {
   for (const RequestChoice& choice : model_.card().choices) {
     // These have buttons of their own.
     if (choice.id == "submit" || choice.id == "skip" || choice.id == "done") continue;
-    rows.push_back({words::of(choice.id), words::exact(choice.title), choice.grants});
+    const QString id = words::of(choice.id);
+    rows.push_back({id, words::exact(choice.title), keyOf(id), choice.grants});
   }
   choices_.set(std::move(rows));
 }

@@ -58,11 +58,13 @@ struct ChoiceButtonRow {
   Q_GADGET
   Q_PROPERTY(QString key MEMBER key)
   Q_PROPERTY(QString title MEMBER title)
+  Q_PROPERTY(QString shortcut MEMBER shortcut)
   Q_PROPERTY(bool grants MEMBER grants)
 
  public:
   QString key;  // the id of its `RequestChoice`
   QString title;
+  QString shortcut;     // the letter under which it may be pressed; may be empty
   bool grants = false;  // something is allowed by it: it waits until the request was seen whole
   bool operator==(const ChoiceButtonRow&) const = default;
 };
@@ -71,7 +73,6 @@ class CodexCardBridge final : public ostrel::RequestCard {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the program")
-  Q_PROPERTY(QString title READ title CONSTANT)
   Q_PROPERTY(QStringList words READ words CONSTANT)
   Q_PROPERTY(QString command READ command NOTIFY changed)
   Q_PROPERTY(QString folder READ folder NOTIFY changed)
@@ -102,7 +103,6 @@ class CodexCardBridge final : public ostrel::RequestCard {
   // The request as it is known now: the item that it refers to, and what becomes of the answer.
   void show(const CodexAsked& asked);
 
-  QString title() const;
   QStringList words() const;
   QString command() const;
   QString folder() const;
@@ -127,10 +127,11 @@ class CodexCardBridge final : public ostrel::RequestCard {
   bool linkOpened() const;
   ListModel<ChoiceButtonRow>* choices() { return &choices_; }
   bool sent() const { return sent_; }
+  bool waits() const override { return !sent_; }
   QString problem() const override;  // what is missing, or why an answer was not sent
 
   Q_INVOKABLE void choose(const QString& key);
-  Q_INVOKABLE void submit();
+  void submit() override;
   Q_INVOKABLE void skip() { pick("skip"); }
   Q_INVOKABLE void openLink();
   Q_INVOKABLE void linkDone() { pick("done"); }
@@ -141,7 +142,8 @@ class CodexCardBridge final : public ostrel::RequestCard {
 
  private:
   const RequestChoice* choiceOf(std::string_view id) const;
-  void pick(std::string choice);
+  std::vector<RequestChoice> choicesNow() const override { return model_.card().choices; }
+  void pick(const std::string& choice) override { send({.choice = choice}); }
   void send(const RequestAnswer& answer);
   void showQuestions();
   void showParts();

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "App/FilePaths.h"
+#include "Client/AgentLabels.h"
 #include "Client/SelectedAgent.h"
 #include "MessageText.h"
 #include "Platform/Processes.h"
@@ -125,18 +126,13 @@ void ConversationBridge::wantRefresh(unsigned concerns) {
 void ConversationBridge::refresh(unsigned concerns) {
   if (!followed_) return;
   const auto selected = sources_.open.agent();
-  if (concerns & kAgent) {
-    refreshAgent(selected);
-    requests_.show(ended_ ? std::nullopt : selected ? selected : agent_);
-  } else if (concerns & kAsked) {
-    requests_.refresh();
-  }
+  if (concerns & (kAgent | kAsked)) refreshAgent(selected);
   if (selected && (concerns & kWords)) refreshWords();
   if (selected && (concerns & kScreen)) {
     const SelectedConversation& shown = sources_.open.shown();
     showOutput(words::of(*shown.output), words::of(shown.outputError->value_or("")), *shown.hasLoadedOutput);
   }
-  if (concerns & (kAgent | kWords)) Q_EMIT changed();
+  if (concerns & (kAgent | kAsked | kWords)) Q_EMIT changed();
 }
 
 void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected) {
@@ -144,10 +140,15 @@ void ConversationBridge::refreshAgent(const std::optional<HerdrAgent>& selected)
   ended_ = !found && !selected;
   if (found) agent_ = found->agent();
   // What is open may be another record than the row's: a Codex process is shown by its loaded thread.
-  light_ = ended_ ? AgentLight::idle : parts_.model.light(selected ? *selected : *agent_);
+  const HerdrAgent open = selected ? *selected : *agent_;
+  requests_.show(ended_ ? std::nullopt : std::optional(open));
+  if (!requests_.asks()) parts_.edge.setAgentRoom(0);
+  // A card may stand before the agent's own light tells of it.
+  const bool asks = requests_.keyCard() != nullptr;
+  light_ = ended_ ? AgentLight::idle : asks ? AgentLight::needsYou : parts_.model.light(open);
   title_ = words::shown(agent_->displayTitle(parts_.preferences));
-  status_ =
-      ended_ ? QStringLiteral("Ended") : words::of(sources_.open.statusLabel(selected ? *selected : *agent_));
+  status_ = ended_ ? QStringLiteral("Ended")
+                   : words::of(asks ? agentLabels::kNeedsAnswer : sources_.open.statusLabel(open));
   details_ =
       joined({words::provider(*agent_), words::shown(oneLine(agent_->projectLabel())), words::host(*agent_)});
 }

@@ -100,6 +100,10 @@ class ConversationBridge final : public QObject {
   int findPlace() const { return findPlace_; }  // among those found, from 0; -1 for none
 
   Q_INVOKABLE void close() { parts_.edge.closeAgent(); }
+  Q_INVOKABLE void next(bool down) { parts_.edge.openNextAgent(down); }
+  Q_INVOKABLE void nextWaiting() { parts_.edge.openNextWaiting(); }
+  // The window is that much higher while cards need the room.
+  Q_INVOKABLE void makeRoom(qreal height) { parts_.edge.setAgentRoom(static_cast<int>(height)); }
   Q_INVOKABLE void menuShown(bool shown);
   Q_INVOKABLE void rename(const QString& title);
   Q_INVOKABLE void chooseConversation();

@@ -1,6 +1,7 @@
 #include "RequestCard.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "Runtime/Failure.h"
@@ -17,6 +18,28 @@ QString RequestCard::problem() const { return problem_; }
 
 void RequestCard::setWholeSeen(bool seen) {
   if (std::exchange(wholeSeen_, seen) != seen) Q_EMIT wholeSeenChanged();
+}
+
+void RequestCard::setHeading(const QString& heading) {
+  if (std::exchange(heading_, heading) != heading) Q_EMIT headingChanged();
+}
+
+QString RequestCard::keyOf(const QString& choice) const {
+  const auto choices = choicesNow();
+  const auto keys = choiceKeys(choices);
+  for (std::size_t i = 0; i < choices.size(); ++i) {
+    if (words::of(choices[i].id) == choice) return words::of(keys[i]);
+  }
+  return {};
+}
+
+bool RequestCard::press(const QString& key) {
+  const auto choices = choicesNow();
+  const auto keys = choiceKeys(choices);
+  const auto found = std::ranges::find(keys, key.toStdString());
+  if (key.isEmpty() || found == keys.end()) return false;
+  pick(choices[static_cast<std::size_t>(found - keys.begin())].id);
+  return true;
 }
 
 void RequestCard::give(const RequestAnswer& answer, const std::vector<RequestChoice>& offered) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Client/RequestHeading.h"
 #include "Words.h"
 
 namespace ostrel {
@@ -53,9 +54,22 @@ void RequestsBridge::refresh() {
   showCodex(codex);
   controls_ = agent_ ? source_.controls(*agent_) : std::nullopt;
   if (!open.empty()) asking_.insert_or_assign(agent_->id(), *agent_);
-  if (!claude.empty()) lookForTerminal();
+  if (agent_) lookForTerminal();
+  chooseKeyCard();
   dropEnded();
   Q_EMIT changed();
+}
+
+void RequestsBridge::chooseKeyCard() {
+  RequestCard* first = nullptr;
+  for (const ClaudeCardRow& row : claude_.rows()) {
+    first = row.permission ? static_cast<RequestCard*>(row.permission) : row.question;
+  }
+  for (const CodexCardRow& row : codex_.rows()) {
+    if (!first && row.card->waits()) first = row.card;
+  }
+  // A letter that was pressed twice must not answer the next one.
+  if (std::exchange(keyCard_, first) != first && first) first->settle();
 }
 
 void RequestsBridge::goToTerminal() {
@@ -71,7 +85,8 @@ void RequestsBridge::showClaude(const std::vector<const OpenRequest*>& requests)
     claude_.set({});
     return;
   }
-  QObject* const card = claudeCard(*requests.front());
+  RequestCard* const card = claudeCard(*requests.front());
+  card->setHeading(words::shown(requestHeading(*requests.front(), *agent_)));
   claude_.set({{words::of(requests.front()->id), qobject_cast<PermissionCardBridge*>(card),
                 qobject_cast<QuestionCardBridge*>(card)}});
 }
@@ -81,6 +96,7 @@ void RequestsBridge::showCodex(const std::vector<const OpenRequest*>& requests) 
   for (const OpenRequest* const request : requests) {
     CodexCardBridge* const card = codexCard(*request);
     card->show(*request->codex());
+    card->setHeading(words::shown(requestHeading(*request, *agent_)));
     rows.push_back({words::of(request->id), card});
   }
   codex_.set(std::move(rows));
@@ -100,8 +116,11 @@ void RequestsBridge::dropEnded() {
 void RequestsBridge::lookForTerminal() {
   if (std::exchange(terminalOf_, agent_->id()) == agent_->id()) return;
   terminal_ = nullptr;
+  terminalTimer_.reset();
   tasks_.cancel();
-  if (findTerminal_ && agent_->isExternal()) tasks_.start(findTerminal(*agent_));
+  if (!findTerminal_ || !agent_->isExternal()) return;
+  terminalTimer_ =
+      loop_.after(kTerminalDelay, [this, agent = *agent_] { tasks_.start(findTerminal(agent)); });
 }
 
 Task<void> RequestsBridge::findTerminal(HerdrAgent agent) {
@@ -117,7 +136,7 @@ RequestCard::Context RequestsBridge::context() {
           }};
 }
 
-QObject* RequestsBridge::claudeCard(const OpenRequest& request) {
+RequestCard* RequestsBridge::claudeCard(const OpenRequest& request) {
   RequestCard*& card = claudeCards_[request.id];
   if (card) return card;
   if (request.claude()->questions.empty()) {

@@ -63,7 +63,9 @@ class RequestsBridge final : public QObject {
   Q_PROPERTY(QString controlsError READ controlsError NOTIFY changed)
   Q_PROPERTY(bool connected READ connected NOTIFY changed)
   Q_PROPERTY(bool empty READ empty NOTIFY changed)
+  Q_PROPERTY(ostrel::RequestCard* keyCard READ keyCard NOTIFY changed)
   Q_PROPERTY(bool hasTerminal READ hasTerminal NOTIFY changed)
+  Q_PROPERTY(bool hasTerminalWindow READ hasTerminalWindow NOTIFY changed)
 
  public:
   // `source` outlives the bridge. `findTerminal` may be empty.
@@ -78,6 +80,14 @@ class RequestsBridge final : public QObject {
   bool connected() const { return controls_ && controls_->connected; }
   bool empty() const { return claude_.count() == 0 && codex_.count() == 0 && !controls_; }
   bool hasTerminal() const;
+  bool hasTerminalWindow() const { return agent_ && terminal_; }  // another program's, and it is known
+  bool asks() const { return claude_.count() + codex_.count() > 0; }
+  // The card that letters answer: the first that waits. Null where there is none.
+  RequestCard* keyCard() const { return keyCard_; }
+
+  // A pointer on its way over the list opens conversations that nobody reads; their terminals stay
+  // unsearched.
+  static constexpr Duration kTerminalDelay = std::chrono::milliseconds(400);
 
   // The agent whose conversation is open. To be called again when its record has changed.
   void show(const std::optional<HerdrAgent>& agent);
@@ -86,7 +96,9 @@ class RequestsBridge final : public QObject {
 
   // All cards have just appeared or moved.
   Q_INVOKABLE void settle();
-  // "Answer in terminal". The request stays open.
+  // A letter was pressed and no field had the keyboard; false where no card wants it.
+  Q_INVOKABLE bool press(const QString& letter) { return keyCard_ && keyCard_->press(letter); }
+  // "Answer in terminal", "Show terminal". What is asked stays open.
   Q_INVOKABLE void goToTerminal();
 
  Q_SIGNALS:
@@ -97,11 +109,12 @@ class RequestsBridge final : public QObject {
  private:
   void showClaude(const std::vector<const OpenRequest*>& requests);
   void showCodex(const std::vector<const OpenRequest*>& requests);
+  void chooseKeyCard();
   void dropEnded();
   void lookForTerminal();
   Task<void> findTerminal(HerdrAgent agent);
   RequestCard::Context context();
-  QObject* claudeCard(const OpenRequest& request);
+  RequestCard* claudeCard(const OpenRequest& request);
   CodexCardBridge* codexCard(const OpenRequest& request);
 
   MainLoop& loop_;
@@ -113,9 +126,11 @@ class RequestsBridge final : public QObject {
   std::map<std::string, CodexCardBridge*> codexCards_;  // by the request's id
   ListModel<ClaudeCardRow> claude_;
   ListModel<CodexCardRow> codex_;
+  RequestCard* keyCard_ = nullptr;
   std::optional<RequestSource::Controls> controls_;
   std::string terminalOf_;  // the agent whose terminal was looked for
   std::function<void()> terminal_;
+  Timer terminalTimer_;
   TaskScope tasks_;
 };
 

@@ -81,7 +81,12 @@ void SampleConversation::show(const HerdrAgent& agent) {
 }
 
 std::string SampleConversation::statusLabel(const HerdrAgent& agent) const {
-  return agentLabels::statusLabel(agent, {.connected = true});
+  const AgentState state = agent.state;
+  const AgentLight light = state == AgentState::blocked   ? AgentLight::needsYou
+                           : state == AgentState::working ? AgentLight::working
+                           : state == AgentState::done    ? AgentLight::done
+                                                          : AgentLight::idle;
+  return agentLabels::statusLabel(agent, {.connected = true, .light = light});
 }
 
 std::optional<std::string> SampleConversation::refusal(AgentAction action, std::string_view) {

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "Client/AgentLabels.h"
 #include "Runtime/ShownText.h"
 #include "Runtime/Text.h"
 
@@ -11,19 +12,7 @@ QString shown(std::string_view text) { return of(text::marked(text)); }
 
 QString exact(std::string_view text) { return of(text::inOrder(text)); }
 
-QString light(AgentLight light) {
-  switch (light) {
-    case AgentLight::needsYou:
-      return QStringLiteral("Needs you");
-    case AgentLight::working:
-      return QStringLiteral("Working");
-    case AgentLight::done:
-      return QStringLiteral("Done");
-    case AgentLight::idle:
-      break;
-  }
-  return QStringLiteral("Idle");
-}
+QString light(AgentLight light) { return of(agentLabels::lightWord(light)); }
 
 QString provider(const HerdrAgent& agent) {
   if (agent.knownProvider() == AgentProvider::claude) return QStringLiteral("Claude Code");

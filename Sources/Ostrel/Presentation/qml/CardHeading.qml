@@ -35,6 +35,8 @@ Item {
         anchors.right: parent.right
         y: Math.max(0, (badge.height - implicitHeight) / 2)
         wrapMode: Text.Wrap
+        maximumLineCount: 4
+        elide: Text.ElideRight
         text: root.text
         textFormat: Text.PlainText
         color: Theme.text

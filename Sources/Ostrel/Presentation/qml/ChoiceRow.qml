@@ -30,8 +30,18 @@ Item {
     Accessible.focusable: true
     Accessible.onPressAction: pick()
     Accessible.onToggleAction: pick()
-    Keys.onReturnPressed: pick()
-    Keys.onEnterPressed: pick()
+    Keys.onReturnPressed: event => {
+        // With Control it sends the whole card.
+        event.accepted = !(event.modifiers & Qt.ControlModifier);
+        if (event.accepted)
+            pick();
+    }
+    Keys.onEnterPressed: event => {
+        // With Control it sends the whole card.
+        event.accepted = !(event.modifiers & Qt.ControlModifier);
+        if (event.accepted)
+            pick();
+    }
     Keys.onSpacePressed: pick()
 
     FocusRing {

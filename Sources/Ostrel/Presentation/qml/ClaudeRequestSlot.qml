@@ -8,9 +8,8 @@ Loader {
     required property RequestsBridge bridge
     required property PermissionCardBridge permission
     required property QuestionCardBridge question
-
-    // Something of it should be seen.
-    signal wanted(Item item)
+    property real maximumHeight: Infinity
+    readonly property CardFrame frame: item as CardFrame
 
     focus: question !== null
     sourceComponent: permission ? permissionCard : questionCard
@@ -20,6 +19,8 @@ Loader {
 
         PermissionCard {
             card: root.permission
+            maximumHeight: root.maximumHeight
+            takesKeys: root.bridge.keyCard === card
         }
     }
 
@@ -29,9 +30,10 @@ Loader {
         QuestionCard {
             focus: true
             card: root.question
+            maximumHeight: root.maximumHeight
+            takesKeys: root.bridge.keyCard === card
             hasTerminal: root.bridge.hasTerminal
             onTerminalChosen: root.bridge.goToTerminal()
-            onWanted: item => root.wanted(item)
         }
     }
 }

@@ -11,11 +11,14 @@ CardFrame {
     light: 0
     request: card
     Accessible.role: Accessible.Grouping
-    Accessible.name: card.title
+    Accessible.name: card.heading
+    partsSeen: detail.wholeSeen
+    partsCut: detail.cut
+    onPaged: detail.openAll()
 
-    CardHeading {
+    head: CardHeading {
         width: parent.width
-        text: root.card.title
+        text: root.card.heading
         light: root.light
         symbol: QuestionSymbol {
             color: Theme.lights[0]
@@ -35,11 +38,11 @@ CardFrame {
     }
 
     CodexRequestDetail {
+        id: detail
+
         width: parent.width
         card: root.card
         visible: implicitHeight > 0
-        onWholeSeenChanged: root.card.wholeSeen = wholeSeen
-        Component.onCompleted: root.card.wholeSeen = wholeSeen
     }
 
     Column {
@@ -77,84 +80,93 @@ CardFrame {
         color: Theme.secondary
     }
 
-    Flow {
-        width: parent.width
-        visible: implicitHeight > 0
-        spacing: Theme.gap
-        enabled: !root.card.sent
-
-        PushButton {
-            objectName: "codexOpenLink"
-            visible: root.card.hasLink
-            text: "Open secure step"
-            prominent: !root.card.linkOpened
-            onChosen: root.card.openLink()
-        }
-
-        PushButton {
-            objectName: "codexLinkDone"
-            visible: root.card.hasLink && root.card.linkOpened
-            text: "I’ve completed this step"
-            prominent: true
-            onChosen: root.card.linkDone()
-        }
-
-        PushButton {
-            objectName: "codexSubmit"
-            visible: root.card.submitTitle !== ""
-            text: root.card.submitTitle
-            prominent: true
-            enabled: root.card.wholeSeen || !root.card.submitGrants
-            onChosen: root.card.submit()
-        }
-
-        PushButton {
-            objectName: "codexSkip"
-            visible: root.card.skippable
-            text: "Skip questions"
-            onChosen: root.card.skip()
-        }
-
-        Repeater {
-            model: root.card.choices
+    footer: [
+        Flow {
+            width: parent.width
+            visible: implicitHeight > 0
+            spacing: Theme.gap
+            enabled: !root.card.sent
 
             PushButton {
-                required property int index
-                required property string key
-                required property string title
-                required property bool grants
-
-                objectName: "codexChoice" + index
-                width: Math.min(implicitWidth, root.partsWidth)
-                text: title
-                prominent: root.card.deciding && index === 0
-                enabled: root.card.wholeSeen || !grants
-                onChosen: root.card.choose(key)
+                objectName: "codexOpenLink"
+                visible: root.card.hasLink
+                text: "Open secure step"
+                prominent: !root.card.linkOpened
+                onChosen: root.card.openLink()
             }
+
+            PushButton {
+                objectName: "codexLinkDone"
+                visible: root.card.hasLink && root.card.linkOpened
+                text: "I’ve completed this step"
+                prominent: true
+                onChosen: root.card.linkDone()
+            }
+
+            PushButton {
+                objectName: "codexSubmit"
+                visible: root.card.submitTitle !== ""
+                text: root.card.submitTitle
+                letter: root.takesKeys ? root.card.keyOf("submit") : ""
+                prominent: true
+                enabled: root.card.wholeSeen || !root.card.submitGrants
+                onChosen: root.card.submit()
+            }
+
+            PushButton {
+                objectName: "codexSkip"
+                visible: root.card.skippable
+                text: "Skip questions"
+                onChosen: root.card.skip()
+            }
+
+            Repeater {
+                model: root.card.choices
+
+                PushButton {
+                    required property int index
+                    required property string key
+                    required property string title
+                    required property string shortcut
+                    required property bool grants
+
+                    objectName: "codexChoice" + index
+                    width: Math.min(implicitWidth, root.partsWidth)
+                    text: title
+                    letter: root.takesKeys ? shortcut : ""
+                    prominent: root.card.deciding && index === 0
+                    enabled: root.card.wholeSeen || !grants
+                    onChosen: root.card.choose(key)
+                }
+            }
+
+            KeyHint {
+                height: Theme.controlHeight
+                visible: root.card.submitTitle !== "" && root.card.questions.length + root.card.fields.length > 0
+                keys: "Ctrl+Return"
+                meaning: "send all"
+            }
+        },
+        CardText {
+            objectName: "codexUnread"
+            visible: !root.card.wholeSeen && !root.card.sent && (root.card.deciding || root.card.submitGrants)
+            text: "Read it to its end before you allow it."
+            color: Theme.secondary
+            font.pixelSize: Theme.captionSize
+        },
+        CardText {
+            objectName: "codexSent"
+            visible: root.card.sent
+            text: "Answer sent · waiting for Codex to confirm"
+            color: Theme.secondary
+            font.pixelSize: Theme.captionSize
+        },
+        CardText {
+            objectName: "codexProblem"
+            text: root.card.problem
+            color: Theme.failure
+            font.pixelSize: Theme.captionSize
+            Accessible.role: Accessible.AlertMessage
         }
-    }
-
-    CardText {
-        objectName: "codexUnread"
-        visible: !root.card.wholeSeen && !root.card.sent
-        text: "Read it to its end before you allow it."
-        color: Theme.secondary
-        font.pixelSize: Theme.captionSize
-    }
-
-    CardText {
-        objectName: "codexSent"
-        visible: root.card.sent
-        text: "Answer sent · waiting for Codex to confirm"
-        color: Theme.secondary
-        font.pixelSize: Theme.captionSize
-    }
-
-    CardText {
-        objectName: "codexProblem"
-        text: root.card.problem
-        color: Theme.failure
-        font.pixelSize: Theme.captionSize
-        Accessible.role: Accessible.AlertMessage
-    }
+    ]
 }

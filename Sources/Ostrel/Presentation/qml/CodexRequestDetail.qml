@@ -9,6 +9,13 @@ Column {
     required property CodexCardBridge card
     // The person was shown each of its texts down to its end.
     readonly property bool wholeSeen: command.wholeSeen && changes.wholeSeen && access.wholeSeen && toolArguments.wholeSeen
+    // One of them is cut short.
+    readonly property bool cut: (command.visible && command.cut) || (changes.visible && changes.cut) || (access.visible && access.cut) || (link.visible && link.cut) || (toolArguments.visible && toolArguments.cut)
+
+    function openAll() {
+        for (const block of [command, changes, access, link, toolArguments])
+            block.opened = true;
+    }
 
     spacing: Theme.gap
 
@@ -76,6 +83,8 @@ Column {
     }
 
     DetailBlock {
+        id: link
+
         objectName: "codexLink"
         width: parent.width
         visible: text !== ""

@@ -146,6 +146,13 @@ Item {
         spacing: 2
 
         IconButton {
+            objectName: "showTerminal"
+            visible: root.bridge.requests.hasTerminalWindow
+            symbol: "terminal"
+            name: "Show terminal"
+            onChosen: root.bridge.requests.goToTerminal()
+        }
+        IconButton {
             objectName: "findButton"
             visible: !root.bridge.showsTerminal
             symbol: "find"

@@ -21,6 +21,10 @@ ActionMenu {
                 hint,
                 checked
             });
+        if (bridge.requests.hasTerminalWindow) {
+            add("Show terminal", () => bridge.requests.goToTerminal());
+            items.push({});
+        }
         const path = "path:";
         if (link.startsWith(path)) {
             add("Open file", () => bridge.openLink(link));

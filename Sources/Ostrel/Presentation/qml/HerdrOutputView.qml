@@ -10,6 +10,8 @@ Item {
     readonly property rect surface: Qt.rect(Theme.margin, Theme.margin, width - 2 * Theme.margin, height - 2 * Theme.margin)
     readonly property real surfaceRadius: Theme.panelRadius
     readonly property color surfaceColor: Theme.surfaceBottom
+    // What its cards need beside the conversation.
+    readonly property real room: cards.count > 0 ? cards.wantedHeight + Theme.spacing : 0
     readonly property bool terminal: bridge.hasTerminal && bridge.showsTerminal
     property bool finding: false
 
@@ -22,6 +24,10 @@ Item {
     // The keyboard goes where nothing in particular is typed.
     function rest() {
         (cards.visible ? cards : reader).forceActiveFocus();
+    }
+
+    function makeRoom() {
+        bridge.makeRoom(room);
     }
 
     function endFind() {
@@ -44,11 +50,20 @@ Item {
             conversation.scroll(pages * conversation.page + lines * 48);
     }
 
+    // Up and Down read on, with Alt they go to the next agent.
+    function move(event: KeyEvent, down: bool) {
+        if (event.modifiers & Qt.AltModifier)
+            bridge.next(down);
+        else
+            scroll(0, down ? 1 : -1);
+    }
+
     function openMenu(x: real, y: real, key: string, selected: string, link: string) {
         menu.openAt(x - surface.x, y - surface.y, key, selected, link);
     }
 
     objectName: "herdrOutputView"
+    onRoomChanged: Qt.callLater(makeRoom)
     // A search goes on where a view made anew takes up a conversation.
     Component.onCompleted: {
         finding = bridge.findText !== "";
@@ -70,9 +85,13 @@ Item {
         anchors.fill: parent
         focus: true
         Keys.onEscapePressed: root.finding ? root.endFind() : root.bridge.close()
-        Keys.onUpPressed: root.scroll(0, -1)
-        Keys.onDownPressed: root.scroll(0, 1)
+        Keys.onUpPressed: event => root.move(event, false)
+        Keys.onDownPressed: event => root.move(event, true)
         Keys.onPressed: event => {
+            if (cards.press(event)) {
+                event.accepted = true;
+                return;
+            }
             const shift = !!(event.modifiers & Qt.ShiftModifier);
             const control = !!(event.modifiers & Qt.ControlModifier);
             event.accepted = true;
@@ -86,6 +105,8 @@ Item {
                 root.openMenu(root.width - 240, header.height, "", "", "");
             else if (event.key === Qt.Key_T && control && root.bridge.hasTerminal)
                 root.bridge.showsTerminal = !root.bridge.showsTerminal;
+            else if (event.key === Qt.Key_N && !event.isAutoRepeat && (event.modifiers === Qt.NoModifier || event.modifiers === Qt.AltModifier))
+                root.bridge.nextWaiting();
             else if (event.key === Qt.Key_PageUp)
                 root.scroll(-1, 0);
             else if (event.key === Qt.Key_PageDown)

@@ -12,22 +12,35 @@ CardFrame {
     request: card
     Accessible.role: Accessible.Grouping
     Accessible.name: card.heading
+    partsSeen: detail.wholeSeen
+    partsCut: detail.cut
+    onPaged: detail.opened = true
 
-    CardHeading {
-        width: parent.width
-        text: root.card.heading
-        light: root.light
-        symbol: HandSymbol {
-            color: Theme.lights[0]
+    head: [
+        CardHeading {
+            width: parent.width
+            text: root.card.heading
+            light: root.light
+            symbol: HandSymbol {
+                color: Theme.lights[0]
+            }
+        },
+        CardText {
+            objectName: "permissionPurpose"
+            text: root.card.purpose
+            color: Theme.secondary
+            maximumLineCount: 3
+            elide: Text.ElideRight
         }
-    }
+    ]
 
     DetailBlock {
+        id: detail
+
         objectName: "permissionDetail"
         width: parent.width
         visible: text !== ""
         text: root.card.detail
-        onWholeSeenChanged: root.card.wholeSeen = wholeSeen
     }
 
     DiffView {
@@ -38,10 +51,14 @@ CardFrame {
         onUnfolded: key => root.card.unfold(key)
     }
 
-    Column {
-        width: parent.width
-        spacing: 6
+    CardText {
+        objectName: "permissionRules"
+        text: root.card.alwaysLine
+        color: Theme.secondary
+        font.pixelSize: Theme.captionSize
+    }
 
+    footer: [
         Flow {
             width: parent.width
             spacing: Theme.gap
@@ -49,6 +66,7 @@ CardFrame {
             PushButton {
                 objectName: "permissionYes"
                 text: "Yes"
+                letter: root.takesKeys ? root.card.keyOf("allow") : ""
                 prominent: true
                 enabled: root.card.wholeSeen
                 onChosen: root.card.choose("allow")
@@ -58,6 +76,7 @@ CardFrame {
                 objectName: "permissionAlways"
                 visible: root.card.alwaysLine !== ""
                 text: "Yes, don't ask again"
+                letter: root.takesKeys ? root.card.keyOf("always") : ""
                 enabled: root.card.wholeSeen
                 onChosen: root.card.choose("always")
             }
@@ -65,40 +84,31 @@ CardFrame {
             PushButton {
                 objectName: "permissionNo"
                 text: "No"
+                letter: root.takesKeys ? root.card.keyOf("deny") : ""
                 onChosen: root.card.choose("deny")
             }
-        }
-
+        },
         CardText {
             objectName: "permissionUnread"
             visible: !root.card.wholeSeen
             text: "Read it to its end before you allow it."
             color: Theme.secondary
             font.pixelSize: Theme.captionSize
-        }
-
+        },
+        TextEntry {
+            objectName: "permissionInstead"
+            width: parent.width
+            placeholder: "Or tell Claude what to do instead…"
+            text: root.card.instead
+            onEdited: text => root.card.instead = text
+            onSubmitted: root.card.tell()
+        },
         CardText {
-            objectName: "permissionRules"
-            text: root.card.alwaysLine
-            color: Theme.secondary
+            objectName: "permissionProblem"
+            text: root.card.problem
+            color: Theme.failure
             font.pixelSize: Theme.captionSize
+            Accessible.role: Accessible.AlertMessage
         }
-    }
-
-    TextEntry {
-        objectName: "permissionInstead"
-        width: parent.width
-        placeholder: "Or tell Claude what to do instead…"
-        text: root.card.instead
-        onEdited: text => root.card.instead = text
-        onSubmitted: root.card.tell()
-    }
-
-    CardText {
-        objectName: "permissionProblem"
-        text: root.card.problem
-        color: Theme.failure
-        font.pixelSize: Theme.captionSize
-        Accessible.role: Accessible.AlertMessage
-    }
+    ]
 }

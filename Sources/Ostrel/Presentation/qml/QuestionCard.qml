@@ -2,7 +2,7 @@ import QtQuick
 import Ostrel
 
 // Claude Code asks the person something. Up and Down move among the options, Tab goes to the next question,
-// Return chooses and sends at the end.
+// Return chooses and sends at the end, with Control it sends from everywhere.
 CardFrame {
     id: root
 
@@ -10,18 +10,30 @@ CardFrame {
     required property bool hasTerminal
 
     signal terminalChosen
-    signal wanted(Item item)
+
+    function answer(event: KeyEvent) {
+        event.accepted = !(event.modifiers & Qt.ControlModifier);
+        if (event.accepted)
+            card.press(QuestionCardBridge.Return);
+    }
+
+    // With Alt the arrows are the window's.
+    function move(event: KeyEvent, key: int) {
+        event.accepted = !(event.modifiers & Qt.AltModifier);
+        if (event.accepted)
+            card.press(key);
+    }
 
     objectName: "questionCard"
     light: 0
     request: card
     Accessible.role: Accessible.Grouping
     Accessible.name: card.heading
-    Keys.onUpPressed: card.press(QuestionCardBridge.Up)
-    Keys.onDownPressed: card.press(QuestionCardBridge.Down)
+    Keys.onUpPressed: event => move(event, QuestionCardBridge.Up)
+    Keys.onDownPressed: event => move(event, QuestionCardBridge.Down)
     Keys.onTabPressed: card.press(QuestionCardBridge.Tab)
-    Keys.onReturnPressed: card.press(QuestionCardBridge.Return)
-    Keys.onEnterPressed: card.press(QuestionCardBridge.Return)
+    Keys.onReturnPressed: event => answer(event)
+    Keys.onEnterPressed: event => answer(event)
 
     // Has the keyboard while no field has it.
     Item {
@@ -41,7 +53,7 @@ CardFrame {
         }
     }
 
-    Item {
+    head: Item {
         width: parent.width
         implicitHeight: heading.implicitHeight
 
@@ -80,25 +92,68 @@ CardFrame {
             width: root.partsWidth
             question: modelData
             stops: false
-            onWanted: item => root.wanted(item)
+            onWanted: item => root.reveal(item)
             onOwnWanted: field => field.focus = true
         }
     }
 
-    PushButton {
-        objectName: "questionSend"
-        anchors.right: parent.right
-        text: "Send"
-        prominent: true
-        enabled: root.card.complete
-        onChosen: root.card.send()
-    }
+    footer: [
+        Item {
+            width: parent.width
+            implicitHeight: Math.max(hints.implicitHeight, sendButton.height)
 
-    CardText {
-        objectName: "questionProblem"
-        text: root.card.problem
-        color: Theme.failure
-        font.pixelSize: Theme.captionSize
-        Accessible.role: Accessible.AlertMessage
-    }
+            Flow {
+                id: hints
+
+                objectName: "questionKeys"
+                width: parent.width - sendButton.width - Theme.spacing
+                anchors.verticalCenter: parent.verticalCenter
+                spacing: Theme.spacing
+
+                KeyHint {
+                    height: 18
+                    keys: "↑ ↓"
+                    meaning: "move"
+                }
+
+                KeyHint {
+                    height: 18
+                    keys: "Return"
+                    meaning: "choose"
+                }
+
+                KeyHint {
+                    height: 18
+                    visible: root.card.questions.length > 1
+                    keys: "Tab"
+                    meaning: "next question"
+                }
+
+                KeyHint {
+                    height: 18
+                    keys: "Ctrl+Return"
+                    meaning: root.card.questions.length > 1 ? "send all" : "send"
+                }
+            }
+
+            PushButton {
+                id: sendButton
+
+                objectName: "questionSend"
+                anchors.right: parent.right
+                anchors.verticalCenter: parent.verticalCenter
+                text: "Send"
+                prominent: true
+                enabled: root.card.complete
+                onChosen: root.card.submit()
+            }
+        },
+        CardText {
+            objectName: "questionProblem"
+            text: root.card.problem
+            color: Theme.failure
+            font.pixelSize: Theme.captionSize
+            Accessible.role: Accessible.AlertMessage
+        }
+    ]
 }

@@ -2,7 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Ostrel
 
-// A drawn symbol: "more", "find", "previous", "next", "end", "copy", "close".
+// A drawn symbol: "more", "find", "previous", "next", "end", "copy", "close", "terminal".
 Item {
     id: root
 
@@ -90,6 +90,44 @@ Item {
             width: 10
             height: 1.6
             radius: 0.8
+            color: root.ink
+        }
+    }
+
+    // A prompt in a window.
+    Rectangle {
+        visible: root.symbol === "terminal"
+        anchors.centerIn: parent
+        width: 15
+        height: 12
+        radius: 3
+        color: "transparent"
+        border.width: 1.3
+        border.color: root.ink
+
+        Rectangle {
+            x: 2.6
+            y: 3.9
+            width: 4
+            height: 1.3
+            rotation: 45
+            antialiasing: true
+            color: root.ink
+        }
+        Rectangle {
+            x: 2.6
+            y: 6.3
+            width: 4
+            height: 1.3
+            rotation: -45
+            antialiasing: true
+            color: root.ink
+        }
+        Rectangle {
+            x: 7.6
+            y: 8
+            width: 4
+            height: 1.3
             color: root.ink
         }
     }
