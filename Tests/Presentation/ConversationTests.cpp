@@ -113,6 +113,19 @@ TEST_F(ConversationTest, ItsLightIsThatOfTheRecordThatIsOpen) {
   EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::needsYou));
 }
 
+TEST_F(ConversationTest, ThePillSaysThatItCanBeAnsweredWhileACardIsThere) {
+  bridge_.show(agent_);
+  const QString before = bridge_.status();
+  asks_.ask("bash");
+  loop_.runFor(100ms);
+  EXPECT_EQ(bridge_.status(), QStringLiteral("Needs your answer"));
+  EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::needsYou)) << "the agent's own light comes later";
+  asks_.ask({});
+  loop_.runFor(100ms);
+  EXPECT_EQ(bridge_.status(), before);
+  EXPECT_EQ(bridge_.light(), static_cast<int>(AgentLight::working));
+}
+
 TEST_F(ConversationTest, TheFirstWordsComeAtOnceAndOthersInTheirTurn) {
   bridge_.show(agent_);
   shown_.loadingHistory.set(true);
