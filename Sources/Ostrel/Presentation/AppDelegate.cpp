@@ -60,8 +60,9 @@ AppDelegate::AppDelegate(DesktopParts parts)
     : parts_(std::move(parts)),
       application_(parts_.environment),
       loop_(parts_.loop),
-      samples_(parts_.environment.hasArgument(launch::kPreviewAgents) ? std::make_unique<Samples>()
-                                                                      : nullptr),
+      samples_(parts_.environment.hasArgument(launch::kPreviewAgents)
+                   ? std::make_unique<Samples>(parts_.preferences)
+                   : nullptr),
       model_(samples_ ? static_cast<LitSource&>(samples_->agents) : parts_.client.agents(),
              &parts_.preferences),
       terminal_(parts_.pool, parts_.tools, parts_.terminals,

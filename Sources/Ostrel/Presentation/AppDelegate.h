@@ -48,9 +48,10 @@ class DesktopApplication {
 
 // Everything that `--preview-agents` shows.
 struct Samples {
+  explicit Samples(Preferences& preferences) : conversation(agents, requests, preferences) {}
   SampleAgents agents;
   SampleRequests requests;
-  SampleConversation conversation{agents, requests};
+  SampleConversation conversation;
 };
 
 class AppDelegate final : public Desktop {

@@ -90,8 +90,8 @@ std::string SampleConversation::statusLabel(const HerdrAgent& agent) const {
 }
 
 std::optional<std::string> SampleConversation::refusal(AgentAction action, std::string_view) {
-  if (action == AgentAction::open) return std::nullopt;
-  return "This agent is made up: it can only be looked at.";
+  if (action == AgentAction::open || action == AgentAction::rename) return std::nullopt;
+  return "This agent is made up: it has no file.";
 }
 
 void SampleConversation::open(std::string_view id, bool) {
@@ -111,7 +111,9 @@ void SampleConversation::refuse(AgentAction action, std::string_view id) {
   throw Failure(refusal(action, id).value());
 }
 
-void SampleConversation::rename(std::string_view id, std::string_view) { refuse(AgentAction::rename, id); }
+void SampleConversation::rename(std::string_view id, std::string_view title) {
+  preferences_.set("agentTitle." + std::string(id), title);
+}
 
 void SampleConversation::link(std::string_view id, const std::string&) { refuse(AgentAction::link, id); }
 

@@ -8,6 +8,7 @@
 
 #include "Client/AgentActions.h"
 #include "Client/ConversationSource.h"
+#include "Platform/Preferences.h"
 #include "SampleAgents.h"
 #include "SampleRequests.h"
 
@@ -15,9 +16,9 @@ namespace ostrel {
 
 class SampleConversation final : public ConversationSource, public AgentActions {
  public:
-  // Both outlive this.
-  SampleConversation(const SampleAgents& agents, SampleRequests& requests)
-      : agents_(agents), requests_(requests) {}
+  // All of them outlive this. Titles of the person's own go to the preferences.
+  SampleConversation(const SampleAgents& agents, SampleRequests& requests, Preferences& preferences)
+      : agents_(agents), requests_(requests), preferences_(preferences) {}
 
   // Opens an agent: a conversation with a bit of everything, or for a pane its terminal too.
   void show(const HerdrAgent& agent);
@@ -30,7 +31,7 @@ class SampleConversation final : public ConversationSource, public AgentActions 
     return changed_.observe(std::move(observer));
   }
 
-  // Of what can be done, only opening is.
+  // No file is theirs: nothing can be linked.
   std::optional<std::string> refusal(AgentAction action, std::string_view id) override;
   void open(std::string_view id, bool markSeen) override;
   void close() override;
@@ -43,6 +44,7 @@ class SampleConversation final : public ConversationSource, public AgentActions 
 
   const SampleAgents& agents_;
   SampleRequests& requests_;
+  Preferences& preferences_;
   SelectedConversation shown_;
   std::optional<HerdrAgent> agent_;
   ChangeSignal changed_;

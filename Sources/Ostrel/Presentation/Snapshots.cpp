@@ -74,7 +74,7 @@ class Studio {
         rail_(parts_),
         facts_(agents > 0),
         panel_(edgeShown_, panelPages(parts_, {facts_, loop, asks_})),
-        open_(samples_, asks_),
+        open_(samples_, asks_, preferences),
         loop_(loop),
         conversation_(loop, pool_, parts_, {open_, open_, asks_, urls_, {}}),
         backdrop_(dark ? QColor(0x23, 0x2a, 0x35) : QColor(0xd5, 0xdd, 0xe8)),
