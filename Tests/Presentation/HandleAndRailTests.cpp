@@ -22,8 +22,8 @@ TEST_F(EdgeViewsTest, TheRailHasWhoWaitsFirstAndEachWithItsLight) {
     lights.append(item->property("light").toInt());
   }
   EXPECT_EQ(said, QStringList({QStringLiteral("Agent c, Needs you"), QStringLiteral("Agent b, Working"),
-                               QStringLiteral("Agent a, Idle")}));
-  EXPECT_EQ(lights, QList<int>({0, 1, 3}));
+                               QStringLiteral("Agent a, Idle"), QStringLiteral("Show agents")}));
+  EXPECT_EQ(lights.first(3), QList<int>({0, 1, 3}));
 }
 
 TEST_F(EdgeViewsTest, RailRowsCrossedOnTheWayShowOnlyTheOneThatIsReached) {
