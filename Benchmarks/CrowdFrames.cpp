@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QQmlEngine>
 #include <atomic>
+#include <fcntl.h>
 #include <fstream>
 #include <sys/stat.h>
 #include <sys/syscall.h>

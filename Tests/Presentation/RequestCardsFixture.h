@@ -119,6 +119,13 @@ class RequestCardsTest : public testing::Test {
     view_.grabWindow();  // items find their places as a frame is drawn
     QCoreApplication::processEvents();
   }
+  // Until cards that have moved or grown take answers.
+  void rest() {
+    for (int i = 0; i < 2; ++i) {
+      settle();
+      loop_.runFor(RequestCard::kSettling);
+    }
+  }
   // The first item of that name which can be seen.
   QQuickItem* item(const char* name, QQuickItem* from = nullptr) {
     QQuickItem* const root = from ? from : view_.rootObject();

@@ -40,7 +40,7 @@ TEST_F(RequestKeysTest, LettersAnswerTheFirstCardAndNoOther) {
   EXPECT_TRUE(asked_.results.empty()) << "a key that is held down";
   for (int i = 0; i < 2; ++i) press(Qt::Key_Y, QStringLiteral("y"));
   EXPECT_EQ(asked_.results.size(), 1u) << "the second one was meant for nothing";
-  loop_.runFor(500ms);
+  rest();
   press(Qt::Key_N, QStringLiteral("n"), Qt::ControlModifier);
   EXPECT_EQ(asked_.results.size(), 1u);
   press(Qt::Key_N, QStringLiteral("n"));
@@ -53,7 +53,7 @@ TEST_F(RequestKeysTest, AFieldKeepsItsLetters) {
   asked_.claude["1"] = {permission("a", R"({"command":"ls"})")};
   open();
   click(middle(item("permissionInstead")));
-  loop_.runFor(500ms);
+  rest();
   EXPECT_TRUE(press(Qt::Key_N, QStringLiteral("n")));
   EXPECT_TRUE(asked_.answers.empty());
   EXPECT_EQ(shown(bridge_.claude(), &ClaudeCardRow::permission)->instead(), QStringLiteral("n"));
@@ -71,6 +71,7 @@ TEST_F(RequestKeysTest, AllQuestionsAreSentWithOneKeyFromEverywhere) {
   press(Qt::Key_Down);
   press(Qt::Key_Return);  // "Y" of those that may be several
   press(Qt::Key_Tab);     // to the first question again
+  rest();                 // the card has grown by its words
   press(Qt::Key_Return, {}, Qt::ControlModifier);
   EXPECT_EQ(
       asked_.answers,
@@ -79,10 +80,11 @@ TEST_F(RequestKeysTest, AllQuestionsAreSentWithOneKeyFromEverywhere) {
   asked_.codex["1"] = {questions("1")};
   bridge_.refresh();
   settle();
-  loop_.runFor(500ms);
+  rest();
   click(middle(item("ownAnswer")));
-  loop_.runFor(500ms);
+  rest();
   press(Qt::Key_Y, QStringLiteral("y"));
+  rest();
   press(Qt::Key_Return, {}, Qt::ControlModifier);
   EXPECT_EQ(asked_.results, std::vector<std::string>{R"({"answers":{"a":{"answers":["y"]}}})"});
 }
