@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!result) return 0;
     const auto value = claudeSettings::parse(*result);
     require(value == claudeSettings::edited(*root, on, command));
-    require(claudeSettings::hasCommand(*value, command) == on);
+    require(claudeSettings::missing(*value, command).empty() == on);
     require(claudeSettings::ourCommand(*value).has_value() == on);
     require(claudeSettings::editText(*result, on, command) == result);
     edited[on ? 1 : 0] = *result;

@@ -10,8 +10,8 @@
 
 #include "Codex/CodexAnswers.h"
 #include "Codex/CodexCard.h"
+#include "Codex/CodexConnectionState.h"
 #include "Codex/CodexLive.h"
-#include "Codex/CodexRequestDesk.h"
 #include "Codex/CodexThreads.h"
 #include "Discovery/CodexRollout.h"
 #include "Runtime/Failure.h"
@@ -66,14 +66,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto lines = text::split(bytes, '\n');
   const std::string typed = text::repairUtf8(lines.back());
   std::vector<CodexRequest> open;
-  CodexRequestDesk desk("E", [&](const CodexRequestEvent& event) {
+  CodexConnectionState state("E", [&](const CodexRequestEvent& event) {
     if (const auto* received = std::get_if<codexevent::Received>(&event)) open.push_back(received->request);
   });
-  desk.joining(kThread);
-  desk.joined(kThread);
+  state.joining(kThread);
+  state.joined(kThread);
   CodexThreads threads;
   for (const auto line : lines) {
-    desk.event(std::string(line));
+    state.event(std::string(line));
     threads.event(std::string(line), WallTime());
     std::string history(line);
     attempt([&] { CodexLocalServer::messages(history); });
@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // At most once, and as JSON with the id at its front.
     int answered = 0;
     for (int i = 0; i < 2; ++i) {
-      const auto text = desk.answer(request, "{}", {kThread});
+      const auto text = state.answer(request, "{}", {kThread});
       if (!text) continue;
       valid(*text);
       ++answered;
